@@ -1,0 +1,20 @@
+// Bitmap: a device-independent picture in the working form of the Windows
+// DIB: rows bottom-up, BitsPerPixel / 8 bytes a pixel (16, 24 or 32; bytes in
+// B, G, R order, a 32-bit pixel's fourth byte unused), each row padded to a
+// multiple of 4 bytes. This is the form the skin files have on disk, the form
+// that turning works on, and what the canvas copies read.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct Bitmap {
+  int Width = 0;
+  int Height = 0;
+  int BitsPerPixel = 0;
+  std::vector<std::uint8_t> Bits;
+
+  int BytesPerPixel() const { return BitsPerPixel / 8; }
+  int RowLength() const { return (Width * BytesPerPixel() + 3) & ~3; }
+};

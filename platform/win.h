@@ -1,0 +1,175 @@
+// Window services: the substitutes for the Windows window manager calls that
+// the system's code makes (post and send messages, place windows, timers,
+// message boxes, device contexts). The system's folders call only these free
+// functions; they never see Qt.
+//
+// Windows are plain numbers (Hwnd). Three kinds exist:
+//   - Pane handles, 1..0xFFFF: windows of browser-program processes, reached
+//     over the carrier socket (a Pane is live while its connection is open);
+//   - local windows of this process (the Panel, the hidden message window,
+//     dialogs), numbered from LocalWindowBase up;
+//   - 0, no window.
+// Messages to a Pane handle go through the carrier; messages to a local window
+// go to the backend that created it. The backend is a plain record of
+// functions (WindowBackend) installed once at start: the Qt one in the
+// program, the headless one in tests; with none installed every call is a
+// harmless no-op that reports failure.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+using Hwnd = std::uint32_t;
+using WParam = std::uint64_t;
+using LParam = std::int64_t;
+using LResult = std::int64_t;
+
+constexpr Hwnd LocalWindowBase = 0x10000;
+
+struct Point {
+  int x = 0;
+  int y = 0;
+};
+
+struct Rect {
+  int left = 0;
+  int top = 0;
+  int right = 0;
+  int bottom = 0;
+};
+
+// Window messages, by their Windows numbers.
+constexpr unsigned WM_CREATE = 1;
+constexpr unsigned WM_DESTROY = 2;
+constexpr unsigned WM_PAINT = 15;
+constexpr unsigned WM_QUIT = 18;
+constexpr unsigned WM_ERASEBKGND = 20;
+constexpr unsigned WM_NCPAINT = 133;
+constexpr unsigned WM_INITDIALOG = 272;
+constexpr unsigned WM_COMMAND = 273;
+constexpr unsigned WM_SYSCOMMAND = 274;
+constexpr unsigned WM_TIMER = 275;
+constexpr unsigned WM_MOUSEMOVE = 512;
+constexpr unsigned WM_LBUTTONDOWN = 513;
+constexpr unsigned WM_LBUTTONUP = 514;
+constexpr unsigned WM_LBUTTONDBLCLK = 515;
+constexpr unsigned WM_RBUTTONDOWN = 516;
+constexpr unsigned WM_USER = 1024;
+
+// The Panel's private messages.
+constexpr unsigned MsgPanelCommand = 1033; // code in low 16 bits of wParam
+constexpr unsigned MsgPlacePane = 1034;    // wParam: slot number
+constexpr unsigned MsgAnnounceFirst = 1044; // 1044 + slot: a Pane's handle
+constexpr unsigned MsgAnnounceLast = 1054;
+constexpr unsigned MsgTrayEvent = 1125;
+
+constexpr WParam SC_MINIMIZE = 61472;
+constexpr WParam SC_MAXIMIZE = 61488;
+constexpr unsigned MK_LBUTTON = 1;
+
+// SetWindowPos.
+constexpr Hwnd HWND_TOP = 0;
+constexpr Hwnd HWND_TOPMOST = 0xFFFFFFFFu;   // (HWND)-1
+constexpr Hwnd HWND_NOTOPMOST = 0xFFFFFFFEu; // (HWND)-2
+constexpr unsigned SWP_NOSIZE = 0x0001;
+constexpr unsigned SWP_NOMOVE = 0x0002;
+constexpr unsigned SWP_NOZORDER = 0x0004;
+constexpr unsigned SWP_SHOWWINDOW = 0x0040;
+
+// ShowWindow.
+constexpr int SW_HIDE = 0;
+constexpr int SW_SHOW = 5;
+constexpr int SW_RESTORE = 9;
+
+// MessageBox buttons and answers.
+constexpr unsigned MB_OK = 0;
+constexpr unsigned MB_YESNOCANCEL = 3;
+constexpr unsigned MB_YESNO = 4;
+constexpr int IDOK = 1;
+constexpr int IDCANCEL = 2;
+constexpr int IDYES = 6;
+constexpr int IDNO = 7;
+
+// A drawing target. In the program it is the backing picture of a window,
+// shown by the backend on release; in tests it is a memory picture. Pixels
+// are 32-bit 0x00RRGGBB, rows top-down, width * height of them.
+struct Canvas {
+  int width = 0;
+  int height = 0;
+  std::uint32_t* pixels = nullptr;
+};
+
+// The record a backend fills in. Any member may be null: the call then does
+// nothing and reports failure (0, false, empty). All calls on a local window
+// happen on the GUI thread except PostMessage and SendMessage, which any
+// thread may call: SendMessage from another thread waits until the GUI thread
+// has handled the message.
+struct WindowBackend {
+  int (*postMessage)(Hwnd window, unsigned message, WParam w, LParam l);
+  LResult (*sendMessage)(Hwnd window, unsigned message, WParam w, LParam l);
+  bool (*isWindow)(Hwnd window);
+  void (*bringToTop)(Hwnd window);
+  void (*setForeground)(Hwnd window);
+  void (*setWindowPos)(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
+                       unsigned flags);
+  void (*showWindow)(Hwnd window, int command);
+  bool (*getWindowRect)(Hwnd window, Rect* out);
+  // A polygon region filled even-odd; points null or count 0 removes the region.
+  void (*setWindowRegion)(Hwnd window, const Point* points, int count);
+  void (*invalidate)(Hwnd window);
+  void (*setTitle)(Hwnd window, const std::string& title);
+  Hwnd (*activeWindow)();
+  void (*setTimer)(Hwnd window, int id, int milliseconds);
+  void (*killTimer)(Hwnd window, int id);
+  Point (*cursorPos)();
+  int (*screenWidth)();
+  int (*screenHeight)();
+  int (*displayBits)(Hwnd window);
+  // Modal question; the GUI thread's messages keep flowing while it stands.
+  // Callable from any thread: a worker's box is shown on the GUI thread and
+  // the worker waits for the answer.
+  int (*messageBox)(Hwnd owner, const std::string& text, const std::string& title,
+                    unsigned type);
+  // Text of a control of a local window (the Panel's AddressControl is 2010).
+  std::string (*getControlText)(Hwnd window, int control);
+  void (*setControlText)(Hwnd window, int control, const std::string& text);
+  Canvas* (*getCanvas)(Hwnd window);
+  void (*releaseCanvas)(Hwnd window, Canvas* canvas);
+};
+
+// Installs the backend for local windows; the record must outlive its use.
+void SetWindowBackend(const WindowBackend* backend);
+const WindowBackend* GetWindowBackend();
+
+// Installs the record that serves Pane handles (the carrier's); the same
+// shape, of which only the members that make sense for a remote window are
+// filled in.
+void SetPaneBackend(const WindowBackend* backend);
+
+int WinPostMessage(Hwnd window, unsigned message, WParam w, LParam l);
+LResult WinSendMessage(Hwnd window, unsigned message, WParam w, LParam l);
+bool WinIsWindow(Hwnd window);
+void WinBringWindowToTop(Hwnd window);
+void WinSetForegroundWindow(Hwnd window);
+void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
+                     unsigned flags);
+void WinShowWindow(Hwnd window, int command);
+bool WinGetWindowRect(Hwnd window, Rect* out);
+void WinSetWindowRegion(Hwnd window, const Point* points, int count);
+void WinInvalidate(Hwnd window);
+void WinSetTitle(Hwnd window, const std::string& title);
+Hwnd WinGetActiveWindow();
+void WinSetTimer(Hwnd window, int id, int milliseconds);
+void WinKillTimer(Hwnd window, int id);
+Point WinGetCursorPos();
+int WinScreenWidth();
+int WinScreenHeight();
+int WinDisplayBits(Hwnd window);
+int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title,
+                  unsigned type);
+std::string WinGetControlText(Hwnd window, int control);
+void WinSetControlText(Hwnd window, int control, const std::string& text);
+Canvas* WinGetCanvas(Hwnd window);
+void WinReleaseCanvas(Hwnd window, Canvas* canvas);
+
+inline bool IsPaneHandle(Hwnd window) { return window != 0 && window < LocalWindowBase; }

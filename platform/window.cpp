@@ -1,0 +1,96 @@
+// Routes each window call to the record that serves the window: Pane handles
+// to the carrier's record, local windows to the installed backend. A missing
+// record or member makes the call a no-op that reports failure.
+#include "platform/win.h"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<const WindowBackend*> localBackend{nullptr};
+std::atomic<const WindowBackend*> paneBackend{nullptr};
+
+const WindowBackend* For(Hwnd window) {
+  return IsPaneHandle(window) ? paneBackend.load() : localBackend.load();
+}
+
+const WindowBackend* Local() { return localBackend.load(); }
+
+} // namespace
+
+void SetWindowBackend(const WindowBackend* backend) { localBackend = backend; }
+const WindowBackend* GetWindowBackend() { return localBackend.load(); }
+void SetPaneBackend(const WindowBackend* backend) { paneBackend = backend; }
+
+#define ROUTE(record, member, fallback, ...)                                                       \
+  do {                                                                                             \
+    const WindowBackend* b = (record);                                                             \
+    if (b == nullptr || b->member == nullptr)                                                      \
+      return fallback;                                                                             \
+    return b->member(__VA_ARGS__);                                                                 \
+  } while (0)
+
+int WinPostMessage(Hwnd window, unsigned message, WParam w, LParam l) {
+  if (window == 0)
+    return 0;
+  ROUTE(For(window), postMessage, 0, window, message, w, l);
+}
+
+LResult WinSendMessage(Hwnd window, unsigned message, WParam w, LParam l) {
+  if (window == 0)
+    return 0;
+  ROUTE(For(window), sendMessage, 0, window, message, w, l);
+}
+
+bool WinIsWindow(Hwnd window) {
+  if (window == 0)
+    return false;
+  ROUTE(For(window), isWindow, false, window);
+}
+
+void WinBringWindowToTop(Hwnd window) { ROUTE(For(window), bringToTop, , window); }
+void WinSetForegroundWindow(Hwnd window) { ROUTE(For(window), setForeground, , window); }
+
+void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
+                     unsigned flags) {
+  ROUTE(For(window), setWindowPos, , window, insertAfter, x, y, cx, cy, flags);
+}
+
+void WinShowWindow(Hwnd window, int command) { ROUTE(For(window), showWindow, , window, command); }
+
+bool WinGetWindowRect(Hwnd window, Rect* out) {
+  ROUTE(For(window), getWindowRect, false, window, out);
+}
+
+void WinSetWindowRegion(Hwnd window, const Point* points, int count) {
+  ROUTE(For(window), setWindowRegion, , window, points, count);
+}
+
+void WinInvalidate(Hwnd window) { ROUTE(For(window), invalidate, , window); }
+void WinSetTitle(Hwnd window, const std::string& title) {
+  ROUTE(For(window), setTitle, , window, title);
+}
+Hwnd WinGetActiveWindow() { ROUTE(Local(), activeWindow, 0); }
+void WinSetTimer(Hwnd window, int id, int ms) { ROUTE(For(window), setTimer, , window, id, ms); }
+void WinKillTimer(Hwnd window, int id) { ROUTE(For(window), killTimer, , window, id); }
+Point WinGetCursorPos() { ROUTE(Local(), cursorPos, Point{}); }
+int WinScreenWidth() { ROUTE(Local(), screenWidth, 0); }
+int WinScreenHeight() { ROUTE(Local(), screenHeight, 0); }
+int WinDisplayBits(Hwnd window) { ROUTE(For(window), displayBits, 0, window); }
+
+int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type) {
+  ROUTE(Local(), messageBox, 0, owner, text, title, type);
+}
+
+std::string WinGetControlText(Hwnd window, int control) {
+  ROUTE(For(window), getControlText, std::string(), window, control);
+}
+
+void WinSetControlText(Hwnd window, int control, const std::string& text) {
+  ROUTE(For(window), setControlText, , window, control, text);
+}
+
+Canvas* WinGetCanvas(Hwnd window) { ROUTE(For(window), getCanvas, nullptr, window); }
+void WinReleaseCanvas(Hwnd window, Canvas* canvas) {
+  ROUTE(For(window), releaseCanvas, , window, canvas);
+}
