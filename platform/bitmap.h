@@ -18,3 +18,12 @@ struct Bitmap {
   int BytesPerPixel() const { return BitsPerPixel / 8; }
   int RowLength() const { return (Width * BytesPerPixel() + 3) & ~3; }
 };
+
+// Reads a Windows BMP file (uncompressed 16, 24 or 32 bits a pixel, or
+// 16/32-bit bitfields; rows bottom-up or top-down) into out, in the working
+// form above with the file's own depth. False, out untouched, for anything
+// else: a missing, truncated or malformed file never crashes the reader.
+bool LoadBitmapFile(const std::string& path, Bitmap* out);
+
+// Writes bitmap as an uncompressed BMP file. False on any failure.
+bool SaveBitmapFile(const std::string& path, const Bitmap& bitmap);

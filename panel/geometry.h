@@ -1,0 +1,36 @@
+// Panel geometry and hit zones: the window's size and shape, the zones of the
+// face, the turning rule and the turning command. Everything is stored
+// upright; upright (x, y) lies turned at (592 - y, x).
+#pragma once
+
+#include <cstdint>
+
+#include "panel/panel_state.h"
+#include "platform/win.h"
+
+struct ZoneRect {
+  int Left;
+  int Top;
+  int Right;
+  int Bottom;
+};
+
+extern const ZoneRect ZoneTable[ZoneCount];
+
+// ZoneCommand (20010 + 10 * zone) under client point (x, y) of the current
+// orientation, 0 for none. Edges belong to no zone.
+std::uint32_t HitTestZone(int x, int y);
+
+// Mode 1: PanelOutline upright; mode 11: turned. Other modes do nothing.
+void BuildOutline(int mode);
+
+// The two directions of command 20180; arg 99 centres the Panel.
+void TurnPanel(Hwnd window, LParam arg);
+void UnturnPanel(Hwnd window, LParam arg);
+
+void CentrePanel(Hwnd window);
+void KeepPanelOnScreen(Hwnd window);
+
+// WM_MOUSEMOVE of the Panel: hover lighting (keys is the message's key state,
+// pos the client position in the low and high 16 bits).
+void PanelMouseMove(Hwnd window, WParam keys, LParam pos);
