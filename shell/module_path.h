@@ -31,3 +31,8 @@ int ModuleDirectory(int module, char* out);
 // The system folder (the Windows folder's stand-in): $SKERRY_SYSTEM_DIR, else
 // ${XDG_STATE_HOME:-~/.local/state}/skerry. Made when missing.
 std::string SystemFolder();
+
+// The language query's 16-bit id: primary language in the low 10 bits,
+// sublanguage above (zh_TW 4/1, zh_CN 4/2, zh_HK 4/3, zh_SG 4/4, zh_MO 4/5;
+// anything else English, primary 9).
+int LanguageIdFromLocale();

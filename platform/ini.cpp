@@ -1,0 +1,506 @@
+// The INI engine. A file is read whole and parsed into a Parsed record: the
+// raw bytes, one Line per line break (so a write can copy every untouched
+// line byte for byte) and, per section, a map of lower-cased key names to the
+// line of their first occurrence (so a lookup in a large file costs a hash,
+// not a scan). Parsed records are shared, immutable, and cached by path; Load
+// decides whether a cached one still describes the file on disk.
+//
+// A write loads the file, splices the one changed line into the raw bytes and
+// replaces the file by a temporary file renamed over it. Writes within the
+// process are serialised by one mutex, so two threads adding keys to the same
+// file never lose each other's line.
+#include "platform/ini.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <unordered_map>
+
+namespace {
+
+// A file larger than this is read only up to it and never written: no
+// INI-formed file of the system comes near, and a hostile download must not
+// take the memory.
+constexpr std::size_t MaxFileBytes = 64u << 20;
+// The cache keeps at most this many files; past it, it starts over.
+constexpr std::size_t MaxCachedFiles = 256;
+// A file modified this recently may change again within the same timestamp
+// tick, so its parse is not trusted from the cache.
+constexpr std::int64_t FreshNanos = 2'000'000'000;
+
+enum class Kind : std::uint8_t { Blank, Comment, Header, Key, Other };
+
+struct Line {
+  std::size_t start = 0;  // first byte of the line
+  std::size_t termAt = 0; // first byte of its line break (== next when none)
+  std::size_t next = 0;   // first byte of the next line
+  std::size_t nameB = 0;  // header name or key name, trimmed
+  std::size_t nameE = 0;
+  std::size_t valueB = 0; // key value, trimmed
+  std::size_t valueE = 0;
+  Kind kind = Kind::Blank;
+};
+
+struct Section {
+  std::string name; // as written, trimmed
+  std::size_t header = 0;
+  std::size_t endLine = 0; // one past its last line
+  std::size_t lastKeyLine = SIZE_MAX;
+  std::unordered_map<std::string, std::size_t> keys; // lower name -> line
+  std::vector<std::size_t> keyOrder;                 // first lines, in file order
+};
+
+struct Parsed {
+  bool exists = false;
+  dev_t dev = 0;
+  ino_t ino = 0;
+  off_t size = 0;
+  std::int64_t mtimeNs = 0;
+  std::int64_t parsedAtNs = 0;
+  std::string text;
+  std::vector<Line> lines;
+  std::vector<Section> sections;
+  std::unordered_map<std::string, std::size_t> sectionIndex; // lower name -> first
+};
+
+using ParsedPtr = std::shared_ptr<const Parsed>;
+
+std::mutex cacheMutex;
+std::unordered_map<std::string, ParsedPtr> cache;
+std::mutex writeMutex;
+std::atomic<std::size_t> parseCount{0};
+
+bool IsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+char Lower(char c) {
+  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string LowerOf(const char* b, std::size_t n) {
+  std::string s(b, n);
+  for (char& c : s)
+    c = Lower(c);
+  return s;
+}
+
+void Trim(const std::string& t, std::size_t& b, std::size_t& e) {
+  while (b < e && IsBlank(t[b]))
+    ++b;
+  while (e > b && IsBlank(t[e - 1]))
+    --e;
+}
+
+std::string Trimmed(const char* s) {
+  if (s == nullptr)
+    return {};
+  std::string t(s);
+  std::size_t b = 0, e = t.size();
+  Trim(t, b, e);
+  return t.substr(b, e - b);
+}
+
+std::int64_t Nanos(const struct timespec& ts) {
+  return static_cast<std::int64_t>(ts.tv_sec) * 1'000'000'000 + ts.tv_nsec;
+}
+
+std::int64_t NowNanos() {
+  struct timespec ts {};
+  clock_gettime(CLOCK_REALTIME, &ts);
+  return Nanos(ts);
+}
+
+void ParseText(Parsed& p) {
+  const std::string& t = p.text;
+  std::size_t i = 0;
+  if (t.size() >= 3 && t.compare(0, 3, "\xEF\xBB\xBF") == 0)
+    i = 3;
+  Section* current = nullptr;
+  auto closeSection = [&] {
+    if (current != nullptr)
+      current->endLine = p.lines.size();
+  };
+  while (i < t.size()) {
+    Line line;
+    line.start = i;
+    while (i < t.size() && t[i] != '\r' && t[i] != '\n')
+      ++i;
+    line.termAt = i;
+    if (i < t.size())
+      i += (t[i] == '\r' && i + 1 < t.size() && t[i + 1] == '\n') ? 2 : 1;
+    line.next = i;
+
+    std::size_t b = line.start, e = line.termAt;
+    Trim(t, b, e);
+    if (b == e) {
+      line.kind = Kind::Blank;
+    } else if (t[b] == '[') {
+      line.kind = Kind::Header;
+      std::size_t nb = b + 1, ne = nb;
+      while (ne < e && t[ne] != ']')
+        ++ne;
+      Trim(t, nb, ne);
+      line.nameB = nb;
+      line.nameE = ne;
+    } else if (t[b] == ';') {
+      line.kind = Kind::Comment;
+    } else {
+      std::size_t eq = t.find('=', b);
+      if (eq == std::string::npos || eq >= e) {
+        line.kind = Kind::Other;
+      } else {
+        line.kind = Kind::Key;
+        line.nameB = b;
+        line.nameE = eq;
+        Trim(t, line.nameB, line.nameE);
+        line.valueB = eq + 1;
+        line.valueE = e;
+        Trim(t, line.valueB, line.valueE);
+      }
+    }
+
+    std::size_t index = p.lines.size();
+    p.lines.push_back(line);
+    if (line.kind == Kind::Header) {
+      closeSection();
+      Section s;
+      s.name.assign(t, line.nameB, line.nameE - line.nameB);
+      s.header = index;
+      p.sections.push_back(std::move(s));
+      current = &p.sections.back();
+      p.sectionIndex.emplace(LowerOf(t.data() + line.nameB, line.nameE - line.nameB),
+                             p.sections.size() - 1);
+    } else if (line.kind == Kind::Key && current != nullptr) {
+      current->lastKeyLine = index;
+      auto [it, added] =
+          current->keys.emplace(LowerOf(t.data() + line.nameB, line.nameE - line.nameB), index);
+      if (added)
+        current->keyOrder.push_back(index);
+    }
+  }
+  closeSection();
+  parseCount.fetch_add(1, std::memory_order_relaxed);
+}
+
+// Reads and parses path as it is now. A missing or unreadable file gives a
+// record with exists == false.
+ParsedPtr ReadFresh(const std::string& path) {
+  auto p = std::make_shared<Parsed>();
+  p->parsedAtNs = NowNanos();
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
+    return p;
+  struct stat st {};
+  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+    close(fd);
+    return p;
+  }
+  p->exists = true;
+  p->dev = st.st_dev;
+  p->ino = st.st_ino;
+  p->size = st.st_size;
+  p->mtimeNs = Nanos(st.st_mtim);
+  std::size_t want = static_cast<std::size_t>(st.st_size) < MaxFileBytes
+                         ? static_cast<std::size_t>(st.st_size)
+                         : MaxFileBytes;
+  p->text.resize(want);
+  std::size_t got = 0;
+  while (got < want) {
+    ssize_t n = read(fd, p->text.data() + got, want - got);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      break;
+    got += static_cast<std::size_t>(n);
+  }
+  close(fd);
+  p->text.resize(got);
+  ParseText(*p);
+  return p;
+}
+
+bool StillValid(const Parsed& p, const std::string& path) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0)
+    return !p.exists;
+  if (!p.exists)
+    return false;
+  return st.st_dev == p.dev && st.st_ino == p.ino && st.st_size == p.size &&
+         Nanos(st.st_mtim) == p.mtimeNs && p.parsedAtNs - p.mtimeNs > FreshNanos;
+}
+
+ParsedPtr Load(const std::string& path) {
+  {
+    std::lock_guard lock(cacheMutex);
+    auto it = cache.find(path);
+    if (it != cache.end() && it->second->exists && StillValid(*it->second, path))
+      return it->second;
+  }
+  ParsedPtr fresh = ReadFresh(path);
+  std::lock_guard lock(cacheMutex);
+  if (!fresh->exists) {
+    cache.erase(path);
+    return fresh;
+  }
+  if (cache.size() >= MaxCachedFiles)
+    cache.clear();
+  cache[path] = fresh;
+  return fresh;
+}
+
+const Section* FindSection(const Parsed& p, const std::string& name) {
+  auto it = p.sectionIndex.find(LowerOf(name.data(), name.size()));
+  return it == p.sectionIndex.end() ? nullptr : &p.sections[it->second];
+}
+
+const Line* FindKey(const Parsed& p, const Section& s, const std::string& key) {
+  auto it = s.keys.find(LowerOf(key.data(), key.size()));
+  return it == s.keys.end() ? nullptr : &p.lines[it->second];
+}
+
+// The value of a key line as the reader gets it: one outer quote pair
+// removed, cut at an embedded zero byte.
+std::string ValueOf(const Parsed& p, const Line& line) {
+  std::size_t b = line.valueB, e = line.valueE;
+  if (e - b >= 2 && (p.text[b] == '"' || p.text[b] == '\'') && p.text[e - 1] == p.text[b]) {
+    ++b;
+    --e;
+  }
+  std::string v(p.text, b, e - b);
+  std::size_t zero = v.find('\0');
+  if (zero != std::string::npos)
+    v.resize(zero);
+  return v;
+}
+
+std::string OneLine(const char* s) {
+  std::string t(s);
+  for (char& c : t)
+    if (c == '\r' || c == '\n')
+      c = ' ';
+  return t;
+}
+
+// The line break that new lines get: the first one the file uses, else LF.
+std::string LineBreakOf(const Parsed& p) {
+  for (const Line& l : p.lines)
+    if (l.next > l.termAt)
+      return p.text.substr(l.termAt, l.next - l.termAt);
+  return "\n";
+}
+
+// The file's new bytes after the write, or the old ones when nothing changes.
+std::string Edited(const Parsed& p, const std::string& section, const char* key,
+                   const char* value) {
+  const std::string& t = p.text;
+  const Section* s = FindSection(p, section);
+  const std::string eol = LineBreakOf(p);
+  auto without = [&](std::size_t from, std::size_t to) { return t.substr(0, from) + t.substr(to); };
+
+  if (key == nullptr) {
+    if (s == nullptr)
+      return t;
+    std::string out;
+    std::size_t at = 0;
+    for (std::size_t i = s->header; i < s->endLine; ++i) {
+      const Line& l = p.lines[i];
+      if (i == s->header || l.kind == Kind::Key) {
+        out.append(t, at, l.start - at);
+        at = l.next;
+      }
+    }
+    out.append(t, at, std::string::npos);
+    return out;
+  }
+
+  const std::string k = OneLine(Trimmed(key).c_str());
+  const Line* line = s != nullptr ? FindKey(p, *s, k) : nullptr;
+  if (value == nullptr)
+    return line == nullptr ? t : without(line->start, line->next);
+
+  const std::string v = OneLine(value);
+  if (line != nullptr) {
+    std::string keyLine = t.substr(line->nameB, line->nameE - line->nameB) + "=" + v;
+    return t.substr(0, line->start) + keyLine + t.substr(line->termAt);
+  }
+  const std::string keyLine = k + "=" + v;
+  if (s != nullptr) {
+    const Line& after = p.lines[s->lastKeyLine != SIZE_MAX ? s->lastKeyLine : s->header];
+    if (after.next > after.termAt)
+      return t.substr(0, after.next) + keyLine + eol + t.substr(after.next);
+    return t.substr(0, after.termAt) + eol + keyLine + t.substr(after.termAt);
+  }
+  std::string out = t;
+  if (!out.empty() && out.back() != '\n' && out.back() != '\r')
+    out += eol;
+  out += "[" + OneLine(section.c_str()) + "]" + eol + keyLine + eol;
+  return out;
+}
+
+// Writes bytes to a new file beside path and renames it over path. The
+// temporary file takes the old file's mode, or the umask's for a new file.
+bool ReplaceFile(const std::string& path, const std::string& bytes, const Parsed& old) {
+  std::string target = path;
+  if (old.exists) {
+    if (char* real = realpath(path.c_str(), nullptr)) {
+      target = real;
+      std::free(real);
+    }
+  }
+  std::size_t slash = target.rfind('/');
+  std::string folder = slash == std::string::npos ? "." : target.substr(0, slash);
+  std::string base = slash == std::string::npos ? target : target.substr(slash + 1);
+
+  static thread_local std::mt19937_64 rng{std::random_device{}()};
+  std::string temp;
+  int fd = -1;
+  for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
+    char suffix[24];
+    std::snprintf(suffix, sizeof suffix, ".%016llx", static_cast<unsigned long long>(rng()));
+    temp = folder + "/." + base + suffix;
+    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (fd < 0 && errno != EEXIST)
+      return false;
+  }
+  if (fd < 0)
+    return false;
+  if (old.exists) {
+    struct stat st {};
+    if (stat(target.c_str(), &st) == 0)
+      fchmod(fd, st.st_mode & 07777);
+  }
+  std::size_t done = 0;
+  bool ok = true;
+  while (done < bytes.size()) {
+    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0) {
+      ok = false;
+      break;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  if (close(fd) != 0)
+    ok = false;
+  if (ok && rename(temp.c_str(), target.c_str()) == 0)
+    return true;
+  unlink(temp.c_str());
+  return false;
+}
+
+void Forget(const std::string& path) {
+  std::lock_guard lock(cacheMutex);
+  cache.erase(path);
+}
+
+} // namespace
+
+bool IniLookup(const char* file, const char* section, const char* key, std::string& value) {
+  if (file == nullptr || section == nullptr || key == nullptr)
+    return false;
+  ParsedPtr p = Load(file);
+  if (!p->exists)
+    return false;
+  const Section* s = FindSection(*p, Trimmed(section));
+  if (s == nullptr)
+    return false;
+  const Line* line = FindKey(*p, *s, Trimmed(key));
+  if (line == nullptr)
+    return false;
+  value = ValueOf(*p, *line);
+  return true;
+}
+
+bool IniHasSection(const char* file, const char* section) {
+  if (file == nullptr || section == nullptr)
+    return false;
+  ParsedPtr p = Load(file);
+  return p->exists && FindSection(*p, Trimmed(section)) != nullptr;
+}
+
+std::string IniReadString(const char* file, const char* section, const char* key, const char* def) {
+  std::string value;
+  if (IniLookup(file, section, key, value))
+    return value;
+  value = def != nullptr ? def : "";
+  while (!value.empty() && IsBlank(value.back()))
+    value.pop_back();
+  return value;
+}
+
+int IniRead(const char* file, const char* section, const char* key, const char* def, char* out,
+            std::size_t size) {
+  if (out == nullptr || size == 0)
+    return 0;
+  std::string v = IniReadString(file, section, key, def);
+  std::size_t n = v.size() < size - 1 ? v.size() : size - 1;
+  std::memcpy(out, v.data(), n);
+  out[n] = '\0';
+  return static_cast<int>(n);
+}
+
+bool IniWrite(const char* file, const char* section, const char* key, const char* value) {
+  if (file == nullptr || section == nullptr || *file == '\0')
+    return false;
+  std::lock_guard lock(writeMutex);
+  ParsedPtr p = Load(file);
+  if (p->exists && static_cast<std::size_t>(p->size) > MaxFileBytes)
+    return false;
+  std::string bytes = Edited(*p, Trimmed(section), key, value);
+  if (p->exists && bytes == p->text)
+    return true;
+  if (!p->exists && (key == nullptr || value == nullptr))
+    return true;
+  bool ok = ReplaceFile(file, bytes, *p);
+  Forget(file);
+  return ok;
+}
+
+std::vector<std::string> IniKeys(const char* file, const char* section) {
+  std::vector<std::string> names;
+  if (file == nullptr || section == nullptr)
+    return names;
+  ParsedPtr p = Load(file);
+  const Section* s = FindSection(*p, Trimmed(section));
+  if (s == nullptr)
+    return names;
+  for (std::size_t i : s->keyOrder) {
+    const Line& l = p->lines[i];
+    names.emplace_back(p->text, l.nameB, l.nameE - l.nameB);
+  }
+  return names;
+}
+
+std::vector<std::string> IniSections(const char* file) {
+  std::vector<std::string> names;
+  if (file == nullptr)
+    return names;
+  ParsedPtr p = Load(file);
+  for (std::size_t i = 0; i < p->sections.size(); ++i) {
+    auto it = p->sectionIndex.find(LowerOf(p->sections[i].name.data(), p->sections[i].name.size()));
+    if (it != p->sectionIndex.end() && it->second == i)
+      names.push_back(p->sections[i].name);
+  }
+  return names;
+}
+
+void IniForgetCache() {
+  std::lock_guard lock(cacheMutex);
+  cache.clear();
+}
+
+std::size_t IniParseCount() {
+  return parseCount.load(std::memory_order_relaxed);
+}

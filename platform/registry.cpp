@@ -1,0 +1,124 @@
+// The registry substitute over the INI engine. A lookup first asks
+// registry.ini (so a user or a test can override anything), then the few
+// built-in keys that stand for the desktop's own answers.
+#include "platform/registry.h"
+
+#include "platform/ini.h"
+#include "platform/sysdirs.h"
+
+#include <atomic>
+#include <cstring>
+
+namespace {
+
+constexpr const char* Roots[] = {"HKEY_CLASSES_ROOT", "HKEY_CURRENT_USER",   "HKEY_LOCAL_MACHINE",
+                                 "HKEY_USERS",        "HKEY_CURRENT_CONFIG", "HKEY_DYN_DATA"};
+
+constexpr const char* ShellFoldersKey =
+    "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+constexpr const char* DisplayKey = "Display\\Settings";
+
+std::atomic<int> displayBits{24};
+std::atomic<int> displayDpi{96};
+
+bool SameIgnoringCase(const std::string& a, const char* b) {
+  std::size_t n = std::strlen(b);
+  if (a.size() != n)
+    return false;
+  for (std::size_t i = 0; i < n; ++i) {
+    char x = a[i], y = b[i];
+    if (x >= 'A' && x <= 'Z')
+      x = static_cast<char>(x - 'A' + 'a');
+    if (y >= 'A' && y <= 'Z')
+      y = static_cast<char>(y - 'A' + 'a');
+    if (x != y)
+      return false;
+  }
+  return true;
+}
+
+// The key path as registry.ini spells sections: no separators at its ends.
+std::string CleanPath(const char* keyPath) {
+  std::string p = keyPath != nullptr ? keyPath : "";
+  std::size_t b = 0, e = p.size();
+  while (b < e && p[b] == '\\')
+    ++b;
+  while (e > b && p[e - 1] == '\\')
+    --e;
+  return p.substr(b, e - b);
+}
+
+bool IsShellFolders(const std::string& root, const std::string& path) {
+  return root == "HKEY_CURRENT_USER" && SameIgnoringCase(path, ShellFoldersKey);
+}
+
+bool IsDisplay(const std::string& root, const std::string& path) {
+  return (root == "HKEY_CURRENT_USER" || root == "HKEY_CURRENT_CONFIG") &&
+         SameIgnoringCase(path, DisplayKey);
+}
+
+bool BuiltIn(const std::string& root, const std::string& path, const std::string& name,
+             std::string& out) {
+  if (IsShellFolders(root, path) && SameIgnoringCase(name, "Cache")) {
+    out = UserCacheHome() + "/skerry/Cache";
+    return true;
+  }
+  if (IsDisplay(root, path)) {
+    if (SameIgnoringCase(name, "BitsPerPixel")) {
+      out = std::to_string(displayBits.load());
+      return true;
+    }
+    if (SameIgnoringCase(name, "DPILogicalY")) {
+      out = std::to_string(displayDpi.load());
+      return true;
+    }
+  }
+  return false;
+}
+
+} // namespace
+
+bool RegistryRootKnown(const char* root) {
+  if (root == nullptr)
+    return false;
+  for (const char* r : Roots)
+    if (std::strcmp(r, root) == 0)
+      return true;
+  return false;
+}
+
+std::string RegistryFilePath() {
+  return SystemFolderPath() + "/registry.ini";
+}
+
+int RegistryGetValue(const char* root, const char* keyPath, const char* valueName,
+                     std::string& out) {
+  out.clear();
+  if (!RegistryRootKnown(root))
+    return RegistryErrorBadRoot;
+  const std::string path = CleanPath(keyPath);
+  const std::string section = path.empty() ? std::string(root) : std::string(root) + "\\" + path;
+  std::string name = valueName != nullptr ? valueName : "";
+  const std::string file = RegistryFilePath();
+  if (IniLookup(file.c_str(), section.c_str(), name.empty() ? "@" : name.c_str(), out))
+    return 0;
+  if (BuiltIn(root, path, name, out))
+    return 0;
+  out.clear();
+  return RegistryErrorNotFound;
+}
+
+bool RegistryKeyExists(const char* root, const char* keyPath) {
+  if (!RegistryRootKnown(root))
+    return false;
+  const std::string path = CleanPath(keyPath);
+  if (path.empty() || IsShellFolders(root, path) || IsDisplay(root, path))
+    return true;
+  const std::string section = std::string(root) + "\\" + path;
+  return IniHasSection(RegistryFilePath().c_str(), section.c_str());
+}
+
+void SetDisplaySettings(int bitsPerPixel, int dpiLogicalY) {
+  displayBits = bitsPerPixel;
+  displayDpi = dpiLogicalY;
+}
