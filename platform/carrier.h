@@ -17,9 +17,9 @@
 
 // What the Panel does with frames from clients; run on the servicing thread.
 struct CarrierHandlers {
-  void (*post)(unsigned message, WParam w, LParam l);    // POST: queue to the Panel
-  LResult (*send)(unsigned message, WParam w, LParam l); // SEND: deliver now
-  void (*text)(int control, const std::string& text);    // TEXT: a control's text
+  void (*post)(unsigned message, WParam w, LParam l);                   // POST: queue to the Panel
+  LResult (*send)(unsigned message, WParam w, LParam l);                // SEND: deliver now
+  void (*text)(int control, const std::string& text);                   // TEXT: a control's text
   void (*window)(const std::string& op, const std::vector<long>& args); // WINDOW
   Hwnd (*nativeWindow)(); // what HELLO answers: the Panel's native window id, or 0
 };
@@ -35,7 +35,9 @@ bool CarrierPanelRunning();
 bool CarrierListen(const CarrierHandlers& handlers, std::string* error);
 void CarrierClose();
 
-// Descriptors the host must watch for reading (the listener and every client).
+// Descriptors the host must watch for reading. While listening this is one
+// descriptor (an event set standing for the listener and every client), the
+// same from CarrierListen to CarrierClose; empty when not listening.
 std::vector<int> CarrierDescriptors();
 
 // Handles what is readable on fd (accepts, reads, dispatches whole frames).
@@ -48,6 +50,15 @@ void CarrierPoll(int timeoutMs);
 // liveness by open connection.
 const WindowBackend* CarrierPaneBackend();
 
-// Waits (servicing the carrier) until a client whose HELLO named pid has
-// connected, or timeoutMs passed. True when it connected.
+// How long a blocking send to a Pane waits for its RET before it gives up
+// with the result 0.
+constexpr int CarrierSendTimeoutMs = 3000;
+
+// Waits (servicing the carrier, but running no handler: frames for the
+// Panel that arrive meanwhile wait for the next CarrierService) until a client whose HELLO named
+// pid has connected, or timeoutMs passed. True when it connected.
 bool CarrierWaitForClient(int pid, int timeoutMs);
+
+// The pids that the open connections named in HELLO (0 for a client that
+// hasn't), for status and tests.
+std::vector<int> CarrierClientPids();
