@@ -2,6 +2,9 @@
 // side of the messages its Panes send (placing, announcements).
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "platform/win.h"
 
 // Rows of the launch table.
@@ -14,3 +17,21 @@ void LaunchPane(PaneRow row, const char* address);
 
 // Messages 1034 and 1044 to 1054 of the Panel. Result: 0.
 LResult PaneMessage(Hwnd window, unsigned message, WParam w, LParam l);
+
+// How a launch is made: the program file beside the program, the argument
+// vector it gets, and the command line as text in the form of the launch
+// table (kept for status and tests; the process gets the vector, so a path
+// with blanks stays one argument).
+struct PaneLaunch {
+  std::string program;
+  std::vector<std::string> arguments;
+  std::string commandLine;
+};
+
+// Composes the launch of row without starting anything. False when it is
+// refused: the browser program is missing, the address passes 511 bytes, the
+// command line would pass 511 characters, or a file name doesn't fit a path.
+bool ComposePaneLaunch(PaneRow row, const char* address, PaneLaunch* out);
+
+// The command line of the last process LaunchPane started; empty before.
+std::string LastPaneCommandLine();

@@ -1,0 +1,170 @@
+// Child processes through posix_spawn: the environment is the parent's with
+// the spec's entries laid over it, the signal mask is cleared and SIGPIPE and
+// SIGCHLD go back to their defaults, so a child doesn't inherit what the
+// Panel ignores. Our own descriptors are all close-on-exec; nothing else is
+// passed. Forgotten processes sit in a small list until they are reaped.
+#include "platform/process.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+std::mutex forgottenLock;
+std::vector<int> forgotten;
+
+int StatusToCode(int status) {
+  if (WIFEXITED(status))
+    return WEXITSTATUS(status);
+  if (WIFSIGNALED(status))
+    return 128 + WTERMSIG(status);
+  return -1;
+}
+
+std::vector<std::string> MergedEnvironment(const std::vector<std::string>& additions) {
+  std::vector<std::string> env;
+  for (char** e = environ; e != nullptr && *e != nullptr; ++e)
+    env.emplace_back(*e);
+  for (const std::string& add : additions) {
+    std::size_t eq = add.find('=');
+    if (eq == 0 || eq == std::string::npos)
+      continue;
+    std::string prefix = add.substr(0, eq + 1);
+    bool replaced = false;
+    for (std::string& e : env)
+      if (e.compare(0, prefix.size(), prefix) == 0) {
+        e = add;
+        replaced = true;
+        break;
+      }
+    if (!replaced)
+      env.push_back(add);
+  }
+  return env;
+}
+
+} // namespace
+
+ProcessResult ProcessStart(const ProcessSpec& spec) {
+  ProcessReap();
+  ProcessResult result;
+  if (spec.program.empty() || spec.program.find('\0') != std::string::npos) {
+    result.error = "no program";
+    return result;
+  }
+  std::vector<char*> argv;
+  argv.push_back(const_cast<char*>(spec.program.c_str()));
+  for (const std::string& a : spec.arguments)
+    argv.push_back(const_cast<char*>(a.c_str()));
+  argv.push_back(nullptr);
+  std::vector<std::string> env = MergedEnvironment(spec.environment);
+  std::vector<char*> envp;
+  for (std::string& e : env)
+    envp.push_back(e.data());
+  envp.push_back(nullptr);
+
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  sigset_t none, defaults;
+  sigemptyset(&none);
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  sigaddset(&defaults, SIGCHLD);
+  posix_spawnattr_setsigmask(&attr, &none);
+  posix_spawnattr_setsigdefault(&attr, &defaults);
+  short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  if (spec.detach)
+    flags |= POSIX_SPAWN_SETSID;
+  posix_spawnattr_setflags(&attr, flags);
+
+  pid_t pid = 0;
+  bool searchPath = spec.program.find('/') == std::string::npos;
+  int rc = searchPath
+               ? posix_spawnp(&pid, spec.program.c_str(), nullptr, &attr, argv.data(), envp.data())
+               : posix_spawn(&pid, spec.program.c_str(), nullptr, &attr, argv.data(), envp.data());
+  posix_spawnattr_destroy(&attr);
+  if (rc != 0) {
+    result.error = spec.program + ": " + std::strerror(rc);
+    return result;
+  }
+  result.pid = pid;
+  return result;
+}
+
+bool ProcessWait(ProcessResult* process, int timeoutMs) {
+  if (process->pid <= 0)
+    return false;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  auto pause = std::chrono::milliseconds(1);
+  while (true) {
+    int status = 0;
+    pid_t got = waitpid(process->pid, &status, timeoutMs < 0 ? 0 : WNOHANG);
+    if (got == process->pid) {
+      process->exitCode = StatusToCode(status);
+      return true;
+    }
+    if (got < 0 && errno != EINTR) {
+      process->error = std::string("wait: ") + std::strerror(errno);
+      return false;
+    }
+    if (timeoutMs >= 0 && std::chrono::steady_clock::now() >= deadline)
+      return false;
+    std::this_thread::sleep_for(pause);
+    if (pause < std::chrono::milliseconds(20))
+      pause *= 2;
+  }
+}
+
+ProcessResult ProcessRun(const ProcessSpec& spec, int timeoutMs) {
+  ProcessResult result = ProcessStart(spec);
+  if (result.pid > 0 && !ProcessWait(&result, timeoutMs) && result.error.empty())
+    result.error = "still running";
+  return result;
+}
+
+void ProcessForget(int pid) {
+  if (pid <= 0)
+    return;
+  std::lock_guard<std::mutex> hold(forgottenLock);
+  forgotten.push_back(pid);
+}
+
+void ProcessReap() {
+  std::lock_guard<std::mutex> hold(forgottenLock);
+  for (std::size_t i = 0; i < forgotten.size();) {
+    int status = 0;
+    pid_t got = waitpid(forgotten[i], &status, WNOHANG);
+    if (got == forgotten[i] || (got < 0 && errno == ECHILD))
+      forgotten.erase(forgotten.begin() + static_cast<std::ptrdiff_t>(i));
+    else
+      ++i;
+  }
+}
+
+std::string ProcessCommandLine(const ProcessSpec& spec) {
+  auto quote = [](const std::string& s) {
+    if (!s.empty() && s.find_first_of(" \t\"") == std::string::npos)
+      return s;
+    std::string q = "\"";
+    for (char c : s) {
+      if (c == '"' || c == '\\')
+        q += '\\';
+      q += c;
+    }
+    return q + "\"";
+  };
+  std::string line = quote(spec.program);
+  for (const std::string& a : spec.arguments)
+    line += " " + quote(a);
+  return line;
+}

@@ -1,0 +1,46 @@
+// Child processes: the one way the system starts another program (the
+// browser program, ffmpeg). No shell is involved: the program gets exactly
+// the argument vector given, so a path with blanks is one argument.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct ProcessSpec {
+  // A path, or a bare name looked up on PATH.
+  std::string program;
+  // argv[1..]; argv[0] is program.
+  std::vector<std::string> arguments;
+  // "NAME=value" entries laid over the inherited environment.
+  std::vector<std::string> environment;
+  // Own session: the child outlives this process's terminal and signals
+  // (Panes live on after the Panel).
+  bool detach = false;
+};
+
+struct ProcessResult {
+  int pid = 0;       // 0 when nothing started
+  int exitCode = -1; // the exit status once waited for; 128 + signal when killed
+  std::string error; // why nothing started, or why the wait failed
+};
+
+// Starts the program and returns at once. A missing or non-executable program
+// gives pid 0 and the reason in error.
+ProcessResult ProcessStart(const ProcessSpec& spec);
+
+// Waits at most timeoutMs (negative: for ever) for the process to end. True
+// when it ended; exitCode is then filled and the process is reaped.
+bool ProcessWait(ProcessResult* process, int timeoutMs);
+
+// Start, then wait at most timeoutMs.
+ProcessResult ProcessRun(const ProcessSpec& spec, int timeoutMs);
+
+// Leaves a started process to run on its own; it is reaped by a later
+// ProcessStart or ProcessReap once it ends, so no zombie stays.
+void ProcessForget(int pid);
+void ProcessReap();
+
+// The command line as text, for status lines and tests: program and
+// arguments joined by blanks, an argument with blanks or quotes in double
+// quotes. Never run through a shell.
+std::string ProcessCommandLine(const ProcessSpec& spec);
