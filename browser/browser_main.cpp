@@ -1,0 +1,638 @@
+// Lumbrel.dll: the browser program that shows one page on the Panel's screen.
+//
+// One process is one Pane. At start it reads `<page> /hN` or `/U=<address> /hN`,
+// reaches the Panel over the carrier socket (HELLO, then POST 1044+N with its
+// handle), and on X11 makes its window a child of the Panel's window at the
+// Pane rectangle, so that it moves with the Panel; without a Panel it is a
+// plain frameless window. Frames from the Panel are read line by line and
+// turned into actions by pane_protocol; every page change is reported as
+// `TEXT 2010 <address>` so the Panel's AddressControl stays current.
+//
+// The game menu's links point at the service's own web server. Requests for
+// that host are redirected by an interceptor to a loopback listener of this
+// process (127.0.0.1, random port, secret first path segment), whose answers
+// game_server decides: a page that plays the named game with the emulator, or
+// "Game not found.". Slot 1 (/h1) is the image player: it shows the pictures
+// of the folder or page it was given, one at a time.
+//
+// Everything runs on the GUI thread; the state of the Pane is the one record
+// `Pane` below.
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocalSocket>
+#include <QRandomGenerator>
+#include <QScreen>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWebEngineHistory>
+#include <QWebEnginePage>
+#include <QWebEngineProfile>
+#include <QWebEngineSettings>
+#include <QWebEngineUrlRequestInterceptor>
+#include <QWebEngineView>
+#include <QWindow>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "browser/game_server.h"
+#include "browser/pane_protocol.h"
+#include "platform/ini.h"
+
+#ifndef SKERRY_RUFFLE_BUILD_DIR
+#define SKERRY_RUFFLE_BUILD_DIR ""
+#endif
+
+namespace {
+
+const QRect UprightPaneRect(20, 74, 310, 396);
+constexpr int SlideMilliseconds = 3000;
+constexpr qsizetype MaxRequestHead = 16384;
+
+struct Pane {
+  PaneArgs args;
+  QUrl startUrl;
+  QWidget* window = nullptr; // the top-level (or embedded) window
+  QWebEngineView* view = nullptr;
+  QLocalSocket* carrier = nullptr;
+  QByteArray inbox;        // carrier bytes not yet ended by LF
+  bool dropping = false;   // inside an over-long frame, skipping to its LF
+  quint64 panelWindow = 0; // native id from the HELLO answer; 0 none
+  bool embedded = false;
+  bool filling = false; // fills the screen after 61488
+  QRect paneRect = UprightPaneRect;
+  GameServer games;
+  QString gameHost;
+  quint16 serverPort = 0;
+  // Image player.
+  QStringList pictures;
+  int picture = 0;
+  bool paused = false;
+  QTimer* slides = nullptr;
+};
+
+Pane pane;
+
+void SendFrame(const std::string& line) {
+  if (!pane.carrier || pane.carrier->state() != QLocalSocket::ConnectedState)
+    return;
+  pane.carrier->write(QByteArray::fromStdString(line + "\n"));
+  pane.carrier->flush();
+}
+
+void ReportAddress(const QString& address) {
+  if (address.isEmpty())
+    return;
+  SendFrame("TEXT 2010 " + AddressText(address.toStdString()));
+}
+
+// A loopback URL of our game server, written back as the service's address.
+QString PublicAddress(const QUrl& url) {
+  if (url.isLocalFile())
+    return url.toLocalFile();
+  QString prefix = "/" + QString::fromStdString(pane.games.token);
+  if (url.host() == "127.0.0.1" && url.port() == pane.serverPort &&
+      url.path().startsWith(prefix + "/")) {
+    QUrl shown = url;
+    shown.setHost(pane.gameHost);
+    shown.setPort(-1);
+    shown.setPath(url.path().mid(prefix.size()));
+    return shown.toString();
+  }
+  return url.toString();
+}
+
+// --- the game server ----------------------------------------------------------
+
+// The pages were written for a file system that ignores case (the game menu
+// links to "menu1.htm" beside Menu1.htm): a local path that doesn't exist is
+// looked up again, each component ignoring case. Empty when nothing matches.
+QString PathIgnoringCase(const QString& path) {
+  if (!path.startsWith('/'))
+    return QString();
+  QString found = "/";
+  const QStringList parts = path.split('/', Qt::SkipEmptyParts);
+  for (const QString& part : parts) {
+    QDir dir(found);
+    QString next = dir.filePath(part);
+    if (!QFileInfo::exists(next)) {
+      next.clear();
+      const QStringList names =
+          dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+      for (const QString& name : names) {
+        if (name.compare(part, Qt::CaseInsensitive) == 0) {
+          next = dir.filePath(name);
+          break;
+        }
+      }
+      if (next.isEmpty())
+        return QString();
+    }
+    found = next;
+  }
+  return found;
+}
+
+class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
+ public:
+  void interceptRequest(QWebEngineUrlRequestInfo& info) override {
+    QUrl url = info.requestUrl();
+    if (url.isLocalFile()) {
+      QString path = url.toLocalFile();
+      if (!QFileInfo::exists(path)) {
+        QString found = PathIgnoringCase(path);
+        if (!found.isEmpty()) {
+          QUrl to = QUrl::fromLocalFile(found);
+          to.setFragment(url.fragment());
+          info.redirect(to);
+        }
+      }
+      return;
+    }
+    if (url.scheme() != "http" || url.host().compare(pane.gameHost, Qt::CaseInsensitive) != 0)
+      return;
+    QString to = QString("http://127.0.0.1:%1/%2%3")
+                     .arg(pane.serverPort)
+                     .arg(QString::fromStdString(pane.games.token))
+                     .arg(QString::fromUtf8(url.path(QUrl::FullyEncoded).toUtf8()));
+    if (url.hasQuery())
+      to += "?" + url.query(QUrl::FullyEncoded);
+    info.redirect(QUrl(to, QUrl::TolerantMode));
+  }
+};
+
+void AnswerRequest(QTcpSocket* socket, const QByteArray& head) {
+  bool isHead = false;
+  std::string target = RequestTarget(head.toStdString(), &isHead);
+  HttpAnswer answer;
+  if (target.empty()) {
+    answer.status = 400;
+    answer.type = "text/plain";
+    answer.body = "Bad request\n";
+  } else {
+    answer = AnswerGameRequest(pane.games, target);
+  }
+  QByteArray body;
+  if (!answer.file.empty()) {
+    QFile file(QString::fromStdString(answer.file));
+    if (file.open(QIODevice::ReadOnly))
+      body = file.readAll();
+  } else {
+    body = QByteArray::fromStdString(answer.body);
+  }
+  if (!answer.game.empty())
+    ReportAddress(QString::fromStdString(answer.game));
+  socket->write(QByteArray::fromStdString(AnswerHead(answer, body.size())));
+  if (!isHead)
+    socket->write(body);
+  socket->disconnectFromHost();
+}
+
+void StartGameServer(QObject* owner, const QString& programDir) {
+  pane.games.gameDir = (programDir + "/Game").toStdString();
+  QStringList places = {programDir + "/ruffle", qEnvironmentVariable("SKERRY_RUFFLE_DIR"),
+                        QString(SKERRY_RUFFLE_BUILD_DIR)};
+  for (const QString& place : places) {
+    if (!place.isEmpty() && QFileInfo::exists(place + "/ruffle.js")) {
+      pane.games.ruffleDir = QFileInfo(place).canonicalFilePath().toStdString();
+      break;
+    }
+  }
+  quint64 secret[2] = {QRandomGenerator::system()->generate64(),
+                       QRandomGenerator::system()->generate64()};
+  pane.games.token =
+      QByteArray(reinterpret_cast<const char*>(secret), sizeof secret).toHex().toStdString();
+
+  auto* server = new QTcpServer(owner);
+  if (!server->listen(QHostAddress::LocalHost, 0))
+    return;
+  pane.serverPort = server->serverPort();
+  QObject::connect(server, &QTcpServer::newConnection, server, [server] {
+    while (QTcpSocket* socket = server->nextPendingConnection()) {
+      QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+      QTimer::singleShot(30000, socket, [socket] { socket->abort(); });
+      auto* head = new QByteArray;
+      QObject::connect(socket, &QObject::destroyed, [head] { delete head; });
+      QObject::connect(socket, &QTcpSocket::readyRead, socket, [socket, head] {
+        if (head->isEmpty() && socket->property("answered").toBool())
+          return;
+        head->append(socket->readAll());
+        if (head->contains("\r\n\r\n") || head->contains("\n\n")) {
+          socket->setProperty("answered", true);
+          AnswerRequest(socket, *head);
+          head->clear();
+        } else if (head->size() > MaxRequestHead) {
+          socket->abort();
+        }
+      });
+    }
+  });
+}
+
+// --- the window ------------------------------------------------------------------
+
+void PlaceOnPanel() {
+  if (pane.embedded)
+    pane.window->setGeometry(pane.paneRect);
+}
+
+// Makes the window a child of the Panel's native window (X11 only).
+bool EmbedInPanel() {
+  if (pane.panelWindow == 0 || QGuiApplication::platformName() != "xcb")
+    return false;
+  QWindow* panel = QWindow::fromWinId(static_cast<WId>(pane.panelWindow));
+  if (!panel)
+    return false;
+  pane.window->winId();
+  pane.window->windowHandle()->setParent(panel);
+  pane.embedded = true;
+  PlaceOnPanel();
+  return true;
+}
+
+// The Panel's window went away with its process: live on as a window of our own
+// at the place where the Pane last stood.
+void LeavePanel() {
+  if (!pane.embedded)
+    return;
+  QPoint at = pane.window->mapToGlobal(QPoint(0, 0));
+  pane.embedded = false;
+  pane.window->windowHandle()->setParent(nullptr);
+  pane.window->setGeometry(QRect(at, pane.paneRect.size()));
+  pane.window->show();
+}
+
+void FillScreen() {
+  if (pane.filling)
+    return;
+  pane.filling = true;
+  if (pane.embedded)
+    pane.window->windowHandle()->setParent(nullptr);
+  QScreen* screen =
+      pane.window->screen() ? pane.window->screen() : QGuiApplication::primaryScreen();
+  pane.window->setGeometry(screen->geometry());
+  pane.window->show();
+  pane.window->raise();
+}
+
+void ReturnToPanel() {
+  if (!pane.filling)
+    return;
+  pane.filling = false;
+  if (pane.embedded) {
+    QWindow* panel = QWindow::fromWinId(static_cast<WId>(pane.panelWindow));
+    pane.window->windowHandle()->setParent(panel);
+    PlaceOnPanel();
+  } else {
+    pane.window->setGeometry(pane.paneRect);
+  }
+  pane.window->show();
+}
+
+// --- the image player ------------------------------------------------------------
+
+bool IsPictureName(const QString& name) {
+  static const QStringList endings = {"jpg", "jpeg", "png", "gif", "bmp", "webp"};
+  return endings.contains(QFileInfo(name).suffix().toLower());
+}
+
+void ShowPicture() {
+  if (pane.pictures.isEmpty())
+    return;
+  pane.picture =
+      (pane.picture % pane.pictures.size() + pane.pictures.size()) % pane.pictures.size();
+  QString url = pane.pictures[pane.picture];
+  QString quoted =
+      QString::fromUtf8(QUrl(url).toEncoded()).replace("\\", "\\\\").replace("'", "%27");
+  pane.view->page()->runJavaScript("show('" + quoted + "')");
+  QUrl shown(url);
+  ReportAddress(shown.isLocalFile() ? shown.toLocalFile() : shown.toString());
+}
+
+void StartPlayer(const QStringList& pictures) {
+  pane.pictures = pictures;
+  pane.picture = 0;
+  if (pictures.isEmpty())
+    return;
+  QString html = "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><style>"
+                 "html,body{margin:0;width:100%;height:100%;background:#000;overflow:hidden}"
+                 "img{width:100%;height:100%;object-fit:contain}</style>"
+                 "<script>function show(u){document.getElementById('p').src=u;}</script></head>"
+                 "<body><img id=\"p\" alt=\"\"></body></html>";
+  QObject::connect(
+      pane.view, &QWebEngineView::loadFinished, pane.view, [] { ShowPicture(); },
+      Qt::SingleShotConnection);
+  pane.view->setHtml(html, pane.startUrl);
+  pane.slides->start(SlideMilliseconds);
+}
+
+// Collects the pictures of the start folder, or of the start page once loaded.
+void LoadPlayer() {
+  pane.slides->stop();
+  QString path = pane.startUrl.isLocalFile() ? pane.startUrl.toLocalFile() : QString();
+  if (!path.isEmpty() && QFileInfo(path).isDir()) {
+    QStringList pictures;
+    QDir dir(path);
+    for (const QString& name : dir.entryList(QDir::Files, QDir::Name)) {
+      if (IsPictureName(name))
+        pictures << QUrl::fromLocalFile(dir.filePath(name)).toString();
+    }
+    StartPlayer(pictures);
+    return;
+  }
+  QObject::connect(
+      pane.view, &QWebEngineView::loadFinished, pane.view,
+      [](bool) {
+        pane.view->page()->runJavaScript(
+            "Array.from(document.images).map(function(i){return i.src;})",
+            [](const QVariant& result) { StartPlayer(result.toStringList()); });
+      },
+      Qt::SingleShotConnection);
+  pane.view->load(pane.startUrl);
+}
+
+// --- frames from the Panel -------------------------------------------------------
+
+void DoAction(const Frame& frame, PaneAction action) {
+  bool player = pane.args.slot == 1;
+  QWebEnginePage* page = pane.view->page();
+  switch (action) {
+  case ActReload:
+    if (player)
+      LoadPlayer();
+    else
+      pane.view->reload();
+    break;
+  case ActBack:
+    pane.view->back();
+    break;
+  case ActForward:
+    pane.view->forward();
+    break;
+  case ActFirstPage:
+    if (player)
+      LoadPlayer();
+    else
+      pane.view->load(pane.startUrl);
+    break;
+  case ActMute:
+    page->setAudioMuted(!page->isAudioMuted());
+    break;
+  case ActQuit:
+    QCoreApplication::quit();
+    break;
+  case ActFillScreen:
+    FillScreen();
+    break;
+  case ActReturnToPanel:
+    ReturnToPanel();
+    break;
+  case ActNextPicture:
+  case ActPreviousPicture:
+    pane.picture += action == ActNextPicture ? 1 : -1;
+    ShowPicture();
+    if (!pane.paused)
+      pane.slides->start(SlideMilliseconds);
+    break;
+  case ActPause:
+    pane.paused = !pane.paused;
+    if (pane.paused)
+      pane.slides->stop();
+    else if (!pane.pictures.isEmpty())
+      pane.slides->start(SlideMilliseconds);
+    break;
+  case ActRaise:
+    pane.window->raise();
+    break;
+  case ActFocus:
+    pane.window->raise();
+    pane.window->activateWindow();
+    pane.view->setFocus();
+    break;
+  case ActTopmost:
+    if (!pane.embedded && !pane.filling) {
+      pane.window->setWindowFlag(Qt::WindowStaysOnTopHint, frame.number[0] != 0);
+      pane.window->show();
+    } else {
+      pane.window->raise();
+    }
+    break;
+  case ActMove: {
+    QRect r = pane.paneRect;
+    if (frame.number[0] >= 0)
+      r.moveLeft(static_cast<int>(frame.number[0]));
+    if (frame.number[1] >= 0)
+      r.moveTop(static_cast<int>(frame.number[1]));
+    if (frame.number[2] > 0 && frame.number[2] < 20000)
+      r.setWidth(static_cast<int>(frame.number[2]));
+    if (frame.number[3] > 0 && frame.number[3] < 20000)
+      r.setHeight(static_cast<int>(frame.number[3]));
+    pane.paneRect = r;
+    if (!pane.filling)
+      pane.window->setGeometry(r);
+    break;
+  }
+  case ActShow:
+    pane.window->setVisible(frame.number[0] != 0);
+    break;
+  case ActRedraw:
+    pane.window->update();
+    pane.view->update();
+    break;
+  case ActNone:
+    break;
+  }
+}
+
+void HandleLine(const std::string& line) {
+  Frame frame = ParseFrame(line);
+  PaneAction action = ActionFor(frame, pane.args.slot == 1);
+  // A SEND always gets its answer, so a Panel never waits on us for nothing;
+  // the answer goes out before a quit ends the process.
+  if (frame.kind == FrameSend)
+    SendFrame("RET 0");
+  DoAction(frame, action);
+}
+
+void ReadCarrier() {
+  pane.inbox.append(pane.carrier->readAll());
+  while (true) {
+    qsizetype end = pane.inbox.indexOf('\n');
+    if (end < 0) {
+      if (pane.inbox.size() > static_cast<qsizetype>(MaxFrameBytes)) {
+        pane.inbox.clear();
+        pane.dropping = true;
+      }
+      return;
+    }
+    QByteArray line = pane.inbox.left(end);
+    pane.inbox.remove(0, end + 1);
+    if (pane.dropping || line.size() > static_cast<qsizetype>(MaxFrameBytes)) {
+      pane.dropping = false;
+      continue;
+    }
+    HandleLine(line.toStdString());
+  }
+}
+
+// Connects, says HELLO and waits for the Panel's answer (its window id).
+// False when no Panel answers: the Pane then runs as a plain window.
+bool ReachPanel(QObject* owner) {
+  pane.carrier = new QLocalSocket(owner);
+  pane.carrier->connectToServer(QString::fromStdString(PaneCarrierPath()));
+  if (!pane.carrier->waitForConnected(1500))
+    return false;
+  pane.carrier->write(QByteArray("HELLO ") + QByteArray::number(qint64(getpid())) + "\n");
+  pane.carrier->flush();
+  QElapsedTimer waited;
+  waited.start();
+  while (waited.elapsed() < 3000) {
+    qsizetype end = pane.inbox.indexOf('\n');
+    if (end >= 0) {
+      Frame frame = ParseFrame(pane.inbox.left(end).toStdString());
+      pane.inbox.remove(0, end + 1);
+      if (frame.kind == FrameHello) {
+        pane.panelWindow =
+            frame.count > 0 && frame.number[0] > 0 ? static_cast<quint64>(frame.number[0]) : 0;
+        return true;
+      }
+      continue;
+    }
+    if (!pane.carrier->waitForReadyRead(3000 - static_cast<int>(waited.elapsed())))
+      break;
+    pane.inbox.append(pane.carrier->readAll());
+    if (pane.inbox.size() > static_cast<qsizetype>(MaxFrameBytes))
+      break;
+  }
+  return pane.carrier->state() == QLocalSocket::ConnectedState;
+}
+
+// --- start -----------------------------------------------------------------------
+
+QUrl StartUrlOf(const PaneArgs& args) {
+  QString target = QString::fromStdString(args.target);
+  if (target.isEmpty())
+    return QUrl("about:blank");
+  if (args.isAddress && !target.startsWith('/')) {
+    if (target.contains("://") || target.startsWith("about:") || target.startsWith("data:"))
+      return QUrl(target);
+    return QUrl::fromUserInput(target);
+  }
+  if (!QFileInfo::exists(target) && target.contains('\\')) {
+    QString native = QString(target).replace('\\', '/');
+    if (QFileInfo::exists(native))
+      target = native;
+  }
+  return QUrl::fromLocalFile(QFileInfo(target).absoluteFilePath());
+}
+
+// Chromium's switches, set before the engine starts: stay off the services it
+// can't reach, draw in software unless SKERRY_GPU=1, and run without the
+// sandbox when started as root (where Chromium refuses to run with it).
+void PrepareEngine(int argc) {
+  (void)argc;
+  QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+  flags += " --disable-background-networking --disable-component-update --disable-sync"
+           " --disable-domain-reliability --disable-breakpad --no-pings"
+           " --disable-client-side-phishing-detection --metrics-recording-only"
+           " --no-default-browser-check --autoplay-policy=no-user-gesture-required"
+           " --disable-features=Translate,MediaRouter,OptimizationHints,"
+           "AutofillServerCommunication,CertificateTransparencyComponentUpdater";
+  if (qgetenv("SKERRY_GPU") != "1") {
+    flags += " --disable-gpu --disable-gpu-compositing";
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+      qputenv("QT_QUICK_BACKEND", "software");
+  }
+  if (geteuid() == 0) {
+    qputenv("QTWEBENGINE_DISABLE_SANDBOX", "1");
+    flags += " --no-sandbox";
+    std::fprintf(stderr, "Lumbrel: running as root; the page sandbox is switched off\n");
+  }
+  qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
+}
+
+// The host of the service's own web server: [Game] Server of Define.ini when
+// set, else skerry.local.
+QString GameHostName(const QString& programDir) {
+  std::string define = (programDir + "/Define.ini").toStdString();
+  std::string host = IniReadString(define.c_str(), "Game", "Server", "");
+  QString name = QString::fromStdString(host).trimmed();
+  if (name.startsWith("http://", Qt::CaseInsensitive))
+    name = QUrl(name).host();
+  return name.isEmpty() ? QString("skerry.local") : name;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> words(argv + 1, argv + argc);
+  pane.args = ParsePaneArgs(words);
+  PrepareEngine(argc);
+  QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+  QApplication app(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(true);
+  QString programDir = QCoreApplication::applicationDirPath();
+
+  bool withPanel = ReachPanel(&app);
+  pane.startUrl = StartUrlOf(pane.args);
+  pane.gameHost = GameHostName(programDir);
+  StartGameServer(&app, programDir);
+
+  auto* interceptor = new GameHostRedirect;
+  interceptor->setParent(&app);
+  auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
+  profile->setUrlRequestInterceptor(interceptor);
+  profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
+  profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
+
+  pane.window = new QWidget(nullptr, Qt::FramelessWindowHint);
+  pane.window->setWindowTitle("Lumbrel");
+  pane.window->resize(UprightPaneRect.size());
+  auto* layout = new QVBoxLayout(pane.window);
+  layout->setContentsMargins(0, 0, 0, 0);
+  pane.view = new QWebEngineView(pane.window);
+  pane.view->setPage(new QWebEnginePage(profile, pane.view));
+  pane.view->setContextMenuPolicy(Qt::NoContextMenu);
+  layout->addWidget(pane.view);
+  pane.slides = new QTimer(&app);
+  QObject::connect(pane.slides, &QTimer::timeout, [] {
+    ++pane.picture;
+    ShowPicture();
+  });
+
+  QObject::connect(pane.view, &QWebEngineView::urlChanged, [](const QUrl& url) {
+    if (pane.args.slot != 1 || pane.pictures.isEmpty())
+      ReportAddress(PublicAddress(url));
+  });
+
+  if (withPanel) {
+    QObject::connect(pane.carrier, &QLocalSocket::readyRead, ReadCarrier);
+    QObject::connect(pane.carrier, &QLocalSocket::disconnected, LeavePanel);
+    unsigned announcement = AnnouncementFor(pane.args.slot);
+    if (announcement != 0)
+      SendFrame("POST " + std::to_string(announcement) + " " +
+                std::to_string(PaneHandleFor(getpid())) + " 0");
+    EmbedInPanel();
+    if (!pane.inbox.isEmpty())
+      QTimer::singleShot(0, ReadCarrier);
+  }
+  if (!pane.embedded)
+    pane.window->setGeometry(QRect(pane.window->pos(), UprightPaneRect.size()));
+  pane.window->show();
+
+  if (pane.args.slot == 1)
+    LoadPlayer();
+  else
+    pane.view->load(pane.startUrl);
+  int result = app.exec();
+  delete pane.window;
+  return result;
+}
