@@ -26,6 +26,10 @@ using LResult = std::int64_t;
 
 constexpr Hwnd LocalWindowBase = 0x10000;
 
+// The behaviour of a local window: called on the GUI thread with each message
+// delivered to the window.
+using WindowProc = LResult (*)(Hwnd window, unsigned message, WParam w, LParam l);
+
 struct Point {
   int x = 0;
   int y = 0;
@@ -57,8 +61,8 @@ constexpr unsigned WM_RBUTTONDOWN = 516;
 constexpr unsigned WM_USER = 1024;
 
 // The Panel's private messages.
-constexpr unsigned MsgPanelCommand = 1033; // code in low 16 bits of wParam
-constexpr unsigned MsgPlacePane = 1034;    // wParam: slot number
+constexpr unsigned MsgPanelCommand = 1033;  // code in low 16 bits of wParam
+constexpr unsigned MsgPlacePane = 1034;     // wParam: slot number
 constexpr unsigned MsgAnnounceFirst = 1044; // 1044 + slot: a Pane's handle
 constexpr unsigned MsgAnnounceLast = 1054;
 constexpr unsigned MsgTrayEvent = 1125;
@@ -110,8 +114,7 @@ struct WindowBackend {
   bool (*isWindow)(Hwnd window);
   void (*bringToTop)(Hwnd window);
   void (*setForeground)(Hwnd window);
-  void (*setWindowPos)(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
-                       unsigned flags);
+  void (*setWindowPos)(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy, unsigned flags);
   void (*showWindow)(Hwnd window, int command);
   bool (*getWindowRect)(Hwnd window, Rect* out);
   // A polygon region filled even-odd; points null or count 0 removes the region.
@@ -128,13 +131,30 @@ struct WindowBackend {
   // Modal question; the GUI thread's messages keep flowing while it stands.
   // Callable from any thread: a worker's box is shown on the GUI thread and
   // the worker waits for the answer.
-  int (*messageBox)(Hwnd owner, const std::string& text, const std::string& title,
-                    unsigned type);
+  int (*messageBox)(Hwnd owner, const std::string& text, const std::string& title, unsigned type);
   // Text of a control of a local window (the Panel's AddressControl is 2010).
   std::string (*getControlText)(Hwnd window, int control);
   void (*setControlText)(Hwnd window, int control, const std::string& text);
   Canvas* (*getCanvas)(Hwnd window);
   void (*releaseCanvas)(Hwnd window, Canvas* canvas);
+
+  // Local windows with procedures, and their loops; GUI thread only.
+  // createWindow makes a hidden top-level window of the class and title and
+  // delivers WM_CREATE to proc; 0 when it can't be made.
+  Hwnd (*createWindow)(const std::string& className, const std::string& title, WindowProc proc);
+  // A local window of that class and title, or 0.
+  Hwnd (*findWindow)(const std::string& className, const std::string& title);
+  // Makes a dialog window (class "#32770", no title), delivers WM_INITDIALOG
+  // with param, shows it unless EndDialog came first, and runs its modal loop
+  // until EndDialog (result: EndDialog's value) or a quit message (which stays
+  // pending for the next loop).
+  int (*dialogBox)(WindowProc proc, LParam param);
+  void (*endDialog)(Hwnd window, int result);
+  // The plain loop: runs until the quit message; result its code.
+  int (*messageLoop)();
+  void (*postQuit)(int code);
+  // The window system's own id of a local window (what a Pane embeds into), or 0.
+  Hwnd (*nativeId)(Hwnd window);
 };
 
 // Installs the backend for local windows; the record must outlive its use.
@@ -151,8 +171,7 @@ LResult WinSendMessage(Hwnd window, unsigned message, WParam w, LParam l);
 bool WinIsWindow(Hwnd window);
 void WinBringWindowToTop(Hwnd window);
 void WinSetForegroundWindow(Hwnd window);
-void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
-                     unsigned flags);
+void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy, unsigned flags);
 void WinShowWindow(Hwnd window, int command);
 bool WinGetWindowRect(Hwnd window, Rect* out);
 void WinSetWindowRegion(Hwnd window, const Point* points, int count);
@@ -165,11 +184,20 @@ Point WinGetCursorPos();
 int WinScreenWidth();
 int WinScreenHeight();
 int WinDisplayBits(Hwnd window);
-int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title,
-                  unsigned type);
+int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type);
 std::string WinGetControlText(Hwnd window, int control);
 void WinSetControlText(Hwnd window, int control, const std::string& text);
 Canvas* WinGetCanvas(Hwnd window);
 void WinReleaseCanvas(Hwnd window, Canvas* canvas);
 
-inline bool IsPaneHandle(Hwnd window) { return window != 0 && window < LocalWindowBase; }
+Hwnd WinCreateWindow(const std::string& className, const std::string& title, WindowProc proc);
+Hwnd WinFindWindow(const std::string& className, const std::string& title);
+int WinDialogBox(WindowProc proc, LParam param);
+void WinEndDialog(Hwnd window, int result);
+int WinMessageLoop();
+void WinPostQuitMessage(int code);
+Hwnd WinNativeId(Hwnd window);
+
+inline bool IsPaneHandle(Hwnd window) {
+  return window != 0 && window < LocalWindowBase;
+}

@@ -14,13 +14,21 @@ const WindowBackend* For(Hwnd window) {
   return IsPaneHandle(window) ? paneBackend.load() : localBackend.load();
 }
 
-const WindowBackend* Local() { return localBackend.load(); }
+const WindowBackend* Local() {
+  return localBackend.load();
+}
 
 } // namespace
 
-void SetWindowBackend(const WindowBackend* backend) { localBackend = backend; }
-const WindowBackend* GetWindowBackend() { return localBackend.load(); }
-void SetPaneBackend(const WindowBackend* backend) { paneBackend = backend; }
+void SetWindowBackend(const WindowBackend* backend) {
+  localBackend = backend;
+}
+const WindowBackend* GetWindowBackend() {
+  return localBackend.load();
+}
+void SetPaneBackend(const WindowBackend* backend) {
+  paneBackend = backend;
+}
 
 #define ROUTE(record, member, fallback, ...)                                                       \
   do {                                                                                             \
@@ -48,15 +56,20 @@ bool WinIsWindow(Hwnd window) {
   ROUTE(For(window), isWindow, false, window);
 }
 
-void WinBringWindowToTop(Hwnd window) { ROUTE(For(window), bringToTop, , window); }
-void WinSetForegroundWindow(Hwnd window) { ROUTE(For(window), setForeground, , window); }
+void WinBringWindowToTop(Hwnd window) {
+  ROUTE(For(window), bringToTop, , window);
+}
+void WinSetForegroundWindow(Hwnd window) {
+  ROUTE(For(window), setForeground, , window);
+}
 
-void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy,
-                     unsigned flags) {
+void WinSetWindowPos(Hwnd window, Hwnd insertAfter, int x, int y, int cx, int cy, unsigned flags) {
   ROUTE(For(window), setWindowPos, , window, insertAfter, x, y, cx, cy, flags);
 }
 
-void WinShowWindow(Hwnd window, int command) { ROUTE(For(window), showWindow, , window, command); }
+void WinShowWindow(Hwnd window, int command) {
+  ROUTE(For(window), showWindow, , window, command);
+}
 
 bool WinGetWindowRect(Hwnd window, Rect* out) {
   ROUTE(For(window), getWindowRect, false, window, out);
@@ -66,17 +79,33 @@ void WinSetWindowRegion(Hwnd window, const Point* points, int count) {
   ROUTE(For(window), setWindowRegion, , window, points, count);
 }
 
-void WinInvalidate(Hwnd window) { ROUTE(For(window), invalidate, , window); }
+void WinInvalidate(Hwnd window) {
+  ROUTE(For(window), invalidate, , window);
+}
 void WinSetTitle(Hwnd window, const std::string& title) {
   ROUTE(For(window), setTitle, , window, title);
 }
-Hwnd WinGetActiveWindow() { ROUTE(Local(), activeWindow, 0); }
-void WinSetTimer(Hwnd window, int id, int ms) { ROUTE(For(window), setTimer, , window, id, ms); }
-void WinKillTimer(Hwnd window, int id) { ROUTE(For(window), killTimer, , window, id); }
-Point WinGetCursorPos() { ROUTE(Local(), cursorPos, Point{}); }
-int WinScreenWidth() { ROUTE(Local(), screenWidth, 0); }
-int WinScreenHeight() { ROUTE(Local(), screenHeight, 0); }
-int WinDisplayBits(Hwnd window) { ROUTE(For(window), displayBits, 0, window); }
+Hwnd WinGetActiveWindow() {
+  ROUTE(Local(), activeWindow, 0);
+}
+void WinSetTimer(Hwnd window, int id, int ms) {
+  ROUTE(For(window), setTimer, , window, id, ms);
+}
+void WinKillTimer(Hwnd window, int id) {
+  ROUTE(For(window), killTimer, , window, id);
+}
+Point WinGetCursorPos() {
+  ROUTE(Local(), cursorPos, Point{});
+}
+int WinScreenWidth() {
+  ROUTE(Local(), screenWidth, 0);
+}
+int WinScreenHeight() {
+  ROUTE(Local(), screenHeight, 0);
+}
+int WinDisplayBits(Hwnd window) {
+  ROUTE(For(window), displayBits, 0, window);
+}
 
 int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type) {
   ROUTE(Local(), messageBox, 0, owner, text, title, type);
@@ -90,7 +119,31 @@ void WinSetControlText(Hwnd window, int control, const std::string& text) {
   ROUTE(For(window), setControlText, , window, control, text);
 }
 
-Canvas* WinGetCanvas(Hwnd window) { ROUTE(For(window), getCanvas, nullptr, window); }
+Canvas* WinGetCanvas(Hwnd window) {
+  ROUTE(For(window), getCanvas, nullptr, window);
+}
 void WinReleaseCanvas(Hwnd window, Canvas* canvas) {
   ROUTE(For(window), releaseCanvas, , window, canvas);
+}
+
+Hwnd WinCreateWindow(const std::string& className, const std::string& title, WindowProc proc) {
+  ROUTE(Local(), createWindow, 0, className, title, proc);
+}
+Hwnd WinFindWindow(const std::string& className, const std::string& title) {
+  ROUTE(Local(), findWindow, 0, className, title);
+}
+int WinDialogBox(WindowProc proc, LParam param) {
+  ROUTE(Local(), dialogBox, -1, proc, param);
+}
+void WinEndDialog(Hwnd window, int result) {
+  ROUTE(Local(), endDialog, , window, result);
+}
+int WinMessageLoop() {
+  ROUTE(Local(), messageLoop, 0);
+}
+void WinPostQuitMessage(int code) {
+  ROUTE(Local(), postQuit, , code);
+}
+Hwnd WinNativeId(Hwnd window) {
+  ROUTE(For(window), nativeId, 0, window);
 }
