@@ -1,0 +1,352 @@
+// URL downloads on libcurl, and the browser cache copies they leave.
+//
+// One easy handle per call. The body streams into a sink that opens its files
+// only when the first bytes of a 2xx answer arrive (redirect bodies never
+// reach it). A target that does not exist yet is written directly, beside the
+// cache copy; an existing target is left alone until the cache copy is whole
+// and is then replaced from it, so a failed download never costs a user's
+// file. On any failure the files this call made are removed again.
+#include "platform/url_download.h"
+
+#include <curl/curl.h>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include "platform/sysdirs.h"
+
+namespace {
+
+constexpr std::size_t MaxPath = 260;
+constexpr int CacheSubfolders = 4;
+
+std::mutex routeMutex;
+std::string routeHost;
+unsigned short routePort = 0;
+
+std::string RandomName(std::size_t length) {
+  static const char alphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  thread_local std::mt19937 engine{std::random_device{}()};
+  std::uniform_int_distribution<int> pick(0, 35);
+  std::string name;
+  for (std::size_t i = 0; i < length; ++i)
+    name += alphabet[pick(engine)];
+  return name;
+}
+
+bool IsCacheSubfolderName(const char* name) {
+  if (std::strlen(name) != 8)
+    return false;
+  for (const char* p = name; *p != '\0'; ++p)
+    if (!((*p >= '0' && *p <= '9') || (*p >= 'A' && *p <= 'Z')))
+      return false;
+  return true;
+}
+
+// One of a few subfolders: a new one while there are fewer than
+// CacheSubfolders, else one of those present, at random.
+std::string PickCacheSubfolder(const std::string& cache) {
+  std::vector<std::string> present;
+  if (DIR* dir = opendir(cache.c_str()); dir != nullptr) {
+    while (dirent* entry = readdir(dir)) {
+      if (!IsCacheSubfolderName(entry->d_name))
+        continue;
+      struct stat st {};
+      std::string full = cache + "/" + entry->d_name;
+      if (lstat(full.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+        present.push_back(full);
+    }
+    closedir(dir);
+  }
+  if (static_cast<int>(present.size()) >= CacheSubfolders) {
+    thread_local std::mt19937 engine{std::random_device{}()};
+    return present[std::uniform_int_distribution<std::size_t>(0, present.size() - 1)(engine)];
+  }
+  std::string fresh = cache + "/" + RandomName(8);
+  if (mkdir(fresh.c_str(), 0755) != 0 && errno != EEXIST)
+    return std::string();
+  return fresh;
+}
+
+char SafeNameChar(char c) {
+  if (std::strchr("<>:\"|?*\\/", c) != nullptr || static_cast<unsigned char>(c) < 32 || c == 127)
+    return '_';
+  return c;
+}
+
+// Stem and extension of the address's last path segment.
+void NameParts(const char* url, std::string& stem, std::string& extension) {
+  std::string text = url;
+  std::size_t scheme = text.find("://");
+  std::size_t pathStart = text.find('/', scheme == std::string::npos ? 0 : scheme + 3);
+  std::string path = pathStart == std::string::npos ? std::string() : text.substr(pathStart);
+  path = path.substr(0, path.find_first_of("?#"));
+  std::string segment =
+      path.substr(path.find_last_of('/') == std::string::npos ? 0 : path.find_last_of('/') + 1);
+  std::size_t dot = segment.find_last_of('.');
+  if (dot == std::string::npos) {
+    stem = segment;
+    extension.clear();
+  } else {
+    stem = segment.substr(0, dot);
+    extension = segment.substr(dot + 1);
+  }
+  for (char& c : stem)
+    c = SafeNameChar(c);
+  for (char& c : extension)
+    c = SafeNameChar(c);
+  if (extension.size() > 16)
+    extension.resize(16);
+  if (stem.find_first_not_of('.') == std::string::npos)
+    stem = RandomName(8);
+}
+
+bool WriteAll(int fd, const char* data, std::size_t size) {
+  while (size > 0) {
+    ssize_t n = write(fd, data, size);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      return false;
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+// Opens path for a fresh write without following a link at it; a file that
+// refuses to be opened (read-only, a link) is removed and made anew.
+int OpenTarget(const char* path) {
+  int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+  int fd = open(path, flags, 0644);
+  if (fd < 0 && (errno == EACCES || errno == ELOOP || errno == EPERM)) {
+    struct stat st {};
+    if (lstat(path, &st) == 0 && !S_ISDIR(st.st_mode) && unlink(path) == 0)
+      fd = open(path, flags | O_EXCL, 0644);
+  }
+  return fd;
+}
+
+struct Sink {
+  CURL* handle = nullptr;
+  const char* path = nullptr;
+  const char* url = nullptr;
+  std::string cacheFolder;
+  bool targetExisted = false;
+  bool opened = false;
+  bool failed = false;
+  int target = -1;
+  int cache = -1;
+  std::string cachePath;
+  bool cacheIsStaging = false; // a private temporary file, not a cache copy
+};
+
+bool OpenSink(Sink& sink) {
+  sink.opened = true;
+  if (!sink.cacheFolder.empty()) {
+    sink.cachePath = ClaimCacheFile(sink.cacheFolder.c_str(), sink.url);
+    if (!sink.cachePath.empty())
+      sink.cache = open(sink.cachePath.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
+  }
+  if (sink.targetExisted && sink.cache < 0) {
+    // An existing target is replaced only from a whole copy; without a cache
+    // copy a private file in the system's Temp folder holds the body.
+    std::string stage = SystemSubfolder("Temp") + "/download-XXXXXX";
+    std::vector<char> name(stage.begin(), stage.end());
+    name.push_back('\0');
+    sink.cache = mkostemp(name.data(), O_CLOEXEC);
+    if (sink.cache >= 0) {
+      sink.cachePath = name.data();
+      sink.cacheIsStaging = true;
+    }
+  }
+  if (!sink.targetExisted)
+    sink.target = OpenTarget(sink.path);
+  return sink.targetExisted ? sink.cache >= 0 : sink.target >= 0;
+}
+
+std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* context) {
+  Sink& sink = *static_cast<Sink*>(context);
+  std::size_t bytes = size * count;
+  if (!sink.opened) {
+    long status = 0;
+    curl_easy_getinfo(sink.handle, CURLINFO_RESPONSE_CODE, &status);
+    if (status < 200 || status > 299)
+      return 0;
+    if (!OpenSink(sink)) {
+      sink.failed = true;
+      return 0;
+    }
+  }
+  if (sink.target >= 0 && !WriteAll(sink.target, data, bytes)) {
+    sink.failed = true;
+    return 0;
+  }
+  if (sink.cache >= 0 && !WriteAll(sink.cache, data, bytes)) {
+    // The cache copy is a courtesy; a fresh target goes on without it.
+    close(sink.cache);
+    unlink(sink.cachePath.c_str());
+    sink.cache = -1;
+    sink.cachePath.clear();
+    if (sink.target < 0) {
+      sink.failed = true;
+      return 0;
+    }
+  }
+  return bytes;
+}
+
+bool CopyFileTo(const std::string& from, const char* path) {
+  int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0)
+    return false;
+  int out = OpenTarget(path);
+  bool ok = out >= 0;
+  std::vector<char> buffer(1 << 20);
+  while (ok) {
+    ssize_t n = read(in, buffer.data(), buffer.size());
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0) {
+      ok = n == 0;
+      break;
+    }
+    ok = WriteAll(out, buffer.data(), static_cast<std::size_t>(n));
+  }
+  close(in);
+  if (out >= 0)
+    ok = close(out) == 0 && ok;
+  return ok;
+}
+
+void InitCurlOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+} // namespace
+
+void SetLoopbackRouteForTests(const char* host, unsigned short port) {
+  std::lock_guard<std::mutex> lock(routeMutex);
+  routeHost = host != nullptr ? host : "";
+  routePort = routeHost.empty() ? 0 : port;
+}
+
+unsigned short LoopbackRouteFor(const char* host) {
+  std::lock_guard<std::mutex> lock(routeMutex);
+  if (routeHost.empty() || host == nullptr || routeHost != host)
+    return 0;
+  return routePort;
+}
+
+std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
+  if (cacheFolder == nullptr || *cacheFolder == '\0' || url == nullptr)
+    return std::string();
+  std::string cache = cacheFolder;
+  while (cache.size() > 1 && cache.back() == '/')
+    cache.pop_back();
+  if (!MakeFolders(cache))
+    return std::string();
+  std::string folder = PickCacheSubfolder(cache);
+  if (folder.empty())
+    return std::string();
+  std::string stem;
+  std::string extension;
+  NameParts(url, stem, extension);
+  for (int n = 1; n < 100000; ++n) {
+    std::string tail = "[" + std::to_string(n) + "]" + (extension.empty() ? "" : "." + extension);
+    std::size_t room = folder.size() + 1 + tail.size();
+    if (room + 1 >= MaxPath)
+      return std::string();
+    std::string name = stem.substr(0, std::min(stem.size(), MaxPath - 1 - room));
+    std::string full = folder + "/" + name + tail;
+    int fd = open(full.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd >= 0) {
+      close(fd);
+      return full;
+    }
+    if (errno != EEXIST)
+      return std::string();
+  }
+  return std::string();
+}
+
+int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder,
+                      const DownloadOptions& options) {
+  if (url == nullptr || path == nullptr || *url == '\0' || *path == '\0')
+    return -1;
+  InitCurlOnce();
+  CURL* handle = curl_easy_init();
+  if (handle == nullptr)
+    return -1;
+
+  Sink sink;
+  sink.handle = handle;
+  sink.path = path;
+  sink.url = url;
+  sink.cacheFolder = cacheFolder != nullptr ? cacheFolder : "";
+  struct stat st {};
+  sink.targetExisted = lstat(path, &st) == 0;
+
+  curl_slist* connectTo = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(routeMutex);
+    if (!routeHost.empty()) {
+      std::string rule = routeHost + "::127.0.0.1:" + std::to_string(routePort);
+      connectTo = curl_slist_append(nullptr, rule.c_str());
+    }
+  }
+
+  curl_easy_setopt(handle, CURLOPT_URL, url);
+  curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
+  curl_easy_setopt(handle, CURLOPT_MAXREDIRS, 10L);
+  curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+  curl_easy_setopt(handle, CURLOPT_USERAGENT, options.userAgent);
+  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, options.connectTimeoutSeconds);
+  curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, options.stallSeconds);
+  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, 512L * 1024L);
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnBody);
+  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &sink);
+  if (connectTo != nullptr)
+    curl_easy_setopt(handle, CURLOPT_CONNECT_TO, connectTo);
+
+  CURLcode code = curl_easy_perform(handle);
+  long status = 0;
+  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_cleanup(handle);
+  curl_slist_free_all(connectTo);
+
+  int result = 0;
+  if (code != CURLE_OK)
+    result = sink.failed
+                 ? -1
+                 : (status >= 300 || (status > 0 && status < 200) ? int(status) : int(code));
+  else if (status < 200 || status > 299)
+    result = static_cast<int>(status > 0 ? status : -1);
+  else if (!sink.opened && !OpenSink(sink))
+    result = -1; // an empty body: the files are made all the same
+
+  if (sink.target >= 0 && close(sink.target) != 0 && result == 0)
+    result = -1;
+  if (sink.cache >= 0 && close(sink.cache) != 0 && result == 0)
+    result = -1;
+  if (result == 0 && sink.targetExisted && sink.target < 0 && !CopyFileTo(sink.cachePath, path))
+    result = -1;
+
+  if (result != 0 && sink.target >= 0)
+    unlink(path); // only ever opened when this call made it
+  if (!sink.cachePath.empty() && (result != 0 || sink.cacheIsStaging))
+    unlink(sink.cachePath.c_str());
+  return result;
+}

@@ -1,0 +1,47 @@
+// The stand-in for the Windows URL download service: one GET on libcurl that
+// follows redirects, speaks https, sends a user agent and gives up on a
+// connection that does not come up or that stalls. Like the Windows service it
+// goes through the browser cache: every download leaves a copy in the cache
+// folder, in a subfolder of 8 characters from [0-9A-Z] as stem[N].ext, where
+// the cache harvest and the purge of stale copies find it.
+//
+// All calls are thread-safe and hold no state between calls apart from the
+// test route below.
+#pragma once
+
+#include <string>
+
+struct DownloadOptions {
+  long connectTimeoutSeconds = 30;
+  // A transfer slower than 1 byte per second for this long is given up.
+  long stallSeconds = 60;
+  const char* userAgent = "Mozilla/4.0 (compatible; Skerry 1.0)";
+};
+
+// Downloads url to the file path. cacheFolder is the browser cache folder
+// (made when missing); empty or null stores no copy. The target is opened only
+// once a 2xx answer has begun, and a target that already exists is replaced
+// only after the whole body arrived, so a failed download never harms it.
+// Nothing is written anywhere but path and the copy in the cache folder.
+// Result: 0 when a 2xx body was written whole; otherwise a nonzero code (the
+// libcurl error, or the HTTP status for an answer outside 2xx, or -1 for a
+// file that could not be written).
+int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder,
+                      const DownloadOptions& options = DownloadOptions());
+
+// The cache file name for url in the layout of the browser cache: the last
+// path segment without query and fragment, its last extension split off,
+// < > : " | ? * (and controls, backslashes) as _, then [N] and the extension.
+// Picks (or makes) one of a few random subfolders of cacheFolder and claims
+// the first free N by creating the file empty. Result: the full path of the
+// file made, or empty on failure. Every path stays under 260 characters.
+std::string ClaimCacheFile(const char* cacheFolder, const char* url);
+
+// Tests only: connections to host (any port the address names, or 80) go to
+// 127.0.0.1:port instead, in this stand-in and in the socket clients of the
+// web layer alike. Lets a loopback server answer for a host name with no port
+// in it. An empty host removes the route.
+void SetLoopbackRouteForTests(const char* host, unsigned short port);
+
+// The port that the test route gives host, or 0 when none applies.
+unsigned short LoopbackRouteFor(const char* host);

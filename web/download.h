@@ -1,0 +1,8 @@
+// The first way of fetching every page, list, game and video: the URL
+// download stand-in, going through the browser cache folder that the user's
+// shell folders name ("Cache"). Thread-safe.
+#pragma once
+
+// Downloads url to path and leaves a copy in the browser cache. Result: 0 when
+// a 2xx body was written whole, else nonzero (and path is as it was).
+int URLDownloadToFile(const char* url, const char* path);
