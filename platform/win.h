@@ -94,6 +94,12 @@ constexpr int IDCANCEL = 2;
 constexpr int IDYES = 6;
 constexpr int IDNO = 7;
 
+// An entry of a popup menu: id 0 is a separator; '&' marks the access key.
+struct PopupEntry {
+  int Id = 0;
+  std::string Text;
+};
+
 // A drawing target. In the program it is the backing picture of a window,
 // shown by the backend on release; in tests it is a memory picture. Pixels
 // are 32-bit 0x00RRGGBB, rows top-down, width * height of them.
@@ -155,6 +161,18 @@ struct WindowBackend {
   void (*postQuit)(int code);
   // The window system's own id of a local window (what a Pane embeds into), or 0.
   Hwnd (*nativeId)(Hwnd window);
+
+  // The notification-area icon of window: id, the message that reports its
+  // mouse events (wParam id, lParam the mouse message), the picture file and
+  // the tip. True when the icon stands. GUI thread only.
+  bool (*trayAdd)(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
+                  const std::string& tip);
+  void (*trayDelete)(Hwnd window, int id);
+  // A popup menu at screen point (x, y); the chosen entry's id comes back to
+  // owner as a posted WM_COMMAND. Entries with id 0 are separators.
+  void (*trackPopupMenu)(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
+  // The window's icon from a picture file (its title bar, its task bar entry).
+  void (*setWindowIcon)(Hwnd window, const std::string& iconPath);
 };
 
 // Installs the backend for local windows; the record must outlive its use.
@@ -197,6 +215,12 @@ void WinEndDialog(Hwnd window, int result);
 int WinMessageLoop();
 void WinPostQuitMessage(int code);
 Hwnd WinNativeId(Hwnd window);
+
+bool WinTrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
+                const std::string& tip);
+void WinTrayDelete(Hwnd window, int id);
+void WinTrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
+void WinSetWindowIcon(Hwnd window, const std::string& iconPath);
 
 inline bool IsPaneHandle(Hwnd window) {
   return window != 0 && window < LocalWindowBase;

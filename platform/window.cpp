@@ -147,3 +147,17 @@ void WinPostQuitMessage(int code) {
 Hwnd WinNativeId(Hwnd window) {
   ROUTE(For(window), nativeId, 0, window);
 }
+
+bool WinTrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
+                const std::string& tip) {
+  ROUTE(Local(), trayAdd, false, window, id, callbackMessage, iconPath, tip);
+}
+void WinTrayDelete(Hwnd window, int id) {
+  ROUTE(Local(), trayDelete, , window, id);
+}
+void WinTrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
+  ROUTE(Local(), trackPopupMenu, , owner, entries, count, x, y);
+}
+void WinSetWindowIcon(Hwnd window, const std::string& iconPath) {
+  ROUTE(For(window), setWindowIcon, , window, iconPath);
+}
