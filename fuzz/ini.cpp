@@ -1,0 +1,101 @@
+// Feeds arbitrary bytes as an INI file to the INI engine and the settings
+// store: lookups, macro expansion with the file's own Env sections, a write
+// and the read that must give back what was written, and removals. Runs in a
+// temporary folder of its own.
+#include "platform/ini.h"
+#include "shell/module_path.h"
+#include "shell/settings.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace {
+
+const std::string& Folder() {
+  static const std::string folder = [] {
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "skerry-fuzz-ini-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr)
+      std::abort();
+    setenv("SKERRY_SYSTEM_DIR", (pattern + "/sys").c_str(), 1);
+    SetModulePathForTests(pattern + "/skerry");
+    return pattern;
+  }();
+  return folder;
+}
+
+// A name taken from the input: up to 12 bytes after the first, no line breaks.
+std::string NameFrom(const std::uint8_t* data, std::size_t size, std::size_t at) {
+  std::string name;
+  for (std::size_t i = at; i < size && name.size() < 12; ++i) {
+    char c = static_cast<char>(data[i]);
+    if (c == '\r' || c == '\n' || c == '\0')
+      break;
+    name += c;
+  }
+  return name;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string file = Folder() + "/Define.ini";
+  {
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  }
+  const std::string section = size > 0 ? NameFrom(data, size, size / 2) : "s";
+  const std::string key = size > 0 ? NameFrom(data, size, size / 3) : "k";
+
+  char out[ProfileValueSize];
+  char small[7];
+  for (const char* s : {"EnvAll", "EnvEng", "T", section.c_str()}) {
+    for (const char* k : {"k", "Self", key.c_str()}) {
+      IniRead(file.c_str(), s, k, "def", small, sizeof small);
+      ProfileRead(s, k, out, file.c_str());
+    }
+  }
+  IniKeys(file.c_str(), section.c_str());
+  IniSections(file.c_str());
+
+  std::string text(reinterpret_cast<const char*>(data), size < 2048 ? size : 2048);
+  text.resize(std::strlen(text.c_str()));
+  ExpandMacros(text.c_str(), out, file.c_str());
+  ResolveRegistryValue(text.c_str(), out);
+
+  // What is written reads back exactly, for a value without blanks at its
+  // ends and no outer quote pair.
+  const char* value = "fuzz value";
+  if (IniWrite(file.c_str(), section.c_str(), key.c_str(), value)) {
+    IniRead(file.c_str(), section.c_str(), key.c_str(), "", out, sizeof out);
+    std::string s = section, k = key;
+    auto trimmed = [](std::string t) {
+      while (!t.empty() &&
+             (t.back() == ' ' || t.back() == '\t' || t.back() == '\v' || t.back() == '\f'))
+        t.pop_back();
+      while (!t.empty() && (t[0] == ' ' || t[0] == '\t' || t[0] == '\v' || t[0] == '\f'))
+        t.erase(0, 1);
+      return t;
+    };
+    // A key name with "=" or a leading ";" or "[" is no key line once written.
+    std::string tk = trimmed(k);
+    bool plainKey =
+        tk.find('=') == std::string::npos && (tk.empty() || (tk[0] != ';' && tk[0] != '['));
+    bool plainSection = trimmed(s).find(']') == std::string::npos;
+    if (plainKey && plainSection && std::strcmp(out, value) != 0) {
+      std::fprintf(stderr, "wrote [%s] %s=%s, read %s\n", s.c_str(), k.c_str(), value, out);
+      std::abort();
+    }
+  }
+  char stored[ProfileValueSize];
+  std::snprintf(stored, sizeof stored, "%s", text.substr(0, 200).c_str());
+  ProfileWrite(section.c_str(), "w", stored, file.c_str());
+  IniWrite(file.c_str(), section.c_str(), key.c_str(), nullptr);
+  IniWrite(file.c_str(), section.c_str(), nullptr, nullptr);
+  return 0;
+}
