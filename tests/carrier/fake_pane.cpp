@@ -1,0 +1,96 @@
+// A stand-in for the browser program, for tests: it takes the command line
+// of a Pane, reaches the Panel's carrier like a Pane does, announces itself
+// with 1044 + N (1046 for /h2) and writes what it saw to a log file, one
+// line each: "ARG <i> <argument>", "HELLO <answer>", "RECV <frame>".
+//
+// Environment: FAKE_PANE_LOG the log file (none: no log); FAKE_PANE_HANDLE
+// the number to announce (default from the pid); FAKE_PANE_SILENT=1 never
+// answers a SEND; FAKE_PANE_RET the result of every SEND (default 7).
+// It ends on POST 18, when the Panel goes away, or after 20 s.
+//
+// "fake_pane --listen" instead tries to become a Panel: exit 0 when it could
+// listen, 3 when refused.
+#include "platform/carrier.h"
+#include "platform/carrier_client.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+void Log(const std::string& line) {
+  const char* path = std::getenv("FAKE_PANE_LOG");
+  if (path == nullptr || *path == '\0')
+    return;
+  int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (fd < 0)
+    return;
+  std::string text = line + "\n";
+  (void)!write(fd, text.data(), text.size());
+  close(fd);
+}
+
+long EnvNumber(const char* name, long fallback) {
+  const char* v = std::getenv(name);
+  return v != nullptr && *v != '\0' ? std::strtol(v, nullptr, 10) : fallback;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc == 2 && std::strcmp(argv[1], "--listen") == 0) {
+    std::string error;
+    if (!CarrierListen(CarrierHandlers{}, &error)) {
+      std::fprintf(stderr, "%s\n", error.c_str());
+      return 3;
+    }
+    CarrierClose();
+    return 0;
+  }
+  int slot = -1;
+  for (int i = 1; i < argc; ++i) {
+    Log("ARG " + std::to_string(i) + " " + argv[i]);
+    if (std::strncmp(argv[i], "/h", 2) == 0)
+      slot = std::atoi(argv[i] + 2);
+  }
+  CarrierConnection c;
+  std::string error;
+  if (!CarrierConnect(&c, "", &error)) {
+    Log("ERROR " + error);
+    return 2;
+  }
+  long long native = 0;
+  if (!CarrierClientHello(&c, getpid(), 3000, &native)) {
+    Log("ERROR no hello");
+    return 2;
+  }
+  Log("HELLO " + std::to_string(native));
+  long handle = EnvNumber("FAKE_PANE_HANDLE", getpid() % 0xFE00 + 0x100);
+  if (slot >= 0 && slot <= 10)
+    CarrierClientPost(&c, slot == 2 ? 1046 : 1044 + slot, static_cast<WParam>(handle), 0);
+  bool silent = EnvNumber("FAKE_PANE_SILENT", 0) == 1;
+  long ret = EnvNumber("FAKE_PANE_RET", 7);
+  auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < end) {
+    CarrierFrame f;
+    int got = CarrierClientRead(&c, &f, 200);
+    if (got < 0)
+      return 0;
+    if (got == 0)
+      continue;
+    std::string line = CarrierFormatFrame(f);
+    line.pop_back();
+    Log("RECV " + line);
+    if (f.kind == CarrierFrameSend && !silent)
+      CarrierClientReply(&c, ret);
+    if (f.kind == CarrierFramePost && f.message == 18)
+      return 0;
+  }
+  return 1;
+}
