@@ -55,6 +55,8 @@ struct State {
   int bits = 32;
   Hwnd active = 0;
   std::set<Hwnd> livePanes;
+  std::set<int> trayIcons;
+  bool trayAvailable = true;
   std::thread::id gui;
 };
 
@@ -83,9 +85,10 @@ Win* Find(Hwnd window) {
   return it == S().windows.end() ? nullptr : it->second.get();
 }
 
+// A dialog that has ended is gone for its messages, as a destroyed window is.
 LResult Deliver(Hwnd window, unsigned message, WParam w, LParam l) {
   Win* win = Find(window);
-  if (win == nullptr || win->proc == nullptr)
+  if (win == nullptr || win->proc == nullptr || win->info.dialogEnded)
     return 0;
   return win->proc(window, message, w, l);
 }
@@ -436,6 +439,44 @@ Hwnd NativeId(Hwnd window) {
   return IsWindow(window) ? window : 0;
 }
 
+bool TrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
+             const std::string& tip) {
+  HeadlessCall c = Call("trayAdd", window);
+  c.x = id;
+  c.message = callbackMessage;
+  c.text = iconPath + "|" + tip;
+  Record(c);
+  std::lock_guard<std::mutex> guard(S().lock);
+  if (!S().trayAvailable)
+    return false;
+  S().trayIcons.insert(id);
+  return true;
+}
+
+void TrayDelete(Hwnd window, int id) {
+  HeadlessCall c = Call("trayDelete", window);
+  c.x = id;
+  Record(c);
+  std::lock_guard<std::mutex> guard(S().lock);
+  S().trayIcons.erase(id);
+}
+
+void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
+  HeadlessCall c = Call("trackPopupMenu", owner);
+  c.x = x;
+  c.y = y;
+  c.cx = count;
+  for (int i = 0; entries != nullptr && i < count; ++i)
+    c.text += (i > 0 ? "|" : "") + std::to_string(entries[i].Id) + ":" + entries[i].Text;
+  Record(c);
+}
+
+void SetWindowIcon(Hwnd window, const std::string& iconPath) {
+  HeadlessCall c = Call("setWindowIcon", window);
+  c.text = iconPath;
+  Record(c);
+}
+
 const WindowBackend backend = [] {
   WindowBackend b{};
   b.postMessage = PostMessage;
@@ -468,6 +509,10 @@ const WindowBackend backend = [] {
   b.messageLoop = MessageLoop;
   b.postQuit = PostQuit;
   b.nativeId = NativeId;
+  b.trayAdd = TrayAdd;
+  b.trayDelete = TrayDelete;
+  b.trackPopupMenu = TrackPopupMenu;
+  b.setWindowIcon = SetWindowIcon;
   return b;
 }();
 
@@ -533,6 +578,8 @@ void HeadlessInstall() {
     S().bits = 32;
     S().active = 0;
     S().livePanes.clear();
+    S().trayIcons.clear();
+    S().trayAvailable = true;
     S().gui = std::this_thread::get_id();
   }
   SetWindowBackend(&backend);
@@ -676,4 +723,14 @@ void HeadlessSetPaneLive(Hwnd pane, bool live) {
     S().livePanes.insert(pane);
   else
     S().livePanes.erase(pane);
+}
+
+void HeadlessSetTrayAvailable(bool available) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  S().trayAvailable = available;
+}
+
+int HeadlessTrayIcons() {
+  std::lock_guard<std::mutex> guard(S().lock);
+  return static_cast<int>(S().trayIcons.size());
 }

@@ -10,6 +10,8 @@
 // Loops never block: dialogBox and messageLoop return as soon as the queue is
 // empty (with -1), so a test can look at the state and pump on by hand.
 //
+// Popup menus are recorded only; a test posts the chosen WM_COMMAND itself.
+//
 // Unscripted message boxes: a box with only OK answers IDOK; a question with
 // no scripted answer answers IDCANCEL (Yes/No/Cancel) or IDNO (Yes/No) and is
 // counted by HeadlessUnscriptedQuestions, which a test expects to stay 0.
@@ -97,3 +99,8 @@ void HeadlessSetActiveWindow(Hwnd window);
 
 // Pane handles that the recording Pane backend reports live.
 void HeadlessSetPaneLive(Hwnd pane, bool live);
+
+// The notification area: whether adding an icon succeeds (default true), and
+// how many icons stand.
+void HeadlessSetTrayAvailable(bool available);
+int HeadlessTrayIcons();

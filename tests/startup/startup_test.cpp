@@ -1,0 +1,246 @@
+// Start-up and the exit road on the headless backend, with the real carrier
+// socket in a temporary runtime folder: the /Top mode, a missing skin, a
+// normal start, the exit question, and a second instance beside a running
+// Panel (a plain listening socket stands in for the first one).
+#include <gtest/gtest.h>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "panel/dispatcher.h"
+#include "panel/panel_state.h"
+#include "platform/bitmap.h"
+#include "platform/carrier.h"
+#include "platform/headless/headless.h"
+#include "shell/module_path.h"
+#include "shell/startup.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<std::string> launches;
+
+const DispatcherServices recording = [] {
+  DispatcherServices s{};
+  s.launchPane = [](PaneRow row, const char*) {
+    launches.push_back(std::to_string(static_cast<int>(row)));
+  };
+  return s;
+}();
+
+int Main(std::vector<std::string> args) {
+  std::vector<char*> argv;
+  for (std::string& a : args)
+    argv.push_back(a.data());
+  argv.push_back(nullptr);
+  return SkerryMain(static_cast<int>(args.size()), argv.data());
+}
+
+class Startup : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir = fs::temp_directory_path() /
+          ("skerry-start-" + std::to_string(getpid()) + "-" +
+           ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(dir);
+    fs::create_directories(dir / "program" / "Game");
+    fs::create_directories(dir / "run");
+    setenv("XDG_RUNTIME_DIR", (dir / "run").c_str(), 1);
+    setenv("SKERRY_SYSTEM_DIR", (dir / "system").c_str(), 1);
+    setenv("LC_ALL", "C", 1);
+    SetModulePathForTests((dir / "program" / "skerry").string());
+    HeadlessInstall();
+    SetDispatcherServices(&recording);
+    launches.clear();
+    PanelState& p = Panel();
+    p.Channel = ChannelStart;
+    p.TrayIconAdded = 0;
+    p.SkinBitmap.reset();
+    p.PanelWindow = 0;
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(HeadlessUnscriptedQuestions(), 0);
+    CarrierClose();
+    SetDispatcherServices(nullptr);
+    SetModulePathForTests("");
+    unsetenv("LC_ALL");
+    fs::remove_all(dir);
+  }
+
+  void Skin(const char* name) {
+    Bitmap b;
+    b.Width = 4;
+    b.Height = 4;
+    b.BitsPerPixel = 24;
+    b.Bits.assign(static_cast<std::size_t>(b.RowLength() * b.Height), 0x66);
+    ASSERT_TRUE(SaveBitmapFile((dir / "program" / name).string(), b));
+  }
+
+  static std::vector<std::string> BoxTexts() {
+    std::vector<std::string> out;
+    for (const HeadlessBox& b : HeadlessBoxes())
+      out.push_back(b.title + ": " + b.text);
+    return out;
+  }
+
+  fs::path dir;
+};
+
+TEST(StartupText, TopSwitchAndLanguage) {
+  struct Row {
+    const char* name;
+    std::vector<std::string> args;
+    bool top;
+  } rows[] = {
+      {"exact", {"skerry", "/Top"}, true},
+      {"any case", {"skerry", "/tOP"}, true},
+      {"nothing", {"skerry"}, false},
+      {"a blank behind it", {"skerry", "/Top "}, false},
+      {"another word beside it", {"skerry", "/Top", "x"}, false},
+      {"without the slash", {"skerry", "Top"}, false},
+      {"longer", {"skerry", "/Topmost"}, false},
+  };
+  for (const Row& row : rows) {
+    std::vector<char*> argv;
+    std::vector<std::string> args = row.args;
+    for (std::string& a : args)
+      argv.push_back(a.data());
+    EXPECT_EQ(IsTopSwitch(CommandLineText(static_cast<int>(argv.size()), argv.data())), row.top)
+        << row.name;
+  }
+
+  struct Lang {
+    const char* locale;
+    int offset;
+  } langs[] = {{"zh_TW.UTF-8", 1000}, {"zh_CN.UTF-8", 0}, {"zh_HK.UTF-8", 0},
+               {"en_US.UTF-8", 0},    {"C", 0},           {"", 0}};
+  for (const Lang& lang : langs) {
+    setenv("LC_ALL", lang.locale, 1);
+    EXPECT_EQ(LanguageOffsetFrom(LanguageFromLocale()), lang.offset) << lang.locale;
+  }
+  unsetenv("LC_ALL");
+}
+
+TEST_F(Startup, TopModeShowsItsCountAndMakesNoPanel) {
+  std::ofstream(dir / "program" / "Define.ini") << "[Game]\nList=\n";
+  EXPECT_EQ(Main({"skerry", "/TOP"}), 0);
+  EXPECT_EQ(BoxTexts(), std::vector<std::string>{"Tessel @Vexan: Got 0 games from top list."});
+  EXPECT_EQ(HeadlessBoxes()[0].owner, 0u);
+  EXPECT_EQ(HeadlessFindClass("#32770"), 0u);
+  EXPECT_NE(HeadlessFindClass("VexanMsgClass"), 0u);
+  EXPECT_FALSE(fs::exists(CarrierSocketPath()));
+  EXPECT_TRUE(launches.empty());
+}
+
+TEST_F(Startup, MissingSkinSaysSoAndEndsCleanly) {
+  EXPECT_EQ(Main({"skerry"}), 0);
+  EXPECT_EQ(BoxTexts(),
+            std::vector<std::string>{"Tessel Message: Bitmap file not found, Please re-install !"});
+  EXPECT_TRUE(launches.empty());
+  EXPECT_TRUE(HeadlessCallsOf("setTimer").empty());
+  HeadlessWindow info;
+  ASSERT_TRUE(HeadlessWindowInfo(HeadlessFindClass("#32770"), &info));
+  EXPECT_TRUE(info.dialogEnded);
+  // The hidden window was told, and its quit message ended the loop.
+  auto sends = HeadlessCallsOf("send", MessageWindow);
+  ASSERT_EQ(sends.size(), 1u);
+  EXPECT_EQ(sends[0].message, WM_DESTROY);
+  EXPECT_FALSE(HeadlessQuitPending());
+}
+
+TEST_F(Startup, PanelStartsWithTheLowSkinAndLaunchesTheStartPage) {
+  Skin("@VEXANL.BMP");
+  HeadlessSetScreen(1000, 700);
+  Main({"skerry"}); // the headless loop gives back once nothing is left to do
+
+  Hwnd panel = Panel().PanelWindow.load();
+  HeadlessWindow info;
+  ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
+  EXPECT_EQ(info.className, "#32770");
+  EXPECT_EQ(info.title, "Tessel Skerry");
+  EXPECT_TRUE(info.visible);
+  EXPECT_EQ(info.rect.right - info.rect.left, 350);
+  EXPECT_EQ(info.rect.bottom - info.rect.top, 593);
+  EXPECT_EQ(info.rect.left, (1000 - 350) / 2);
+  EXPECT_EQ(info.timers, std::vector<int>{2});
+  ASSERT_NE(Panel().SkinBitmap, nullptr);
+  EXPECT_EQ(Panel().SkinBitmap->Width, 4);
+  EXPECT_EQ(launches, std::vector<std::string>{std::to_string(PaneRowStart)});
+  EXPECT_TRUE(HeadlessBoxes().empty());
+  EXPECT_TRUE(PanelListening());
+
+  // The exit question: No changes nothing; Yes ends by the hidden window.
+  HeadlessScriptAnswers({IDNO});
+  WinPostMessage(panel, WM_COMMAND, 2, 0);
+  HeadlessPump();
+  ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
+  EXPECT_FALSE(info.dialogEnded);
+  EXPECT_FALSE(HeadlessQuitPending());
+
+  HeadlessScriptAnswers({IDYES});
+  WinPostMessage(panel, WM_COMMAND, 214, 0);
+  HeadlessPump();
+  EXPECT_EQ(HeadlessBoxes().size(), 2u);
+  EXPECT_EQ(HeadlessBoxes()[1].text, "Do you want to exit Tessel Skerry ?");
+  EXPECT_EQ(HeadlessBoxes()[1].title, "Tessel Skerry");
+  EXPECT_EQ(HeadlessBoxes()[1].type, MB_YESNO);
+  ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
+  EXPECT_TRUE(info.dialogEnded);
+  int code = -1;
+  EXPECT_TRUE(HeadlessQuitPending(&code));
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(WinMessageLoop(), 0);
+}
+
+TEST_F(Startup, ExitQuestionInTraditionalChinese) {
+  Skin("@VEXANH.BMP");
+  setenv("LC_ALL", "zh_TW.UTF-8", 1);
+  Main({"skerry"});
+  HeadlessScriptAnswers({IDNO});
+  WinPostMessage(Panel().PanelWindow.load(), WM_COMMAND, 8, 0);
+  HeadlessPump();
+  ASSERT_EQ(HeadlessBoxes().size(), 1u);
+  EXPECT_EQ(HeadlessBoxes()[0].text, "是否要離開 Tessel Skerry ?");
+  LanguageOffset = 0;
+}
+
+TEST_F(Startup, SecondInstanceEndsAtOnceAndLeavesTheFirstSocket) {
+  Skin("@VEXANH.BMP");
+  // The first Panel: anything that accepts on the carrier's socket.
+  std::string path = CarrierSocketPath();
+  fs::create_directories(fs::path(path).parent_path());
+  fs::permissions(fs::path(path).parent_path(), fs::perms::owner_all);
+  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_GE(fd, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(path.size(), sizeof address.sun_path);
+  std::copy(path.begin(), path.end(), address.sun_path);
+  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(fd, 4), 0);
+  struct stat before {};
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
+
+  EXPECT_EQ(Main({"skerry"}), 0);
+  EXPECT_TRUE(launches.empty());
+  EXPECT_TRUE(HeadlessBoxes().empty());
+  EXPECT_FALSE(PanelListening());
+  struct stat after {};
+  ASSERT_EQ(stat(path.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  // The first Panel still answers on its own socket.
+  EXPECT_TRUE(CarrierPanelRunning());
+  close(fd);
+}
+
+} // namespace
