@@ -152,7 +152,11 @@ struct Sink {
 bool OpenSink(Sink& sink) {
   sink.opened = true;
   if (!sink.cacheFolder.empty()) {
-    sink.cachePath = ClaimCacheFile(sink.cacheFolder.c_str(), sink.url);
+    // The copy is named after the address that answered, behind redirects.
+    char* answered = nullptr;
+    curl_easy_getinfo(sink.handle, CURLINFO_EFFECTIVE_URL, &answered);
+    sink.cachePath =
+        ClaimCacheFile(sink.cacheFolder.c_str(), answered != nullptr ? answered : sink.url);
     if (!sink.cachePath.empty())
       sink.cache = open(sink.cachePath.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
   }

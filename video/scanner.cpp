@@ -77,6 +77,8 @@ bool CopyResult(char* result, const char* text, std::size_t length) {
   return true;
 }
 
+std::atomic<ResultLocator> resultLocator{LocateGameFile};
+
 int ScanFieldValueText(Page page, const char* marker, char* result) {
   std::size_t start = Find(page, marker, 0);
   if (start == std::string::npos)
@@ -132,7 +134,7 @@ int ScanSearchResultsText(Page page, const char* marker, char* result) {
       char candidate[ScanResultSize];
       const char* address = linkLength >= 2 ? page.text + occurrence + 2 : "";
       DecodePercent(address, candidate);
-      if (LocateGameFile(candidate, result, ".swf") == 0)
+      if (resultLocator.load()(candidate, result, ".swf") == 0)
         return static_cast<int>(std::strlen(result));
     }
     page.text[quote] = '"';
@@ -270,6 +272,10 @@ std::string TemporaryPagePath() {
 }
 
 } // namespace
+
+void SetResultLocatorForTests(ResultLocator locator) {
+  resultLocator.store(locator != nullptr ? locator : LocateGameFile);
+}
 
 bool IsLargeObject(const ObjectSize& size) {
   return size.width > 300 && size.height > 200;

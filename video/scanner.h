@@ -33,6 +33,12 @@ int ScanPage(const char* url, int mode, const char* marker, char* result);
 int ScanPageText(char* page, std::size_t length, const char* url, int mode, const char* marker,
                  char* result);
 
+// What the search-result mode does with each result: LocateGameFile unless a
+// test, fuzzer or benchmark installs its own (null restores it). The page
+// reading itself stays the same; only the fetches behind results are replaced.
+using ResultLocator = int (*)(const char* text, char* output, const char* wanted);
+void SetResultLocatorForTests(ResultLocator locator);
+
 // An object's size: 0 not found; 0xFFFFFFFF (a comma before any digit) and 999
 // (a per-cent value) pass for large.
 struct ObjectSize {
