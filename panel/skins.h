@@ -27,3 +27,17 @@ void ChangeSkin(Hwnd window);
 // Dots per inch * 256 + bits per pixel of the display, from the registry
 // substitute; 24592 by default.
 int ReadDisplayDepth();
+
+// Puts the 46 x 46 icon square at (x, top + 4) of the upright picture into
+// the turned one at (height - top - 49, x) without turning it, leaving its
+// rounded corners to the turned background. Both buffers are bottom-up rows
+// of bytes-a-pixel pixels padded to 4 bytes; width and height are those of
+// the upright picture. At most three bytes of a pixel are copied; pixels
+// outside either picture are passed over.
+void KeepIconUpright(const std::uint8_t* upright, std::uint8_t* turned, int width, int height,
+                     int bytes, int top, int x);
+
+// The window's big and small icons from icon resources big and small; both
+// are the one picture file here, so small only has to name a known icon.
+// Result: 0.
+int SetDialogIcons(Hwnd window, int big, int small);

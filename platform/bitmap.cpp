@@ -13,7 +13,9 @@ namespace {
 std::uint32_t U32(const std::uint8_t* p) {
   return p[0] | (p[1] << 8) | (p[2] << 16) | (std::uint32_t(p[3]) << 24);
 }
-std::uint16_t U16(const std::uint8_t* p) { return std::uint16_t(p[0] | (p[1] << 8)); }
+std::uint16_t U16(const std::uint8_t* p) {
+  return std::uint16_t(p[0] | (p[1] << 8));
+}
 void Put32(std::uint8_t* p, std::uint32_t v) {
   for (int i = 0; i < 4; ++i)
     p[i] = std::uint8_t(v >> (8 * i));
@@ -103,4 +105,63 @@ bool SaveBitmapFile(const std::string& path, const Bitmap& bitmap) {
   out.write(reinterpret_cast<const char*>(header.data()), std::streamsize(header.size()));
   out.write(reinterpret_cast<const char*>(bitmap.Bits.data()), std::streamsize(bitmap.Bits.size()));
   return bool(out);
+}
+
+bool ConvertBitmapDepth(Bitmap* bitmap, int bits) {
+  if (bitmap == nullptr || (bits != 16 && bits != 24 && bits != 32))
+    return false;
+  int from = bitmap->BitsPerPixel;
+  if ((from != 16 && from != 24 && from != 32) || bitmap->Width <= 0 || bitmap->Height <= 0 ||
+      bitmap->Bits.size() != std::size_t(bitmap->RowLength()) * bitmap->Height)
+    return false;
+  if (from == bits)
+    return true;
+  Bitmap out;
+  out.Width = bitmap->Width;
+  out.Height = bitmap->Height;
+  out.BitsPerPixel = bits;
+  std::size_t inRow = std::size_t(bitmap->RowLength()), outRow = std::size_t(out.RowLength());
+  out.Bits.assign(outRow * out.Height, 0);
+  int inBytes = from / 8, outBytes = bits / 8;
+  for (int y = 0; y < out.Height; ++y) {
+    const std::uint8_t* src = bitmap->Bits.data() + inRow * y;
+    std::uint8_t* dst = out.Bits.data() + outRow * y;
+    for (int x = 0; x < out.Width; ++x, src += inBytes, dst += outBytes) {
+      unsigned b, g, r;
+      if (from == 16) {
+        unsigned v = unsigned(src[0]) | (unsigned(src[1]) << 8);
+        r = (v >> 10) & 31;
+        g = (v >> 5) & 31;
+        b = v & 31;
+        r = (r << 3) | (r >> 2);
+        g = (g << 3) | (g >> 2);
+        b = (b << 3) | (b >> 2);
+      } else {
+        b = src[0];
+        g = src[1];
+        r = src[2];
+      }
+      if (bits == 16) {
+        unsigned v = ((r >> 3) << 10) | ((g >> 3) << 5) | (b >> 3);
+        dst[0] = std::uint8_t(v);
+        dst[1] = std::uint8_t(v >> 8);
+      } else {
+        dst[0] = std::uint8_t(b);
+        dst[1] = std::uint8_t(g);
+        dst[2] = std::uint8_t(r);
+      }
+    }
+  }
+  *bitmap = std::move(out);
+  return true;
+}
+
+bool LoadPictureFile(const std::string& path, int displayBits, Bitmap* out) {
+  Bitmap bitmap;
+  if (out == nullptr || !LoadBitmapFile(path, &bitmap))
+    return false;
+  if (displayBits == 16 || displayBits == 24 || displayBits == 32)
+    ConvertBitmapDepth(&bitmap, displayBits);
+  *out = std::move(bitmap);
+  return true;
 }

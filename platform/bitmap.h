@@ -27,3 +27,14 @@ bool LoadBitmapFile(const std::string& path, Bitmap* out);
 
 // Writes bitmap as an uncompressed BMP file. False on any failure.
 bool SaveBitmapFile(const std::string& path, const Bitmap& bitmap);
+
+// Changes bitmap's depth to bits (16 in the 5-5-5 layout, 24 or 32 with the
+// fourth byte 0) in place. False, bitmap untouched, for any other depth or a
+// bitmap whose bits don't match its size.
+bool ConvertBitmapDepth(Bitmap* bitmap, int bits);
+
+// The stand-in of loading a picture file as a device bitmap: the file read
+// by LoadBitmapFile, then given the display's depth when displayBits is 16,
+// 24 or 32 (any other value keeps the file's depth). False, out untouched,
+// when the file can't be read.
+bool LoadPictureFile(const std::string& path, int displayBits, Bitmap* out);

@@ -1,0 +1,217 @@
+// Hit zones, outline, centring, keeping on screen, hover lighting and the
+// turning command, against the headless backend.
+#include <algorithm>
+#include <fstream>
+
+#include "face_fixture.h"
+#include "panel/geometry.h"
+#include "panel/skins.h"
+#include "panel/tips.h"
+#include "platform/headless/headless.h"
+#include "platform/ini.h"
+#include "platform/tooltips.h"
+
+using Geometry = FaceTest;
+
+TEST_F(Geometry, HitTestZoneIsStrictAndFollowsTheTurn) {
+  struct Row {
+    const char* name;
+    int rotation, x, y;
+    std::uint32_t code;
+  };
+  const Row rows[] = {
+      {"inside zone 0", 0, 316, 66, 20010},
+      {"left edge of zone 0", 0, 306, 66, 0},
+      {"right edge of zone 0", 0, 327, 66, 0},
+      {"top edge of zone 0", 0, 316, 58, 0},
+      {"bottom edge of zone 0", 0, 316, 74, 0},
+      {"x 41 between zones 23 and 22", 0, 41, 66, 0},
+      {"x 42 is zone 22's edge", 0, 42, 66, 0},
+      {"x 43 inside zone 22", 0, 43, 66, 20230},
+      {"big button 1", 0, 50, 500, 20080},
+      {"gap between big buttons", 0, 83, 500, 0},
+      {"small button", 0, 173, 558, 20130},
+      {"screen", 0, 170, 200, 0},
+      {"turned point of zone 17", 90, 526, 170, 20180},
+      {"upright coordinates while turned", 90, 170, 66, 0},
+      {"turned big button 5", 90, 592 - 500, 300, 20120},
+  };
+  for (const Row& row : rows) {
+    Panel().PanelRotation = row.rotation;
+    EXPECT_EQ(HitTestZone(row.x, row.y), row.code) << row.name;
+  }
+  // No point ever yields a zone without area.
+  for (int rotation : {0, 90}) {
+    Panel().PanelRotation = rotation;
+    for (int y = 0; y < 700; ++y)
+      for (int x = 0; x < 700; ++x) {
+        std::uint32_t code = HitTestZone(x, y);
+        ASSERT_TRUE(code != 20070 && code != 20140 && code != 20150 && code != 20160 &&
+                    code != 20170 && code != 20250)
+            << x << "," << y;
+      }
+  }
+}
+
+TEST_F(Geometry, OutlineUprightTurnedAndBack) {
+  BuildOutline(1);
+  auto upright = Panel().PanelOutline;
+  EXPECT_EQ(upright.front().x, 1);
+  EXPECT_EQ(upright.front().y, 36);
+  EXPECT_EQ(upright.back().x, upright.front().x);
+  EXPECT_EQ(upright.back().y, upright.front().y);
+  EXPECT_EQ(upright[23].x, 346);
+  EXPECT_EQ(upright[23].y, 557);
+  BuildOutline(11);
+  for (int i = 0; i < OutlinePointCount; ++i) {
+    EXPECT_EQ(Panel().PanelOutline[i].x, 592 - upright[i].y);
+    EXPECT_EQ(Panel().PanelOutline[i].y, upright[i].x);
+  }
+  BuildOutline(11); // rebuilt from the upright list, not turned twice
+  EXPECT_EQ(Panel().PanelOutline[0].x, 592 - 36);
+  BuildOutline(5); // unknown mode: nothing changes
+  EXPECT_EQ(Panel().PanelOutline[0].x, 592 - 36);
+  BuildOutline(1);
+  EXPECT_TRUE(std::equal(upright.begin(), upright.end(), Panel().PanelOutline.begin(),
+                         [](Point a, Point b) { return a.x == b.x && a.y == b.y; }));
+}
+
+TEST_F(Geometry, CentreAndKeepOnScreen) {
+  HeadlessSetScreen(1001, 801);
+  CentrePanel(window);
+  Rect r;
+  ASSERT_TRUE(WinGetWindowRect(window, &r));
+  EXPECT_EQ(r.left, (1001 - 350) / 2);
+  EXPECT_EQ(r.top, (801 - 593) / 2);
+  EXPECT_EQ(r.right - r.left, 350);
+
+  struct Row {
+    const char* name;
+    int left, top;
+    bool pulled;
+  };
+  const Row rows[] = {
+      {"left at width - 5 stays", 1001 - 5, 10, false},
+      {"left at width - 4 is pulled back", 1001 - 4, 10, true},
+      {"top at height - 4 is pulled back", 10, 801 - 4, true},
+      {"off to the left stays", -500, -300, false},
+  };
+  for (const Row& row : rows) {
+    WinSetWindowPos(window, HWND_TOP, row.left, row.top, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+    Panel().PanelLeft = -1;
+    KeepPanelOnScreen(window);
+    ASSERT_TRUE(WinGetWindowRect(window, &r));
+    if (row.pulled) {
+      EXPECT_EQ(r.left, 1001 - 350) << row.name;
+      EXPECT_EQ(r.top, 801 - 592) << row.name;
+      EXPECT_EQ(Panel().PanelLeft, 1001 - 350) << row.name;
+      EXPECT_EQ(Panel().PanelTop, 801 - 592) << row.name;
+    } else {
+      EXPECT_EQ(r.left, row.left) << row.name;
+      EXPECT_EQ(Panel().PanelLeft, -1) << row.name;
+    }
+  }
+}
+
+TEST_F(Geometry, TurnAndUnturnMoveEverythingAndStoreTheTurn) {
+  CopySkin("@VEXANH.BMP", "@VEXANH.BMP");
+  Panel().SkinBitmap = LoadSkin(nullptr, Beside("@VEXANH.BMP").c_str());
+  ASSERT_TRUE(Panel().SkinBitmap);
+  Panel().TooltipWindow = CreateTips(window);
+  Panel().PaneSlots[2] = 7;
+  Panel().PaneSlots[5] = 9;
+  BuildOutline(1);
+  Panel().PanelRegion = true;
+  HeadlessSetCursor(Point{900, 400});
+  HeadlessClearCalls();
+
+  TurnPanel(window, 0);
+  Rect r;
+  ASSERT_TRUE(WinGetWindowRect(window, &r));
+  EXPECT_EQ(Panel().PanelRotation, 90);
+  EXPECT_EQ(r.left, 900 - 530);
+  EXPECT_EQ(r.top, 400 - 155);
+  EXPECT_EQ(r.right - r.left, 593);
+  EXPECT_EQ(r.bottom - r.top, 350);
+  EXPECT_EQ(Panel().PanelLeft, r.left);
+  EXPECT_EQ(Panel().PanelTop, r.top);
+  EXPECT_EQ(IniReadString(Beside("Define.ini").c_str(), "@Vexan", "Rotate"), "90");
+  auto regions = HeadlessCallsOf("setWindowRegion", window);
+  ASSERT_EQ(regions.size(), 1u);
+  EXPECT_EQ(regions[0].x, 0) << "the old region is removed, the new one waits for the paint";
+  EXPECT_EQ(Panel().PanelOutline[0].x, 592 - 36);
+  for (Hwnd pane : {Hwnd(7), Hwnd(9)}) {
+    auto moves = HeadlessCallsOf("setWindowPos", pane);
+    ASSERT_EQ(moves.size(), 1u);
+    EXPECT_EQ(moves[0].x, 122);
+    EXPECT_EQ(moves[0].y, 20);
+    EXPECT_EQ(moves[0].cx, 396);
+    EXPECT_EQ(moves[0].cy, 310);
+  }
+  ToolRecord tool;
+  ASSERT_TRUE(TooltipGetTool(Panel().TooltipWindow, 17, &tool));
+  EXPECT_EQ(tool.Area.left, 518);
+  EXPECT_EQ(tool.Area.top, 162);
+  EXPECT_EQ(tool.Area.right, 534);
+  EXPECT_EQ(tool.Area.bottom, 185);
+  ASSERT_TRUE(Panel().SkinBitmap);
+  EXPECT_EQ(Panel().SkinBitmap->Width, 593);
+  EXPECT_EQ(Panel().SkinBitmap->Height, 699);
+  EXPECT_FALSE(HeadlessCallsOf("invalidate", window).empty());
+
+  HeadlessSetCursor(Point{5, 5});
+  UnturnPanel(window, 99);
+  ASSERT_TRUE(WinGetWindowRect(window, &r));
+  EXPECT_EQ(Panel().PanelRotation, 0);
+  EXPECT_EQ(r.left, (1280 - 350) / 2) << "99 centres whatever the cursor";
+  EXPECT_EQ(r.top, (800 - 593) / 2);
+  EXPECT_EQ(r.bottom - r.top, 593);
+  EXPECT_EQ(IniReadString(Beside("Define.ini").c_str(), "@Vexan", "Rotate"), "0");
+  EXPECT_EQ(Panel().PanelOutline[0].x, 1);
+  ASSERT_TRUE(TooltipGetTool(Panel().TooltipWindow, 17, &tool));
+  EXPECT_EQ(tool.Area.left, 162);
+  ASSERT_TRUE(Panel().SkinBitmap);
+  EXPECT_EQ(Panel().SkinBitmap->Width, 699);
+  EXPECT_EQ(HeadlessCallsOf("setWindowPos", 7).back().x, 20);
+}
+
+TEST_F(Geometry, UnturnWithoutTheSkinStopsAfterStoringTheKey) {
+  Panel().PanelRotation = 90;
+  WinSetWindowPos(window, HWND_TOP, 10, 10, 593, 350, SWP_NOZORDER);
+  UnturnPanel(window, 99);
+  Rect r;
+  ASSERT_TRUE(WinGetWindowRect(window, &r));
+  EXPECT_EQ(Panel().PanelRotation, 0);
+  EXPECT_EQ(IniReadString(Beside("Define.ini").c_str(), "@Vexan", "Rotate"), "0");
+  EXPECT_EQ(r.right - r.left, 593) << "the window is left turned";
+}
+
+TEST_F(Geometry, HoverLightsTheNewZoneBeforeTheOldGoesOut) {
+  // Rest face all 0x000010, lit face all 0x100000: the overlap column 186
+  // shared by zone 17 (162..186) and zone 5 (186..210) tells the order.
+  Panel().SkinBitmap = std::make_unique<Bitmap>(
+      MakePicture(699, 593, 24, [](int x, int) { return x < 351 ? 0x000010u : 0x100000u; }));
+  Canvas* canvas = WinGetCanvas(window);
+  auto pos = [](int x, int y) { return LParam(x | (y << 16)); };
+  HeadlessClearCalls();
+
+  PanelMouseMove(window, 0, pos(198, 66)); // zone 5
+  EXPECT_EQ(Panel().HoverCode, 20060u);
+  EXPECT_EQ(At(canvas, 190, 60), 0x100000u);
+  EXPECT_EQ(HeadlessCallsOf("killTimer", window).size(), 1u) << "no button held: drag stops";
+
+  PanelMouseMove(window, MK_LBUTTON, pos(199, 67));           // same zone: nothing drawn
+  EXPECT_EQ(HeadlessCallsOf("getCanvas", window).size(), 1u); // the first move's only
+  EXPECT_EQ(HeadlessCallsOf("killTimer", window).size(), 1u);
+
+  PanelMouseMove(window, MK_LBUTTON, pos(174, 66)); // zone 17
+  EXPECT_EQ(Panel().LastHover, 20180u);
+  EXPECT_EQ(At(canvas, 170, 60), 0x100000u);
+  EXPECT_EQ(At(canvas, 190, 60), 0x000010u);
+  EXPECT_EQ(At(canvas, 186, 60), 0x000010u) << "the old zone is drawn after the new one";
+
+  PanelMouseMove(window, 0, pos(170, 300)); // nowhere: only the old goes out
+  EXPECT_EQ(Panel().HoverCode, 0u);
+  EXPECT_EQ(At(canvas, 170, 60), 0x000010u);
+  WinReleaseCanvas(window, canvas);
+}
