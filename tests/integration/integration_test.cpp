@@ -1,0 +1,256 @@
+// The real program, started as a child process on Qt's offscreen platform in
+// a temporary program folder (the executable, Define.ini, a skin and the
+// start pages copied there) with its own runtime and system folders. The test
+// talks to it over its carrier: as a Pane that announces itself, and as a
+// plain client that posts PanelCommands and WM_COMMANDs. Where launches
+// matter, the carrier's stand-in browser program lies beside it as
+// Lumbrel.dll and logs its command line and every frame it receives.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/carrier_client.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+std::string ReadAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+int Count(const std::string& text, const std::string& part) {
+  int n = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+    ++n;
+  return n;
+}
+
+class Program : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root = fs::temp_directory_path() /
+           ("skerry-int-" + std::to_string(getpid()) + "-" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(root);
+    program = root / "program";
+    fs::create_directories(program / "Web");
+    fs::create_directories(program / "Game");
+    fs::create_directories(root / "run");
+    fs::permissions(root / "run", fs::perms::owner_all);
+    fs::create_directories(root / "system");
+    fs::copy_file(SKERRY_PROGRAM, program / "skerry");
+    fs::path resources = fs::path(SKERRY_SOURCE_DIR) / "resources" / "program";
+    fs::copy_file(resources / "Define.ini", program / "Define.ini");
+    fs::copy_file(resources / "@VEXANH.BMP", program / "@VEXANH.BMP");
+    fs::copy(resources / "Res", program / "Res", fs::copy_options::recursive);
+    for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
+      std::ofstream(program / "Web" / page) << "<html></html>";
+    std::ofstream(program / "Game" / "a.swf") << "FWS"; // no top-list job at start
+    socketPath = (root / "run" / "skerry" / "panel.sock").string();
+    paneLog = root / "pane.log";
+  }
+
+  void TearDown() override {
+    for (pid_t pid : started)
+      if (pid > 0 && kill(pid, 0) == 0) {
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+      }
+    fs::remove_all(root);
+  }
+
+  void WithBrowser() {
+    if (std::string(FAKE_PANE).empty())
+      GTEST_SKIP() << "the stand-in browser program isn't built";
+    fs::copy_file(FAKE_PANE, program / "Lumbrel.dll");
+  }
+
+  pid_t Start() {
+    pid_t pid = fork();
+    if (pid == 0) {
+      setenv("QT_QPA_PLATFORM", "offscreen", 1);
+      setenv("XDG_RUNTIME_DIR", (root / "run").c_str(), 1);
+      setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
+      setenv("FAKE_PANE_LOG", paneLog.c_str(), 1);
+      setenv("LC_ALL", "C", 1);
+      std::string exe = (program / "skerry").string();
+      execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    started.push_back(pid);
+    return pid;
+  }
+
+  // The child's exit code, or -1 when it still runs after timeoutMs.
+  static int WaitExit(pid_t pid, int timeoutMs) {
+    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (Clock::now() < end) {
+      int status = 0;
+      if (waitpid(pid, &status, WNOHANG) == pid)
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return -1;
+  }
+
+  // A client connection with its HELLO done, waiting for the Panel to answer.
+  bool Connect(CarrierConnection* c, int timeoutMs = 15000) {
+    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    std::string error;
+    while (Clock::now() < end) {
+      if (CarrierConnect(c, socketPath, &error)) {
+        long long native = 0;
+        if (CarrierClientHello(c, getpid(), 3000, &native))
+          return true;
+        CarrierDisconnect(c);
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
+  }
+
+  // Waits until the Panes' log holds part, at most timeoutMs.
+  bool LogHas(const std::string& part, int times = 1, int timeoutMs = 10000) {
+    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (Clock::now() < end) {
+      if (Count(ReadAll(paneLog), part) >= times)
+        return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return false;
+  }
+
+  // The next POST frame on c, skipping others; false on time-out.
+  static bool NextPost(CarrierConnection* c, CarrierFrame* out, int timeoutMs = 5000) {
+    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (Clock::now() < end) {
+      int left = static_cast<int>(
+          std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count());
+      if (CarrierClientRead(c, out, std::max(left, 1)) != 1)
+        return false;
+      if (out->kind == CarrierFramePost)
+        return true;
+    }
+    return false;
+  }
+
+  fs::path root, program, paneLog;
+  std::string socketPath;
+  std::vector<pid_t> started;
+};
+
+TEST_F(Program, ServesPanesAndClientsAndEndsOnCommand8With99) {
+  WithBrowser();
+  pid_t panel = Start();
+
+  // The first Pane is the start page, launched with /h2, landing in slot 0.
+  ASSERT_TRUE(LogHas("iStart.htm")) << ReadAll(paneLog);
+  ASSERT_TRUE(LogHas("ARG 2 /h2")) << ReadAll(paneLog);
+  ASSERT_TRUE(LogHas("HELLO ")) << ReadAll(paneLog);
+
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+
+  // Refresh and Backward reach the base Pane as WM_COMMANDs.
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20060, 0));
+  EXPECT_TRUE(LogHas("RECV POST 273 32779 0")) << ReadAll(paneLog);
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20110, 0)); // zone 10: forward
+  EXPECT_TRUE(LogHas("RECV POST 273 32788 0")) << ReadAll(paneLog);
+
+  // Close on channel 0 ends the start page; the clock page takes its place.
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20010, 0));
+  EXPECT_TRUE(LogHas("RECV POST 18 0 0")) << ReadAll(paneLog);
+  EXPECT_TRUE(LogHas("iClock.htm")) << ReadAll(paneLog);
+  EXPECT_TRUE(LogHas("ARG 2 /h0")) << ReadAll(paneLog);
+
+  // The test itself is the game Pane now: announced while Channel isn't 99.
+  CarrierConnection game;
+  ASSERT_TRUE(Connect(&game));
+  ASSERT_TRUE(CarrierClientPost(&game, 1046, 0x54321, 0)); // kept as 0x4321
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0)); // zone 9: the live game Pane comes up
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20090, 0)); // zone 8: back, in the game Pane
+  CarrierFrame frame;
+  ASSERT_TRUE(NextPost(&game, &frame));
+  EXPECT_EQ(frame.message, 273u);
+  EXPECT_EQ(frame.w, 32787u);
+  EXPECT_EQ(frame.l, 0);
+  EXPECT_EQ(Count(ReadAll(paneLog), "ARG 2 /h2"), 1) << "the live game Pane was launched again";
+
+  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
+  EXPECT_EQ(WaitExit(panel, 10000), 0);
+  CarrierDisconnect(&game);
+  CarrierDisconnect(&client);
+}
+
+TEST_F(Program, SecondInstanceEndsAtOnceAndLaunchesNothing) {
+  WithBrowser();
+  pid_t first = Start();
+  ASSERT_TRUE(LogHas("iStart.htm")) << ReadAll(paneLog);
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  struct stat before {};
+  ASSERT_EQ(stat(socketPath.c_str(), &before), 0);
+
+  pid_t second = Start();
+  EXPECT_EQ(WaitExit(second, 10000), 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_EQ(Count(ReadAll(paneLog), "iStart.htm"), 1) << ReadAll(paneLog);
+
+  // The first Panel still owns its socket and answers.
+  struct stat after {};
+  ASSERT_EQ(stat(socketPath.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  CarrierConnection again;
+  ASSERT_TRUE(Connect(&again, 3000));
+  ASSERT_TRUE(CarrierClientPost(&again, 273, 8, 99));
+  EXPECT_EQ(WaitExit(first, 10000), 0);
+  CarrierDisconnect(&again);
+  CarrierDisconnect(&client);
+}
+
+TEST_F(Program, BadDefineIniNeverCrashes) {
+  struct Row {
+    const char* name;
+    std::string text; // "-" : no Define.ini at all
+  } rows[] = {
+      {"garbage lines", "\x01\x02\xff garbage\n=\n==\n[[[\n]]]\nRotate=90\n\r\r\n[@Vexan\n"},
+      {"no sections", "Rotate=90\nCollect2=2\nList=http://x/\n"},
+      {"a 1 MB line", "[@Vexan]\nRotate=" + std::string(1 << 20, '9') +
+                          "\n[Game]\nList=" + std::string(1 << 20, 'a') + "\n"},
+      {"missing", "-"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    fs::remove(program / "Define.ini");
+    if (row.text != "-")
+      std::ofstream(program / "Define.ini", std::ios::binary) << row.text;
+    pid_t panel = Start();
+    CarrierConnection client;
+    ASSERT_TRUE(Connect(&client));
+    // A command round through the dispatcher, then the end without a question.
+    ASSERT_TRUE(CarrierClientPost(&client, 1033, 20060, 0));
+    ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
+    EXPECT_EQ(WaitExit(panel, 10000), 0);
+    CarrierDisconnect(&client);
+  }
+}
+
+} // namespace
