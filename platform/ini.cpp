@@ -5,6 +5,9 @@
 // not a scan). Parsed records are shared, immutable, and cached by path; Load
 // decides whether a cached one still describes the file on disk.
 //
+// A file changed within the last two seconds is read again at every access,
+// but parsed again only when its bytes differ from the cached ones.
+//
 // A write loads the file, splices the one changed line into the raw bytes and
 // replaces the file by a temporary file renamed over it. Writes within the
 // process are serialised by one mutex, so two threads adding keys to the same
@@ -60,6 +63,16 @@ struct Section {
   std::vector<std::size_t> keyOrder;                 // first lines, in file order
 };
 
+// The bytes of a file and what they say.
+struct Body {
+  std::string text;
+  std::vector<Line> lines;
+  std::vector<Section> sections;
+  std::unordered_map<std::string, std::size_t> sectionIndex; // lower name -> first
+};
+
+// A file as seen at one moment: its identity and times, and its body, which
+// is shared with earlier sightings whose bytes were the same.
 struct Parsed {
   bool exists = false;
   dev_t dev = 0;
@@ -67,10 +80,7 @@ struct Parsed {
   off_t size = 0;
   std::int64_t mtimeNs = 0;
   std::int64_t parsedAtNs = 0;
-  std::string text;
-  std::vector<Line> lines;
-  std::vector<Section> sections;
-  std::unordered_map<std::string, std::size_t> sectionIndex; // lower name -> first
+  std::shared_ptr<const Body> body = std::make_shared<const Body>();
 };
 
 using ParsedPtr = std::shared_ptr<const Parsed>;
@@ -121,7 +131,7 @@ std::int64_t NowNanos() {
   return Nanos(ts);
 }
 
-void ParseText(Parsed& p) {
+void ParseText(Body& p) {
   const std::string& t = p.text;
   std::size_t i = 0;
   if (t.size() >= 3 && t.compare(0, 3, "\xEF\xBB\xBF") == 0)
@@ -193,9 +203,10 @@ void ParseText(Parsed& p) {
   parseCount.fetch_add(1, std::memory_order_relaxed);
 }
 
-// Reads and parses path as it is now. A missing or unreadable file gives a
-// record with exists == false.
-ParsedPtr ReadFresh(const std::string& path) {
+// Reads path as it is now and parses it, unless its bytes equal those of
+// known (the body is then shared). A missing or unreadable file gives a record
+// with exists == false.
+ParsedPtr ReadFresh(const std::string& path, const Parsed* known) {
   auto p = std::make_shared<Parsed>();
   p->parsedAtNs = NowNanos();
   int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -214,10 +225,10 @@ ParsedPtr ReadFresh(const std::string& path) {
   std::size_t want = static_cast<std::size_t>(st.st_size) < MaxFileBytes
                          ? static_cast<std::size_t>(st.st_size)
                          : MaxFileBytes;
-  p->text.resize(want);
+  std::string text(want, '\0');
   std::size_t got = 0;
   while (got < want) {
-    ssize_t n = read(fd, p->text.data() + got, want - got);
+    ssize_t n = read(fd, text.data() + got, want - got);
     if (n < 0 && errno == EINTR)
       continue;
     if (n <= 0)
@@ -225,8 +236,15 @@ ParsedPtr ReadFresh(const std::string& path) {
     got += static_cast<std::size_t>(n);
   }
   close(fd);
-  p->text.resize(got);
-  ParseText(*p);
+  text.resize(got);
+  if (known != nullptr && known->exists && known->body->text == text) {
+    p->body = known->body;
+    return p;
+  }
+  auto body = std::make_shared<Body>();
+  body->text = std::move(text);
+  ParseText(*body);
+  p->body = std::move(body);
   return p;
 }
 
@@ -241,13 +259,17 @@ bool StillValid(const Parsed& p, const std::string& path) {
 }
 
 ParsedPtr Load(const std::string& path) {
+  ParsedPtr known;
   {
     std::lock_guard lock(cacheMutex);
     auto it = cache.find(path);
-    if (it != cache.end() && it->second->exists && StillValid(*it->second, path))
-      return it->second;
+    if (it != cache.end()) {
+      if (StillValid(*it->second, path))
+        return it->second;
+      known = it->second;
+    }
   }
-  ParsedPtr fresh = ReadFresh(path);
+  ParsedPtr fresh = ReadFresh(path, known.get());
   std::lock_guard lock(cacheMutex);
   if (!fresh->exists) {
     cache.erase(path);
@@ -259,19 +281,19 @@ ParsedPtr Load(const std::string& path) {
   return fresh;
 }
 
-const Section* FindSection(const Parsed& p, const std::string& name) {
+const Section* FindSection(const Body& p, const std::string& name) {
   auto it = p.sectionIndex.find(LowerOf(name.data(), name.size()));
   return it == p.sectionIndex.end() ? nullptr : &p.sections[it->second];
 }
 
-const Line* FindKey(const Parsed& p, const Section& s, const std::string& key) {
+const Line* FindKey(const Body& p, const Section& s, const std::string& key) {
   auto it = s.keys.find(LowerOf(key.data(), key.size()));
   return it == s.keys.end() ? nullptr : &p.lines[it->second];
 }
 
 // The value of a key line as the reader gets it: one outer quote pair
 // removed, cut at an embedded zero byte.
-std::string ValueOf(const Parsed& p, const Line& line) {
+std::string ValueOf(const Body& p, const Line& line) {
   std::size_t b = line.valueB, e = line.valueE;
   if (e - b >= 2 && (p.text[b] == '"' || p.text[b] == '\'') && p.text[e - 1] == p.text[b]) {
     ++b;
@@ -293,7 +315,7 @@ std::string OneLine(const char* s) {
 }
 
 // The line break that new lines get: the first one the file uses, else LF.
-std::string LineBreakOf(const Parsed& p) {
+std::string LineBreakOf(const Body& p) {
   for (const Line& l : p.lines)
     if (l.next > l.termAt)
       return p.text.substr(l.termAt, l.next - l.termAt);
@@ -301,8 +323,7 @@ std::string LineBreakOf(const Parsed& p) {
 }
 
 // The file's new bytes after the write, or the old ones when nothing changes.
-std::string Edited(const Parsed& p, const std::string& section, const char* key,
-                   const char* value) {
+std::string Edited(const Body& p, const std::string& section, const char* key, const char* value) {
   const std::string& t = p.text;
   const Section* s = FindSection(p, section);
   const std::string eol = LineBreakOf(p);
@@ -350,9 +371,9 @@ std::string Edited(const Parsed& p, const std::string& section, const char* key,
 
 // Writes bytes to a new file beside path and renames it over path. The
 // temporary file takes the old file's mode, or the umask's for a new file.
-bool ReplaceFile(const std::string& path, const std::string& bytes, const Parsed& old) {
+bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed) {
   std::string target = path;
-  if (old.exists) {
+  if (existed) {
     if (char* real = realpath(path.c_str(), nullptr)) {
       target = real;
       std::free(real);
@@ -375,7 +396,7 @@ bool ReplaceFile(const std::string& path, const std::string& bytes, const Parsed
   }
   if (fd < 0)
     return false;
-  if (old.exists) {
+  if (existed) {
     struct stat st {};
     if (stat(target.c_str(), &st) == 0)
       fchmod(fd, st.st_mode & 07777);
@@ -413,13 +434,13 @@ bool IniLookup(const char* file, const char* section, const char* key, std::stri
   ParsedPtr p = Load(file);
   if (!p->exists)
     return false;
-  const Section* s = FindSection(*p, Trimmed(section));
+  const Section* s = FindSection(*p->body, Trimmed(section));
   if (s == nullptr)
     return false;
-  const Line* line = FindKey(*p, *s, Trimmed(key));
+  const Line* line = FindKey(*p->body, *s, Trimmed(key));
   if (line == nullptr)
     return false;
-  value = ValueOf(*p, *line);
+  value = ValueOf(*p->body, *line);
   return true;
 }
 
@@ -427,7 +448,7 @@ bool IniHasSection(const char* file, const char* section) {
   if (file == nullptr || section == nullptr)
     return false;
   ParsedPtr p = Load(file);
-  return p->exists && FindSection(*p, Trimmed(section)) != nullptr;
+  return p->exists && FindSection(*p->body, Trimmed(section)) != nullptr;
 }
 
 std::string IniReadString(const char* file, const char* section, const char* key, const char* def) {
@@ -458,12 +479,12 @@ bool IniWrite(const char* file, const char* section, const char* key, const char
   ParsedPtr p = Load(file);
   if (p->exists && static_cast<std::size_t>(p->size) > MaxFileBytes)
     return false;
-  std::string bytes = Edited(*p, Trimmed(section), key, value);
-  if (p->exists && bytes == p->text)
+  std::string bytes = Edited(*p->body, Trimmed(section), key, value);
+  if (p->exists && bytes == p->body->text)
     return true;
   if (!p->exists && (key == nullptr || value == nullptr))
     return true;
-  bool ok = ReplaceFile(file, bytes, *p);
+  bool ok = ReplaceFile(file, bytes, p->exists);
   Forget(file);
   return ok;
 }
@@ -473,12 +494,12 @@ std::vector<std::string> IniKeys(const char* file, const char* section) {
   if (file == nullptr || section == nullptr)
     return names;
   ParsedPtr p = Load(file);
-  const Section* s = FindSection(*p, Trimmed(section));
+  const Section* s = FindSection(*p->body, Trimmed(section));
   if (s == nullptr)
     return names;
   for (std::size_t i : s->keyOrder) {
-    const Line& l = p->lines[i];
-    names.emplace_back(p->text, l.nameB, l.nameE - l.nameB);
+    const Line& l = p->body->lines[i];
+    names.emplace_back(p->body->text, l.nameB, l.nameE - l.nameB);
   }
   return names;
 }
@@ -488,10 +509,11 @@ std::vector<std::string> IniSections(const char* file) {
   if (file == nullptr)
     return names;
   ParsedPtr p = Load(file);
-  for (std::size_t i = 0; i < p->sections.size(); ++i) {
-    auto it = p->sectionIndex.find(LowerOf(p->sections[i].name.data(), p->sections[i].name.size()));
-    if (it != p->sectionIndex.end() && it->second == i)
-      names.push_back(p->sections[i].name);
+  const Body& b = *p->body;
+  for (std::size_t i = 0; i < b.sections.size(); ++i) {
+    auto it = b.sectionIndex.find(LowerOf(b.sections[i].name.data(), b.sections[i].name.size()));
+    if (it != b.sectionIndex.end() && it->second == i)
+      names.push_back(b.sections[i].name);
   }
   return names;
 }

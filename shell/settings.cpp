@@ -33,6 +33,10 @@ constexpr std::size_t ValueLimit = ProfileValueSize - 1;
 // stops a key that names itself, directly or in a cycle, after 8 reads of at
 // most 1023 bytes each.
 constexpr int MaxMacroDepth = 8;
+// How many section lookups one call may make in all. Depth alone does not
+// bound the work: a key holding many macros of itself, in a hostile list,
+// would branch at every level (n^8 reads); real values make a handful.
+constexpr int MaxMacroLookups = 256;
 // GetWindowsDirectoryA and GetSystemDirectoryA filled 260 bytes.
 constexpr std::size_t FolderLimit = 259;
 
@@ -79,9 +83,16 @@ std::string Environment(const std::string& name) {
   return {};
 }
 
-std::string ReadAt(const char* section, const char* key, const char* file, int depth);
+// One public call's expansion: the file whose Env sections serve as macro
+// values, and the section lookups it has left.
+struct Expansion {
+  const char* file = nullptr;
+  int lookupsLeft = MaxMacroLookups;
+};
 
-std::string MacroValue(const std::string& name, const char* file, int depth) {
+std::string ReadAt(const char* section, const char* key, Expansion& x, int depth);
+
+std::string MacroValue(const std::string& name, Expansion& x, int depth) {
   if (name.empty())
     return {};
   if (SameIgnoringCase(name, "Path")) {
@@ -106,15 +117,15 @@ std::string MacroValue(const std::string& name, const char* file, int depth) {
   std::string value = Environment(name);
   if (!value.empty())
     return value;
-  if (depth >= MaxMacroDepth || file == nullptr)
+  if (depth >= MaxMacroDepth || x.file == nullptr)
     return {};
-  value = ReadAt(LanguageOffset == 1000 ? "EnvCht" : "EnvEng", name.c_str(), file, depth + 1);
+  value = ReadAt(LanguageOffset == 1000 ? "EnvCht" : "EnvEng", name.c_str(), x, depth + 1);
   if (!value.empty())
     return value;
-  return ReadAt("EnvAll", name.c_str(), file, depth + 1);
+  return ReadAt("EnvAll", name.c_str(), x, depth + 1);
 }
 
-std::string ExpandAt(const std::string& text, const char* file, int depth) {
+std::string ExpandAt(const std::string& text, Expansion& x, int depth) {
   std::string out;
   std::size_t i = 0;
   const std::size_t n = text.size();
@@ -132,7 +143,7 @@ std::string ExpandAt(const std::string& text, const char* file, int depth) {
     // cut there and still ends at its closing "%".
     std::string name = text.substr(i + 1, close - i - 1);
     Cap(name, ValueLimit);
-    out += MacroValue(name, file, depth);
+    out += MacroValue(name, x, depth);
     i = close + 1;
   }
   Cap(out, ValueLimit);
@@ -158,10 +169,12 @@ std::string Resolve(const std::string& value) {
   return out;
 }
 
-std::string ReadAt(const char* section, const char* key, const char* file, int depth) {
+std::string ReadAt(const char* section, const char* key, Expansion& x, int depth) {
+  if (depth > 0 && x.lookupsLeft-- <= 0)
+    return {};
   char raw[ProfileValueSize];
-  IniRead(file, section, key, "", raw, sizeof raw);
-  std::string text = ExpandAt(raw, file, depth);
+  IniRead(x.file, section, key, "", raw, sizeof raw);
+  std::string text = ExpandAt(raw, x, depth);
   if (text.compare(0, 6, "@HKEY_") == 0)
     text = Resolve(text);
   for (std::size_t i = 0; i + 1 < text.size() && i < ProfileValueSize; ++i) {
@@ -182,7 +195,8 @@ int ProfileRead(const char* section, const char* key, char* out, const char* fil
   out[0] = '\0';
   if (section == nullptr || key == nullptr || file == nullptr)
     return 0;
-  return CopyOut(ReadAt(section, key, file, 0), out, ProfileValueSize);
+  Expansion x{file};
+  return CopyOut(ReadAt(section, key, x, 0), out, ProfileValueSize);
 }
 
 int ProfileWrite(const char* section, const char* key, char* value, const char* file) {
@@ -193,7 +207,8 @@ int ProfileWrite(const char* section, const char* key, char* value, const char* 
     return 0;
   }
   std::string original(value, strnlen(value, ValueLimit));
-  std::string text = ExpandAt(original, file, 0);
+  Expansion x{file};
+  std::string text = ExpandAt(original, x, 0);
   if (original.compare(0, 6, "@HKEY_") == 0)
     text = Resolve(original);
   for (std::size_t i = 0; i + 1 < text.size() && i < ProfileValueSize; ++i) {
@@ -213,7 +228,8 @@ int ExpandMacros(const char* text, char* out, const char* file) {
   out[0] = '\0';
   if (text == nullptr || *text == '\0')
     return 0;
-  return CopyOut(ExpandAt(text, file, 0), out, ProfileValueSize);
+  Expansion x{file};
+  return CopyOut(ExpandAt(text, x, 0), out, ProfileValueSize);
 }
 
 int ResolveRegistryValue(const char* value, char* out) {
