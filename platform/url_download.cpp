@@ -1,11 +1,12 @@
 // URL downloads on libcurl, and the browser cache copies they leave.
 //
-// One easy handle per call. The body streams into a sink that opens its files
+// One easy handle per call. The body streams into a sink that opens its file
 // only when the first bytes of a 2xx answer arrive (redirect bodies never
-// reach it). A target that does not exist yet is written directly, beside the
-// cache copy; an existing target is left alone until the cache copy is whole
-// and is then replaced from it, so a failed download never costs a user's
-// file. On any failure the files this call made are removed again.
+// reach it). A target that did not exist is written directly and, once whole,
+// gets its cache copy as a hard link (a copy across file systems). An existing
+// target is left alone until the body is whole in the cache copy (or a private
+// staging file) and is then replaced from it, so a failed download never costs
+// a user's file. On any failure the files this call made are removed again.
 #include "platform/url_download.h"
 
 #include <curl/curl.h>
@@ -122,19 +123,69 @@ bool WriteAll(int fd, const char* data, std::size_t size) {
   return true;
 }
 
-// Opens path for a fresh write without following a link at it; a file that
-// refuses to be opened (read-only, a link) is removed and made anew.
+// Makes path anew for writing: whatever stands there (a read-only file, a
+// link, a file sharing its data with a cache copy) is removed first, so a
+// replacement never writes into another name's data or through a link.
 int OpenTarget(const char* path) {
-  int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
-  int fd = open(path, flags, 0644);
-  if (fd < 0 && (errno == EACCES || errno == ELOOP || errno == EPERM)) {
-    struct stat st {};
-    if (lstat(path, &st) == 0 && !S_ISDIR(st.st_mode) && unlink(path) == 0)
-      fd = open(path, flags | O_EXCL, 0644);
-  }
-  return fd;
+  struct stat st {};
+  if (lstat(path, &st) == 0 && !S_ISDIR(st.st_mode))
+    unlink(path);
+  return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
 }
 
+bool CopyFileTo(const std::string& from, const char* path) {
+  int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0)
+    return false;
+  int out = OpenTarget(path);
+  bool ok = out >= 0;
+  while (ok) {
+    ssize_t n = copy_file_range(in, nullptr, out, nullptr, 1 << 30, 0);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n < 0) {
+      // No in-kernel copy here: fall back to reading and writing.
+      std::vector<char> buffer(1 << 20);
+      for (;;) {
+        ssize_t got = read(in, buffer.data(), buffer.size());
+        if (got < 0 && errno == EINTR)
+          continue;
+        if (got <= 0) {
+          ok = got == 0;
+          break;
+        }
+        ok = WriteAll(out, buffer.data(), static_cast<std::size_t>(got));
+        if (!ok)
+          break;
+      }
+      break;
+    }
+    if (n == 0)
+      break;
+  }
+  close(in);
+  if (out >= 0)
+    ok = close(out) == 0 && ok;
+  if (!ok && out >= 0)
+    unlink(path);
+  return ok;
+}
+
+// Gives the data of from a second name to: a hard link where the file system
+// allows it (both names are only ever replaced, never rewritten in place),
+// else a copy. to is replaced.
+bool ShareFile(const std::string& from, const char* to) {
+  struct stat st {};
+  if (lstat(to, &st) == 0 && !S_ISDIR(st.st_mode))
+    unlink(to);
+  if (link(from.c_str(), to) == 0)
+    return true;
+  return CopyFileTo(from, to);
+}
+
+// Where the body goes while it arrives: straight into a target that did not
+// exist, else into a staging file (the cache copy, or a private file in the
+// system's Temp folder) from which the target is replaced once all is there.
 struct Sink {
   CURL* handle = nullptr;
   const char* path = nullptr;
@@ -143,38 +194,38 @@ struct Sink {
   bool targetExisted = false;
   bool opened = false;
   bool failed = false;
-  int target = -1;
-  int cache = -1;
-  std::string cachePath;
-  bool cacheIsStaging = false; // a private temporary file, not a cache copy
+  int fd = -1;
+  std::string stagePath;     // empty while writing the target itself
+  bool stageIsCache = false; // the staging file is the cache copy
 };
+
+std::string AnsweredUrl(const Sink& sink) {
+  char* answered = nullptr;
+  curl_easy_getinfo(sink.handle, CURLINFO_EFFECTIVE_URL, &answered);
+  return answered != nullptr ? answered : sink.url;
+}
 
 bool OpenSink(Sink& sink) {
   sink.opened = true;
-  if (!sink.cacheFolder.empty()) {
-    // The copy is named after the address that answered, behind redirects.
-    char* answered = nullptr;
-    curl_easy_getinfo(sink.handle, CURLINFO_EFFECTIVE_URL, &answered);
-    sink.cachePath =
-        ClaimCacheFile(sink.cacheFolder.c_str(), answered != nullptr ? answered : sink.url);
-    if (!sink.cachePath.empty())
-      sink.cache = open(sink.cachePath.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
+  if (!sink.targetExisted) {
+    sink.fd = OpenTarget(sink.path);
+    return sink.fd >= 0;
   }
-  if (sink.targetExisted && sink.cache < 0) {
-    // An existing target is replaced only from a whole copy; without a cache
-    // copy a private file in the system's Temp folder holds the body.
+  if (!sink.cacheFolder.empty()) {
+    sink.stagePath = ClaimCacheFile(sink.cacheFolder.c_str(), AnsweredUrl(sink).c_str());
+    if (!sink.stagePath.empty()) {
+      sink.fd = open(sink.stagePath.c_str(), O_WRONLY | O_TRUNC | O_NOFOLLOW | O_CLOEXEC);
+      sink.stageIsCache = sink.fd >= 0;
+    }
+  }
+  if (sink.fd < 0) {
     std::string stage = SystemSubfolder("Temp") + "/download-XXXXXX";
     std::vector<char> name(stage.begin(), stage.end());
     name.push_back('\0');
-    sink.cache = mkostemp(name.data(), O_CLOEXEC);
-    if (sink.cache >= 0) {
-      sink.cachePath = name.data();
-      sink.cacheIsStaging = true;
-    }
+    sink.fd = mkostemp(name.data(), O_CLOEXEC);
+    sink.stagePath = sink.fd >= 0 ? name.data() : "";
   }
-  if (!sink.targetExisted)
-    sink.target = OpenTarget(sink.path);
-  return sink.targetExisted ? sink.cache >= 0 : sink.target >= 0;
+  return sink.fd >= 0;
 }
 
 std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* context) {
@@ -190,44 +241,27 @@ std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* contex
       return 0;
     }
   }
-  if (sink.target >= 0 && !WriteAll(sink.target, data, bytes)) {
+  if (!WriteAll(sink.fd, data, bytes)) {
     sink.failed = true;
     return 0;
-  }
-  if (sink.cache >= 0 && !WriteAll(sink.cache, data, bytes)) {
-    // The cache copy is a courtesy; a fresh target goes on without it.
-    close(sink.cache);
-    unlink(sink.cachePath.c_str());
-    sink.cache = -1;
-    sink.cachePath.clear();
-    if (sink.target < 0) {
-      sink.failed = true;
-      return 0;
-    }
   }
   return bytes;
 }
 
-bool CopyFileTo(const std::string& from, const char* path) {
-  int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
-  if (in < 0)
-    return false;
-  int out = OpenTarget(path);
-  bool ok = out >= 0;
-  std::vector<char> buffer(1 << 20);
-  while (ok) {
-    ssize_t n = read(in, buffer.data(), buffer.size());
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0) {
-      ok = n == 0;
-      break;
+// After a whole body: the target gets its data, and the cache its copy.
+bool FinishSink(Sink& sink) {
+  if (sink.stagePath.empty()) {
+    if (!sink.cacheFolder.empty()) {
+      std::string copy = ClaimCacheFile(sink.cacheFolder.c_str(), AnsweredUrl(sink).c_str());
+      if (!copy.empty() && !ShareFile(sink.path, copy.c_str()))
+        unlink(copy.c_str()); // the copy is a courtesy; the download stands
     }
-    ok = WriteAll(out, buffer.data(), static_cast<std::size_t>(n));
+    return true;
   }
-  close(in);
-  if (out >= 0)
-    ok = close(out) == 0 && ok;
+  if (sink.stageIsCache)
+    return ShareFile(sink.stagePath, sink.path);
+  bool ok = rename(sink.stagePath.c_str(), sink.path) == 0 || CopyFileTo(sink.stagePath, sink.path);
+  unlink(sink.stagePath.c_str());
   return ok;
 }
 
@@ -328,29 +362,27 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   CURLcode code = curl_easy_perform(handle);
   long status = 0;
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_cleanup(handle);
-  curl_slist_free_all(connectTo);
 
   int result = 0;
   if (code != CURLE_OK)
-    result = sink.failed
-                 ? -1
-                 : (status >= 300 || (status > 0 && status < 200) ? int(status) : int(code));
+    result = sink.failed || status < 300 ? (sink.failed ? -1 : static_cast<int>(code))
+                                         : static_cast<int>(status);
   else if (status < 200 || status > 299)
     result = static_cast<int>(status > 0 ? status : -1);
   else if (!sink.opened && !OpenSink(sink))
     result = -1; // an empty body: the files are made all the same
 
-  if (sink.target >= 0 && close(sink.target) != 0 && result == 0)
+  if (sink.fd >= 0 && close(sink.fd) != 0 && result == 0)
     result = -1;
-  if (sink.cache >= 0 && close(sink.cache) != 0 && result == 0)
+  if (result == 0 && !FinishSink(sink))
     result = -1;
-  if (result == 0 && sink.targetExisted && sink.target < 0 && !CopyFileTo(sink.cachePath, path))
-    result = -1;
-
-  if (result != 0 && sink.target >= 0)
-    unlink(path); // only ever opened when this call made it
-  if (!sink.cachePath.empty() && (result != 0 || sink.cacheIsStaging))
-    unlink(sink.cachePath.c_str());
+  if (result != 0) {
+    if (sink.opened && sink.stagePath.empty())
+      unlink(sink.path); // made by this call
+    else if (!sink.stagePath.empty())
+      unlink(sink.stagePath.c_str());
+  }
+  curl_easy_cleanup(handle);
+  curl_slist_free_all(connectTo);
   return result;
 }

@@ -22,7 +22,11 @@ struct DownloadOptions {
 // (made when missing); empty or null stores no copy. The target is opened only
 // once a 2xx answer has begun, and a target that already exists is replaced
 // only after the whole body arrived, so a failed download never harms it.
-// Nothing is written anywhere but path and the copy in the cache folder.
+// Nothing is written anywhere but path and the copy in the cache folder (and,
+// for an existing target with no cache folder, a staging file in the system's
+// Temp folder). The copy shares its data with the target by a hard link where
+// both lie on one file system: both names are replaced, never rewritten in
+// place, by every writer of this system.
 // Result: 0 when a 2xx body was written whole; otherwise a nonzero code (the
 // libcurl error, or the HTTP status for an answer outside 2xx, or -1 for a
 // file that could not be written).

@@ -84,6 +84,19 @@ TEST_F(DownloadTest, WritesWholeBodiesAndLeavesACacheCopy) {
     EXPECT_NE(request.find("User-Agent: "), std::string::npos);
 }
 
+TEST_F(DownloadTest, ReplacingATargetLeavesEarlierCacheCopiesAlone) {
+  std::string target = env.File("t.htm");
+  EXPECT_EQ(URLDownloadToFile("http://dl.test/dir/List.htm?x=1", target.c_str()), 0);
+  EXPECT_EQ(URLDownloadToFile("http://dl.test/empty.htm", target.c_str()), 0);
+  EXPECT_EQ(ReadWhole(target), "");
+  std::vector<std::string> files = CacheFiles(env.CacheFolder());
+  ASSERT_EQ(files.size(), 2u);
+  for (const std::string& f : files)
+    EXPECT_EQ(ReadWhole(env.CacheFolder() + "/" + f),
+              f.find("List") != std::string::npos ? "[List]\n1=a\n" : "")
+        << f;
+}
+
 TEST_F(DownloadTest, FailuresLeaveTheTargetAsItWas) {
   struct Row {
     const char* name;
