@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t MaxValueBytes = ProfileValueSize - 1;
 
 bool IsBlank(char c) {
-  return c == ' ' || c == '\t';
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
 }
 
 std::string Lower(const std::string& s) {
@@ -53,7 +53,8 @@ bool NeedsStoreRules(const std::string& s) {
 
 // ProfileRead's steps after the raw read.
 std::string ReadForm(const std::string& raw, const std::string& file) {
-  std::string t = raw.substr(0, MaxValueBytes);
+  // ProfileRead hands out a C string: a NUL in the file ends the value.
+  std::string t = raw.substr(0, std::min(MaxValueBytes, raw.find('\0')));
   if (!NeedsStoreRules(t))
     return t;
   char buf[ProfileValueSize];
