@@ -16,17 +16,23 @@
 
 namespace {
 
+// Made on first use and removed at exit; never destroyed before that.
 const std::string& Folder() {
-  static const std::string folder = [] {
+  static const std::string* folder = [] {
     std::string pattern =
         (std::filesystem::temp_directory_path() / "skerry-fuzz-ini-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
       std::abort();
     setenv("SKERRY_SYSTEM_DIR", (pattern + "/sys").c_str(), 1);
     SetModulePathForTests(pattern + "/skerry");
-    return pattern;
+    return new std::string(pattern);
   }();
-  return folder;
+  static const bool cleanup = std::atexit([] {
+                                std::error_code ignored;
+                                std::filesystem::remove_all(*folder, ignored);
+                              }) == 0;
+  (void)cleanup;
+  return *folder;
 }
 
 // A name taken from the input: up to 12 bytes after the first, no line breaks.
