@@ -5,6 +5,7 @@
 
 #include "platform/ini.h"
 #include "platform/sysdirs.h"
+#include "platform/win.h"
 
 #include <atomic>
 #include <cstring>
@@ -18,8 +19,16 @@ constexpr const char* ShellFoldersKey =
     "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
 constexpr const char* DisplayKey = "Display\\Settings";
 
-std::atomic<int> displayBits{24};
+// 0 until SetDisplaySettings: the window backend's depth, else 24, is used.
+std::atomic<int> displayBits{0};
 std::atomic<int> displayDpi{96};
+
+int DisplayBits() {
+  if (int bits = displayBits.load(); bits > 0)
+    return bits;
+  int bits = WinDisplayBits(0);
+  return bits > 0 ? bits : 24;
+}
 
 bool SameIgnoringCase(const std::string& a, const char* b) {
   std::size_t n = std::strlen(b);
@@ -65,7 +74,7 @@ bool BuiltIn(const std::string& root, const std::string& path, const std::string
   }
   if (IsDisplay(root, path)) {
     if (SameIgnoringCase(name, "BitsPerPixel")) {
-      out = std::to_string(displayBits.load());
+      out = std::to_string(DisplayBits());
       return true;
     }
     if (SameIgnoringCase(name, "DPILogicalY")) {

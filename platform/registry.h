@@ -8,7 +8,8 @@
 //     value Cache: ${XDG_CACHE_HOME:-~/.cache}/skerry/Cache
 //   HKEY_CURRENT_USER\Display\Settings and HKEY_CURRENT_CONFIG\Display\Settings,
 //     values BitsPerPixel and DPILogicalY: the screen's, as last given to
-//     SetDisplaySettings (24 and 96 until then).
+//     SetDisplaySettings; until then the window backend's depth (WinDisplayBits)
+//     or 24, and 96 dots per inch.
 // All calls are thread-safe.
 #pragma once
 
