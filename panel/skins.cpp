@@ -150,26 +150,52 @@ std::unique_ptr<Bitmap> TurnBitmap(Hwnd, std::unique_ptr<Bitmap> bitmap) {
   out->BitsPerPixel = bits;
   out->Bits.assign(std::size_t(out->RowLength()) * out->Height, 0);
   int bytes = bits / 8;
-  int copy = bytes < 3 ? bytes : 3;
   std::size_t inRow = std::size_t(in.RowLength()), outRow = std::size_t(out->RowLength());
   const std::uint8_t* src = in.Bits.data();
   std::uint8_t* dst = out->Bits.data();
   const int W = in.Width, H = in.Height;
-  for (int r = 0; r < H; ++r) {
-    const std::uint8_t* s = src + inRow * r;
-    std::uint8_t* column = dst + std::size_t(r) * bytes;
-    if (copy == 3) {
-      for (int c = 0; c < W; ++c, s += bytes) {
-        std::uint8_t* t = column + outRow * (W - 1 - c);
-        t[0] = s[0];
-        t[1] = s[1];
-        t[2] = s[2];
-      }
-    } else {
-      for (int c = 0; c < W; ++c, s += bytes) {
-        std::uint8_t* t = column + outRow * (W - 1 - c);
-        t[0] = s[0];
-        t[1] = s[1];
+  // Square tiles keep both the rows read and the rows written in the cache;
+  // within a tile the writes run along a turned row.
+  constexpr int Tile = 32;
+  const bool spareByte = inRow >= std::size_t(W) * 3 + 1; // padding behind each upright row
+  for (int c0 = 0; c0 < W; c0 += Tile) {
+    int c1 = c0 + Tile < W ? c0 + Tile : W;
+    for (int r0 = 0; r0 < H; r0 += Tile) {
+      int r1 = r0 + Tile < H ? r0 + Tile : H;
+      for (int c = c0; c < c1; ++c) {
+        std::uint8_t* t = dst + outRow * std::size_t(W - 1 - c) + std::size_t(r0) * bytes;
+        const std::uint8_t* s = src + inRow * std::size_t(r0) + std::size_t(c) * bytes;
+        if (bytes == 4) {
+          for (int r = r0; r < r1; ++r, s += inRow, t += 4) {
+            std::uint32_t v;
+            std::memcpy(&v, s, 4);
+            v &= 0x00FFFFFFu; // the fourth byte stays 0
+            std::memcpy(t, &v, 4);
+          }
+        } else if (bytes == 3) {
+          // A four-byte move spills one byte into the next pixel of the
+          // turned row, which is written after it; only the row's last pixel,
+          // and a source pixel with no byte behind it, take three moves.
+          int fastEnd = r1 == H ? r1 - 1 : r1;
+          if (c == W - 1 && !spareByte)
+            fastEnd = r0;
+          int r = r0;
+          for (; r < fastEnd; ++r, s += inRow, t += 3) {
+            std::uint32_t v;
+            std::memcpy(&v, s, 4);
+            std::memcpy(t, &v, 4);
+          }
+          for (; r < r1; ++r, s += inRow, t += 3) {
+            t[0] = s[0];
+            t[1] = s[1];
+            t[2] = s[2];
+          }
+        } else {
+          for (int r = r0; r < r1; ++r, s += inRow, t += bytes) {
+            t[0] = s[0];
+            t[1] = s[1];
+          }
+        }
       }
     }
   }
