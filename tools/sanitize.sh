@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # Builds the tests under a sanitizer in build/san-<kind> and runs them.
-# Usage: tools/sanitize.sh address|undefined|thread [ctest -R pattern]
+# Usage: tools/sanitize.sh address|undefined|thread [pattern]
 #   address   AddressSanitizer with UndefinedBehaviorSanitizer
 #   undefined UndefinedBehaviorSanitizer alone
 #   thread    ThreadSanitizer
+# Warnings don't stop this build: GCC warns falsely under the sanitizers, and
+# the plain build (tools/test.sh) holds the no-warning rule.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,7 +19,7 @@ case "$kind" in
 esac
 
 dir=build/san-$kind
-cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_WERROR=ON \
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_WERROR=OFF \
   -DSKERRY_SANITIZE="$flags" -DSKERRY_BENCH=OFF >/dev/null
 jobs=${SKERRY_JOBS:-2}
 if [ -n "$pattern" ]; then
