@@ -94,6 +94,21 @@ TEST_F(Skins, TurnBitmapTurnsClockwiseAndKeepsIconsUpright) {
     for (const Row& row : rows)
       EXPECT_EQ(PixelAt(*turned, row.tx, row.ty), PixelAt(upright, row.ux, row.uy))
           << bits << " bits: " << row.name;
+    // Every pixel outside the icon squares follows the turning rule.
+    auto inIcon = [](int tx, int ty) {
+      for (int k = 0; k < 5; ++k)
+        for (int left : {34 + 59 * k, 385 + 59 * k})
+          if (tx >= 74 && tx < 120 && ty >= left && ty < left + 46)
+            return true;
+      return false;
+    };
+    for (int ty = 0; ty < 699; ++ty)
+      for (int tx = 0; tx < 593; ++tx) {
+        if (inIcon(tx, ty))
+          continue;
+        ASSERT_EQ(PixelAt(*turned, tx, ty), PixelAt(upright, ty, 592 - tx))
+            << bits << " bits at " << tx << "," << ty;
+      }
     if (bits == 32) {
       for (std::size_t i = 3; i < turned->Bits.size(); i += 4)
         ASSERT_EQ(turned->Bits[i], 0) << i;
