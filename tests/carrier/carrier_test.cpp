@@ -198,7 +198,12 @@ TEST_F(CarrierTest, PanelReachesPaneThroughItsRecord) {
   EXPECT_FALSE(WinIsWindow(0x2346));
 
   // The Pane answers SENDs with 42 and records everything in order.
+  std::mutex gotLock;
   std::vector<std::string> got;
+  auto gotCount = [&] {
+    std::lock_guard<std::mutex> hold(gotLock);
+    return got.size();
+  };
   std::atomic<bool> stop{false};
   std::thread pane([&] {
     while (!stop) {
@@ -207,7 +212,10 @@ TEST_F(CarrierTest, PanelReachesPaneThroughItsRecord) {
         continue;
       std::string line = CarrierFormatFrame(f);
       line.pop_back();
-      got.push_back(line);
+      {
+        std::lock_guard<std::mutex> hold(gotLock);
+        got.push_back(line);
+      }
       if (f.kind == CarrierFrameSend)
         CarrierClientReply(&c, 42);
     }
@@ -239,7 +247,7 @@ TEST_F(CarrierTest, PanelReachesPaneThroughItsRecord) {
                                    "WINDOW SHOW 1",
                                    "WINDOW REDRAW"};
   auto end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-  while (got.size() < want.size() && std::chrono::steady_clock::now() < end)
+  while (gotCount() < want.size() && std::chrono::steady_clock::now() < end)
     CarrierPoll(10);
   stop = true;
   pane.join();
