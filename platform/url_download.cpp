@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <mutex>
 #include <random>
@@ -197,7 +198,24 @@ struct Sink {
   int fd = -1;
   std::string stagePath;     // empty while writing the target itself
   bool stageIsCache = false; // the staging file is the cache copy
+  // Stall watch: the byte count last seen and when it last moved.
+  curl_off_t seenBytes = -1;
+  std::chrono::steady_clock::time_point lastMove;
+  long stallSeconds = 60;
 };
+
+// Called by libcurl about once a second even while nothing arrives; ends a
+// transfer whose byte count has not moved for the stall time.
+int OnProgress(void* context, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+  Sink& sink = *static_cast<Sink*>(context);
+  auto now = std::chrono::steady_clock::now();
+  if (received + sent != sink.seenBytes) {
+    sink.seenBytes = received + sent;
+    sink.lastMove = now;
+    return 0;
+  }
+  return now - sink.lastMove >= std::chrono::seconds(sink.stallSeconds) ? 1 : 0;
+}
 
 std::string AnsweredUrl(const Sink& sink) {
   char* answered = nullptr;
@@ -350,8 +368,11 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
   curl_easy_setopt(handle, CURLOPT_USERAGENT, options.userAgent);
   curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, options.connectTimeoutSeconds);
-  curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, options.stallSeconds);
+  sink.stallSeconds = options.stallSeconds;
+  sink.lastMove = std::chrono::steady_clock::now();
+  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);
+  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &sink);
   curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, 512L * 1024L);
   curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnBody);

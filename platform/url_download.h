@@ -13,7 +13,7 @@
 
 struct DownloadOptions {
   long connectTimeoutSeconds = 30;
-  // A transfer slower than 1 byte per second for this long is given up.
+  // A transfer that moves no byte for this long is given up.
   long stallSeconds = 60;
   const char* userAgent = "Mozilla/4.0 (compatible; Skerry 1.0)";
 };
