@@ -19,7 +19,7 @@ bool ParseSigned(std::string_view field, long long* out) {
   return ec == std::errc() && end == field.data() + field.size();
 }
 
-// A wParam: decimal, unsigned up to 64 bits, or negative (a Windows handle
+// A wParam: decimal, unsigned up to 64 bits, or negative (a handle
 // value such as -1 sent as a number); negatives wrap as the cast would.
 bool ParseWParam(std::string_view field, WParam* out) {
   if (!field.empty() && field[0] == '-') {

@@ -1,5 +1,5 @@
 // Child processes through posix_spawn: the environment is the parent's with
-// the spec's entries laid over it, the signal mask is cleared and SIGPIPE and
+// the ProcessSpec entries laid over it, the signal mask is cleared and SIGPIPE and
 // SIGCHLD go back to their defaults, so a child doesn't inherit what the
 // Panel ignores. Our own descriptors are all close-on-exec; nothing else is
 // passed. Forgotten processes sit in a small list until they are reaped.
