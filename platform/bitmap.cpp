@@ -28,15 +28,22 @@ void Put16(std::uint8_t* p, std::uint16_t v) {
 constexpr std::uint32_t BiRgb = 0;
 constexpr std::uint32_t BiBitfields = 3;
 constexpr int MaxSide = 16384;
+// The largest picture of MaxSide squared at 32 bits, with its headers.
+constexpr std::uint64_t MaxFileSize = std::uint64_t(MaxSide) * MaxSide * 4 + 4096;
 
 } // namespace
 
 bool LoadBitmapFile(const std::string& path, Bitmap* out) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
   if (!in)
     return false;
-  std::vector<std::uint8_t> file((std::istreambuf_iterator<char>(in)),
-                                 std::istreambuf_iterator<char>());
+  std::streamoff length = in.tellg();
+  if (length < 0 || length > std::streamoff(MaxFileSize))
+    return false;
+  std::vector<std::uint8_t> file(static_cast<std::size_t>(length));
+  in.seekg(0);
+  if (!in.read(reinterpret_cast<char*>(file.data()), length))
+    return false;
   if (file.size() < 14 + 40 || file[0] != 'B' || file[1] != 'M')
     return false;
   const std::uint8_t* info = file.data() + 14;
