@@ -545,7 +545,8 @@ void PrepareEngine(int argc) {
            " --disable-client-side-phishing-detection --metrics-recording-only"
            " --no-default-browser-check --autoplay-policy=no-user-gesture-required"
            " --disable-features=Translate,MediaRouter,OptimizationHints,"
-           "AutofillServerCommunication,CertificateTransparencyComponentUpdater";
+           "AutofillServerCommunication,CertificateTransparencyComponentUpdater,BackForwardCache"
+           " --disable-back-forward-cache";
   if (qgetenv("SKERRY_GPU") != "1") {
     flags += " --disable-gpu --disable-gpu-compositing";
     if (qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
@@ -557,17 +558,21 @@ void PrepareEngine(int argc) {
     std::fprintf(stderr, "Lumbrel: running as root; the page sandbox is switched off\n");
   }
   qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
+  if (qEnvironmentVariableIsEmpty("QT_LOGGING_RULES"))
+    qputenv("QT_LOGGING_RULES", "qt.webenginecontext.info=false");
 }
 
-// The host of the service's own web server: [Game] Server of Define.ini when
-// set, else skerry.local.
+// The host of the service's own web server: the host of [Library] GameHost of
+// Define.ini ("http://host" or a bare host), which the game menu's links start
+// with; skerry.local when unset.
 QString GameHostName(const QString& programDir) {
   std::string define = (programDir + "/Define.ini").toStdString();
-  std::string host = IniReadString(define.c_str(), "Game", "Server", "");
-  QString name = QString::fromStdString(host).trimmed();
-  if (name.startsWith("http://", Qt::CaseInsensitive))
-    name = QUrl(name).host();
-  return name.isEmpty() ? QString("skerry.local") : name;
+  QString value =
+      QString::fromStdString(IniReadString(define.c_str(), "Library", "GameHost", "")).trimmed();
+  if (!value.isEmpty() && !value.contains("://"))
+    value = "http://" + value;
+  QString host = QUrl(value).host();
+  return host.isEmpty() ? QString("skerry.local") : host;
 }
 
 } // namespace
@@ -592,6 +597,9 @@ int main(int argc, char** argv) {
   profile->setUrlRequestInterceptor(interceptor);
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
+  // The menus are local files whose links lead to the game server; without
+  // this a reload or a step through the history of such a link is refused.
+  profile->settings()->setAttribute(QWebEngineSettings::LocalContentCanAccessRemoteUrls, true);
 
   pane.window = new QWidget(nullptr, Qt::FramelessWindowHint);
   pane.window->setWindowTitle("Lumbrel");

@@ -1,0 +1,167 @@
+// The game server's answers on real files in a temporary program folder:
+// which games are played, which requests are refused, and the HTTP pieces.
+#include "browser/game_server.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ProgramFolder {
+  fs::path root;
+  GameServer server;
+  ProgramFolder() {
+    char name[] = "/tmp/skerry-games-XXXXXX";
+    root = mkdtemp(name);
+    fs::create_directories(root / "Game" / "sub dir");
+    fs::create_directories(root / "ruffle");
+    Write(root / "Game" / "a game.swf", "FWS");
+    Write(root / "Game" / "sub dir" / "b.htm", "<p>b</p>");
+    Write(root / "Game" / "c&d.swf", "FWS");
+    Write(root / "secret.swf", "FWS");
+    Write(root / "ruffle" / "ruffle.js", "//");
+    fs::create_symlink(root / "secret.swf", root / "Game" / "link.swf");
+    server.token = "t0k3n";
+    server.gameDir = (root / "Game").string();
+    server.ruffleDir = (root / "ruffle").string();
+  }
+  ~ProgramFolder() { fs::remove_all(root); }
+  static void Write(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+  }
+  std::string Game(const std::string& name) const { return (root / "Game" / name).string(); }
+};
+
+} // namespace
+
+TEST(GameServer, WhichGamesArePlayed) {
+  ProgramFolder folder;
+  const std::string page = "/t0k3n/ombrel/TodayAD.asp?data1=";
+  struct Row {
+    const char* name;
+    std::string target;
+    int status;
+    std::string game; // empty: refused
+  };
+  const Row rows[] = {
+      {"game with a blank", page + folder.Game("a game.swf"), 200, folder.Game("a game.swf")},
+      {"blank percent-encoded", page + folder.root.string() + "/Game/a%20game.swf", 200,
+       folder.Game("a game.swf")},
+      {"ampersand in the name", page + folder.Game("c&d.swf"), 200, folder.Game("c&d.swf")},
+      {"backslashes of the old index", page + folder.root.string() + "\\Game\\a game.swf", 200,
+       folder.Game("a game.swf")},
+      {"path case of the asp name",
+       "/t0k3n/OMBREL/todayad.ASP?x=1&data1=" + folder.Game("a game.swf"), 200,
+       folder.Game("a game.swf")},
+      {"page game redirects", page + folder.Game("sub dir/b.htm"), 302,
+       folder.Game("sub dir/b.htm")},
+      {"dot-dot out of the folder", page + folder.Game("../secret.swf"), 404, ""},
+      {"encoded dot-dot", page + folder.root.string() + "/Game/%2E%2E/secret.swf", 404, ""},
+      {"absolute path elsewhere", page + (folder.root / "secret.swf").string(), 404, ""},
+      {"system file", page + "/etc/passwd", 404, ""},
+      {"relative path", page + "Game/a game.swf", 404, ""},
+      {"symbolic link that leads out", page + folder.Game("link.swf"), 404, ""},
+      {"the folder itself", page + folder.root.string() + "/Game", 404, ""},
+      {"missing game", page + folder.Game("none.swf"), 404, ""},
+      {"no data1", "/t0k3n/ombrel/TodayAD.asp", 404, ""},
+      {"data1 inside another key", "/t0k3n/ombrel/TodayAD.asp?xdata1=" + folder.Game("a game.swf"),
+       404, ""},
+      {"wrong token", "/other/ombrel/TodayAD.asp?data1=" + folder.Game("a game.swf"), 404, ""},
+      {"no token", "/ombrel/TodayAD.asp?data1=" + folder.Game("a game.swf"), 404, ""},
+  };
+  for (const Row& row : rows) {
+    HttpAnswer answer = AnswerGameRequest(folder.server, row.target);
+    EXPECT_EQ(answer.status, row.status) << row.name;
+    EXPECT_EQ(answer.game, row.game.empty() ? "" : fs::canonical(row.game).string()) << row.name;
+    EXPECT_TRUE(answer.file.empty()) << row.name; // pages never hand out a file
+    if (row.status == 404) {
+      EXPECT_NE(answer.body.find("ot found."), std::string::npos) << row.name;
+    }
+  }
+}
+
+TEST(GameServer, GamePagePointsAtTheGameAndTheEmulator) {
+  ProgramFolder folder;
+  HttpAnswer answer =
+      AnswerGameRequest(folder.server, "/t0k3n/ombrel/TodayAD.asp?data1=" + folder.Game("c&d.swf"));
+  ASSERT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.type, "text/html; charset=utf-8");
+  EXPECT_NE(answer.body.find("url:\"/t0k3n/Game/c%26d.swf\""), std::string::npos) << answer.body;
+  EXPECT_NE(answer.body.find("src=\"/t0k3n/ruffle/ruffle.js\""), std::string::npos);
+  EXPECT_NE(answer.body.find("<title>c&amp;d.swf</title>"), std::string::npos);
+
+  HttpAnswer redirect = AnswerGameRequest(folder.server, "/t0k3n/ombrel/TodayAD.asp?data1=" +
+                                                             folder.Game("sub dir/b.htm"));
+  EXPECT_EQ(redirect.location, "/t0k3n/Game/sub%20dir/b.htm");
+
+  folder.server.ruffleDir.clear();
+  HttpAnswer bare = AnswerGameRequest(folder.server, "/t0k3n/ombrel/TodayAD.asp?data1=" +
+                                                         folder.Game("a game.swf"));
+  EXPECT_EQ(bare.status, 200);
+  EXPECT_NE(bare.body.find("not installed"), std::string::npos);
+}
+
+TEST(GameServer, FilesOnlyFromTheirFolders) {
+  ProgramFolder folder;
+  struct Row {
+    const char* name;
+    std::string target;
+    std::string file; // empty: refused
+  };
+  const Row rows[] = {
+      {"game file", "/t0k3n/Game/a%20game.swf", folder.Game("a game.swf")},
+      {"file of a subfolder", "/t0k3n/Game/sub%20dir/b.htm", folder.Game("sub dir/b.htm")},
+      {"emulator script", "/t0k3n/ruffle/ruffle.js", (folder.root / "ruffle/ruffle.js").string()},
+      {"dot-dot", "/t0k3n/Game/../secret.swf", ""},
+      {"encoded dot-dot", "/t0k3n/Game/%2e%2e/secret.swf", ""},
+      {"emulator dot-dot into games", "/t0k3n/ruffle/../Game/a%20game.swf", ""},
+      {"encoded slash to the root", "/t0k3n/Game/%2Fetc%2Fpasswd", ""},
+      {"symbolic link out", "/t0k3n/Game/link.swf", ""},
+      {"a folder", "/t0k3n/Game/sub%20dir", ""},
+      {"nul byte", "/t0k3n/Game/a%00.swf", ""},
+      {"no token", "/Game/a%20game.swf", ""},
+  };
+  for (const Row& row : rows) {
+    HttpAnswer answer = AnswerGameRequest(folder.server, row.target);
+    EXPECT_EQ(answer.file, row.file.empty() ? "" : fs::canonical(row.file).string()) << row.name;
+    EXPECT_EQ(answer.status, row.file.empty() ? 404 : 200) << row.name;
+  }
+  EXPECT_EQ(AnswerGameRequest(folder.server, "/t0k3n/Game/a%20game.swf").type,
+            "application/x-shockwave-flash");
+}
+
+TEST(GameServer, RequestLinesAndHeads) {
+  bool isHead = true;
+  EXPECT_EQ(RequestTarget("GET /a?b HTTP/1.1\r\nHost: x\r\n\r\n", &isHead), "/a?b");
+  EXPECT_FALSE(isHead);
+  EXPECT_EQ(RequestTarget("HEAD /x HTTP/1.0\r\n\r\n", &isHead), "/x");
+  EXPECT_TRUE(isHead);
+  EXPECT_EQ(RequestTarget("POST /x HTTP/1.1\r\n\r\n", nullptr), "");
+  EXPECT_EQ(RequestTarget("GET http://evil/x HTTP/1.1\r\n", nullptr), "");
+  EXPECT_EQ(RequestTarget("GET", nullptr), "");
+  EXPECT_EQ(RequestTarget("", nullptr), "");
+
+  HttpAnswer moved;
+  moved.status = 302;
+  moved.type = "text/html";
+  moved.location = "/t/Game/x.htm";
+  EXPECT_EQ(AnswerHead(moved, 12),
+            "HTTP/1.0 302 Found\r\nContent-Type: text/html\r\nContent-Length: 12\r\n"
+            "Location: /t/Game/x.htm\r\nCache-Control: no-store\r\nConnection: close\r\n\r\n");
+}
+
+TEST(GameServer, TextHelpers) {
+  EXPECT_EQ(PercentDecode("a%20b%2fc"), "a b/c");
+  EXPECT_EQ(PercentDecode("100%"), "100%");
+  EXPECT_EQ(PercentDecode("%zz%4"), "%zz%4");
+  EXPECT_EQ(Data1Of("data1=/a/b c.swf"), "/a/b c.swf");
+  EXPECT_EQ(Data1Of("x=1&data1=/a&b.swf"), "/a&b.swf");
+  EXPECT_EQ(Data1Of("mydata1=/a"), "");
+  EXPECT_EQ(EncodePathForLink("sub dir/\"x'<y>.swf"), "sub%20dir/%22x%27%3Cy%3E.swf");
+  EXPECT_EQ(TypeForName("core.WASM"), "application/wasm");
+  EXPECT_EQ(TypeForName("noending"), "application/octet-stream");
+}

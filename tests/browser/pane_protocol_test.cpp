@@ -1,0 +1,139 @@
+// The browser program's command line, frames and action table.
+#include "browser/pane_protocol.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+TEST(PaneArgs, CommandLinesOfTheLaunchTable) {
+  struct Row {
+    const char* name;
+    std::vector<std::string> args;
+    std::string target;
+    bool isAddress;
+    int slot;
+  };
+  const Row rows[] = {
+      {"start page", {"/p/Web/iStart.htm", "/h2"}, "/p/Web/iStart.htm", false, 2},
+      {"path with blanks as one argument",
+       {"/my dir/Web/Index.htm", "/h2"},
+       "/my dir/Web/Index.htm",
+       false,
+       2},
+      {"path split at blanks",
+       {"/my", "dir/Web/Index.htm", "/h2"},
+       "/my dir/Web/Index.htm",
+       false,
+       2},
+      {"address", {"/U=http://host/a?b=c d", "/h5"}, "http://host/a?b=c d", true, 5},
+      {"address lower case switch", {"/u=x.htm", "/H8"}, "x.htm", true, 8},
+      {"slot ten", {"page.htm", "/h10"}, "page.htm", false, 10},
+      {"slot twelve is refused", {"page.htm", "/h12"}, "page.htm", false, -1},
+      {"no slot", {"page.htm"}, "page.htm", false, -1},
+      {"switch first", {"/h0", "/p/iClock.htm"}, "/p/iClock.htm", false, 0},
+      {"nothing", {}, "", false, -1},
+      {"not a switch", {"/hx", "/h2"}, "/hx", false, 2},
+  };
+  for (const Row& row : rows) {
+    PaneArgs args = ParsePaneArgs(row.args);
+    EXPECT_EQ(args.target, row.target) << row.name;
+    EXPECT_EQ(args.isAddress, row.isAddress) << row.name;
+    EXPECT_EQ(args.slot, row.slot) << row.name;
+  }
+}
+
+TEST(PaneArgs, AnnouncementsAndHandles) {
+  EXPECT_EQ(AnnouncementFor(0), 1044u);
+  EXPECT_EQ(AnnouncementFor(2), 1046u);
+  EXPECT_EQ(AnnouncementFor(10), 1054u);
+  EXPECT_EQ(AnnouncementFor(3), 0u); // 1047 is not handled by the Panel
+  EXPECT_EQ(AnnouncementFor(11), 0u);
+  EXPECT_EQ(AnnouncementFor(-1), 0u);
+  EXPECT_EQ(PaneHandleFor(1234), 1234u);
+  EXPECT_EQ(PaneHandleFor(0x12345), 0x2345u);
+  EXPECT_EQ(PaneHandleFor(0x20000), 0xFFFFu); // never 0, which means no window
+}
+
+TEST(PaneCarrier, SocketPathFollowsTheRuntimeFolder) {
+  const char* old = std::getenv("XDG_RUNTIME_DIR");
+  std::string saved = old ? old : "";
+  setenv("XDG_RUNTIME_DIR", "/run/user/77", 1);
+  EXPECT_EQ(PaneCarrierPath(), "/run/user/77/skerry/panel.sock");
+  unsetenv("XDG_RUNTIME_DIR");
+  EXPECT_EQ(PaneCarrierPath(), "/tmp/skerry-" + std::to_string(getuid()) + "/panel.sock");
+  if (old)
+    setenv("XDG_RUNTIME_DIR", saved.c_str(), 1);
+}
+
+TEST(PaneFrames, WhatEachFrameAsks) {
+  struct Row {
+    const char* line;
+    bool player;
+    PaneAction action;
+  };
+  const Row rows[] = {
+      {"POST 273 32779 0", false, ActReload},
+      {"POST 273 32781 0", true, ActReload},
+      {"POST 273 32787 0", false, ActBack},
+      {"POST 273 32788 0", false, ActForward},
+      {"POST 273 32789 0", false, ActFirstPage},
+      {"SEND 273 32805 0", false, ActMute},
+      {"POST 273 32805 0", true, ActMute},
+      {"POST 18 0 0", false, ActQuit},
+      {"SEND 274 61488 0", false, ActFillScreen},
+      {"SEND 274 61472 0", false, ActReturnToPanel},
+      {"SEND 274 61456 0", false, ActNone},
+      {"POST 273 57680 0", true, ActNextPicture},
+      {"POST 273 57681 0", true, ActPreviousPicture},
+      {"POST 273 32777 0", true, ActPause},
+      {"POST 273 57680 0", false, ActNone}, // picture codes only on the image player
+      {"POST 273 32777 0", false, ActNone},
+      {"POST 273 32778 0", false, ActNone},
+      {"POST 273 4295000075 0", false, ActReload}, // only the low 16 bits count
+      {"WINDOW RAISE", false, ActRaise},
+      {"WINDOW FOCUS", false, ActFocus},
+      {"WINDOW TOPMOST 1", false, ActTopmost},
+      {"WINDOW MOVE 122 20 396 310", false, ActMove},
+      {"WINDOW MOVE 1 2", false, ActNone},
+      {"WINDOW SHOW 0", false, ActShow},
+      {"WINDOW REDRAW", false, ActRedraw},
+      {"WINDOW EXPLODE 1", false, ActNone},
+      {"POST 273", false, ActNone},
+      {"POST 273 x 0", false, ActNone},
+      {"POST 273 99999999999999999999999 0", false, ActNone},
+      {"", false, ActNone},
+      {"RET 0", false, ActNone},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(ActionFor(ParseFrame(row.line), row.player), row.action) << row.line;
+}
+
+TEST(PaneFrames, FieldsOfFrames) {
+  Frame hello = ParseFrame("HELLO 62914566\r\n");
+  EXPECT_EQ(hello.kind, FrameHello);
+  ASSERT_EQ(hello.count, 1);
+  EXPECT_EQ(hello.number[0], 62914566);
+
+  Frame move = ParseFrame("WINDOW MOVE -1 74 -1 396");
+  EXPECT_EQ(move.kind, FrameWindow);
+  EXPECT_EQ(move.op, "MOVE");
+  ASSERT_EQ(move.count, 4);
+  EXPECT_EQ(move.number[0], -1);
+  EXPECT_EQ(move.number[3], 396);
+
+  Frame text = ParseFrame("TEXT 2010 C:/a b/c.swf");
+  EXPECT_EQ(text.kind, FrameText);
+  EXPECT_EQ(text.number[0], 2010);
+  EXPECT_EQ(text.text, "C:/a b/c.swf");
+  EXPECT_EQ(ParseFrame("TEXT nope").kind, FrameUnknown);
+}
+
+TEST(PaneAddress, TextForAddressControl) {
+  EXPECT_EQ(AddressText("/p/Web/iStart.htm"), "/p/Web/iStart.htm");
+  EXPECT_EQ(AddressText("a\nb\rc"), "a b c"); // a text can never end the frame early
+  std::string longAddress = "http://h/" + std::string(600, 'x');
+  EXPECT_EQ(AddressText(longAddress), longAddress.substr(0, 511));
+  // A two-byte character across the cut is dropped whole.
+  std::string wide = std::string(510, 'a') + "\xC3\xA9" + "tail";
+  EXPECT_EQ(AddressText(wide), std::string(510, 'a'));
+}

@@ -1,0 +1,417 @@
+// The real browser program against a fake Panel: a carrier listener of the
+// test's own in a temporary runtime folder, a temporary program folder with a
+// copy of Lumbrel.dll, the pages and a Game folder holding a small Flash file.
+// Runs on a virtual display (ctest starts it under xvfb-run); what the Pane
+// shows is checked by the colours of screenshots of the root window, where the
+// Pane stands at 0,0 since no window manager places it. Screenshots are kept
+// in screenshots/ at the top of the source tree.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "swf_file.h"
+
+extern char** environ;
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr unsigned GameColour = 0x22CC55;
+constexpr unsigned StartColour = 0x0F3B66;    // iStart.htm
+constexpr unsigned ClockColour = 0x101820;    // iClock.htm
+constexpr unsigned NotFoundColour = 0x10161F; // the game server's refusal
+constexpr unsigned PlayColour = 0xAA3300;     // links of the test page
+constexpr unsigned EscapeColour = 0x3300AA;
+
+struct Program {
+  fs::path root; // temporary program folder
+  fs::path runtime;
+  Program() {
+    char name[] = "/tmp/skerry-browser-XXXXXX";
+    root = mkdtemp(name);
+    runtime = root / "run";
+    fs::create_directories(runtime / "skerry");
+    fs::permissions(runtime, fs::perms::owner_all);
+    fs::permissions(runtime / "skerry", fs::perms::owner_all);
+    fs::copy_file(LUMBREL_PATH, root / "Lumbrel.dll");
+    fs::copy(fs::path(SKERRY_SOURCE_DIR) / "Web", root / "Web", fs::copy_options::recursive);
+    fs::create_directories(root / "Game");
+    std::ofstream(root / "Game" / "green game.swf", std::ios::binary)
+        << TinySwf(310, 396, GameColour);
+    std::ofstream(root / "secret.swf", std::ios::binary) << TinySwf(310, 396, 0xFF00FF);
+  }
+  ~Program() {
+    if (std::getenv("SKERRY_KEEP_TEST_FILES"))
+      return; // for a look at the Panes' logs
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+  }
+  std::string Page(const std::string& name) const { return (root / "Web" / name).string(); }
+};
+
+// The Panel's end of the carrier: one listener, one client at a time.
+struct FakePanel {
+  int listener = -1;
+  int client = -1;
+  std::string buffer;
+  std::vector<std::string> lines; // every line received, in order
+
+  explicit FakePanel(const fs::path& socketPath) {
+    listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socketPath.c_str());
+    if (bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        listen(listener, 4) != 0) {
+      close(listener);
+      listener = -1;
+    }
+  }
+  ~FakePanel() { Close(); }
+  void Close() {
+    if (client >= 0)
+      close(client);
+    if (listener >= 0)
+      close(listener);
+    client = listener = -1;
+  }
+  bool Accept(std::chrono::milliseconds wait) {
+    pollfd p{listener, POLLIN, 0};
+    if (poll(&p, 1, static_cast<int>(wait.count())) != 1)
+      return false;
+    client = accept(listener, nullptr, nullptr);
+    return client >= 0;
+  }
+  void Send(const std::string& line) {
+    std::string frame = line + "\n";
+    ASSERT_EQ(write(client, frame.data(), frame.size()), static_cast<ssize_t>(frame.size()));
+  }
+  // The next line not yet taken, waiting at most until deadline; empty on time-out.
+  std::size_t taken = 0;
+  std::string Next(Clock::time_point deadline) {
+    while (taken >= lines.size()) {
+      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+      if (left.count() <= 0)
+        return "";
+      pollfd p{client, POLLIN, 0};
+      if (poll(&p, 1, static_cast<int>(left.count())) != 1)
+        return "";
+      char chunk[4096];
+      ssize_t got = read(client, chunk, sizeof chunk);
+      if (got <= 0)
+        return "";
+      buffer.append(chunk, static_cast<std::size_t>(got));
+      std::size_t end;
+      while ((end = buffer.find('\n')) != std::string::npos) {
+        lines.push_back(buffer.substr(0, end));
+        buffer.erase(0, end + 1);
+      }
+    }
+    return lines[taken++];
+  }
+  // Waits for a line equal to wanted; lines before it are passed over.
+  bool Expect(const std::string& wanted, std::chrono::seconds wait = 20s) {
+    auto deadline = Clock::now() + wait;
+    for (std::string line = Next(deadline); !line.empty(); line = Next(deadline)) {
+      if (line == wanted)
+        return true;
+    }
+    return false;
+  }
+  bool Seen(const std::string& line) const {
+    for (const std::string& l : lines) {
+      if (l == line)
+        return true;
+    }
+    return false;
+  }
+};
+
+pid_t Start(const Program& program, const std::vector<std::string>& args, const fs::path& runtime,
+            const std::string& logName) {
+  std::vector<std::string> env;
+  for (char** e = environ; *e; ++e) {
+    if (std::string(*e).rfind("XDG_RUNTIME_DIR=", 0) != 0)
+      env.push_back(*e);
+  }
+  env.push_back("XDG_RUNTIME_DIR=" + runtime.string());
+  std::vector<char*> envp;
+  for (std::string& e : env)
+    envp.push_back(e.data());
+  envp.push_back(nullptr);
+  std::string exe = (program.root / "Lumbrel.dll").string();
+  std::vector<std::string> all = {exe};
+  all.insert(all.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& a : all)
+    argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  std::string log = (program.root / logName).string();
+  posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  pid_t pid = -1;
+  if (posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
+    pid = -1;
+  posix_spawn_file_actions_destroy(&actions);
+  return pid;
+}
+
+// True when the process ended within wait; its exit status into status.
+bool Ended(pid_t pid, std::chrono::seconds wait, int* status = nullptr) {
+  auto deadline = Clock::now() + wait;
+  int s = 0;
+  while (Clock::now() < deadline) {
+    pid_t r = waitpid(pid, &s, WNOHANG);
+    if (r == pid) {
+      if (status)
+        *status = s;
+      return true;
+    }
+    std::this_thread::sleep_for(100ms);
+  }
+  return false;
+}
+
+void Stop(pid_t pid) {
+  if (pid <= 0)
+    return;
+  kill(pid, SIGTERM);
+  if (!Ended(pid, 10s)) {
+    kill(pid, SIGKILL);
+    Ended(pid, 10s);
+  }
+}
+
+fs::path ShotPath(const std::string& name) {
+  fs::path dir = fs::path(SKERRY_SOURCE_DIR) / "screenshots";
+  fs::create_directories(dir);
+  return dir / name;
+}
+
+bool Screenshot(const fs::path& file) {
+  std::string command = "import -window root '" + file.string() + "' 2>/dev/null";
+  return std::system(command.c_str()) == 0;
+}
+
+// The mean colour (0xRRGGBB) of a box of a picture, or ~0u when unreadable.
+unsigned MeanColour(const fs::path& picture, int x, int y, int w, int h) {
+  std::string command = "convert '" + picture.string() + "' -crop " + std::to_string(w) + "x" +
+                        std::to_string(h) + "+" + std::to_string(x) + "+" + std::to_string(y) +
+                        " +repage -resize '1x1!' -depth 8 rgb:- 2>/dev/null";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe)
+    return ~0u;
+  unsigned char rgb[3];
+  size_t got = fread(rgb, 1, 3, pipe);
+  pclose(pipe);
+  if (got != 3)
+    return ~0u;
+  return (rgb[0] << 16) | (rgb[1] << 8) | rgb[2];
+}
+
+bool Near(unsigned a, unsigned b) {
+  for (int shift = 0; shift <= 16; shift += 8) {
+    int d = static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF);
+    if (d < -12 || d > 12)
+      return false;
+  }
+  return true;
+}
+
+// Takes screenshots until the box shows the colour or wait passed; the last
+// screenshot stays in file. Result: the last colour seen.
+unsigned AwaitColour(const fs::path& file, unsigned colour, int x, int y, int w, int h,
+                     std::chrono::seconds wait) {
+  auto deadline = Clock::now() + wait;
+  unsigned seen = ~0u;
+  do {
+    if (Screenshot(file)) {
+      seen = MeanColour(file, x, y, w, h);
+      if (Near(seen, colour))
+        return seen;
+    }
+    std::this_thread::sleep_for(500ms);
+  } while (Clock::now() < deadline);
+  return seen;
+}
+
+std::string Hex(unsigned colour) {
+  char text[16];
+  std::snprintf(text, sizeof text, "#%06X", colour);
+  return text;
+}
+
+bool Alive(pid_t pid) {
+  return waitpid(pid, nullptr, WNOHANG) == 0;
+}
+
+class BrowserProgram : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!std::getenv("DISPLAY"))
+      GTEST_SKIP() << "needs a display; ctest runs this under xvfb-run";
+  }
+};
+
+} // namespace
+
+// Start page: the handshake, the announcement of /h2, the address of the page,
+// what it shows, a blocking mute, and the end on WM_QUIT.
+TEST_F(BrowserProgram, StartPageHandshakeAndQuit) {
+  Program program;
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  ASSERT_GE(panel.listener, 0);
+  pid_t pid = Start(program, {program.Page("iStart.htm"), "/h2"}, program.runtime, "start.log");
+  ASSERT_GT(pid, 0);
+  ASSERT_TRUE(panel.Accept(20s));
+  auto soon = Clock::now() + 10s;
+  EXPECT_EQ(panel.Next(soon), "HELLO " + std::to_string(pid));
+  panel.Send("HELLO 0");
+  EXPECT_EQ(panel.Next(soon), "POST 1046 " + std::to_string(pid & 0xFFFF) + " 0");
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + program.Page("iStart.htm")));
+
+  fs::path shot = ShotPath("browser-start.png");
+  unsigned seen = AwaitColour(shot, StartColour, 120, 300, 60, 20, 30s);
+  EXPECT_TRUE(Near(seen, StartColour)) << Hex(seen);
+
+  panel.Send("SEND 273 32805 0");
+  EXPECT_TRUE(panel.Expect("RET 0", 10s));
+  panel.Send("POST 18 0 0");
+  int status = -1;
+  EXPECT_TRUE(Ended(pid, 20s, &status));
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  Stop(pid);
+}
+
+// A game from the game server plays in the Pane; back, forward, reload and the
+// first page work by frames; a path out of the Game folder gets the refusal
+// page; the Pane outlives the Panel.
+TEST_F(BrowserProgram, GamesHistoryAndRefusals) {
+  Program program;
+  std::string game = fs::canonical(program.root / "Game" / "green game.swf").string();
+  std::string served = "http://skerry.local/ombrel/TodayAD.asp?data1=";
+  std::string escape = (program.root / "Game").string() + "/../secret.swf";
+  std::ofstream(program.root / "Web" / "first.htm")
+      << "<html><body style=\"margin:0\">"
+         "<a href=\""
+      << served << game
+      << "\" style=\"display:block;height:198px;background:#AA3300\">play</a>"
+         "<a href=\""
+      << served << escape
+      << "\" style=\"display:block;height:198px;background:#3300AA\">escape</a></body></html>";
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  ASSERT_GE(panel.listener, 0);
+  pid_t pid = Start(program, {program.Page("first.htm"), "/h5"}, program.runtime, "game.log");
+  ASSERT_GT(pid, 0);
+  ASSERT_TRUE(panel.Accept(20s));
+  EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+  panel.Send("HELLO 0");
+  EXPECT_TRUE(panel.Expect("POST 1049 " + std::to_string(pid & 0xFFFF) + " 0", 10s));
+  std::string first = "TEXT 2010 " + program.Page("first.htm");
+  EXPECT_TRUE(panel.Expect(first));
+
+  fs::path shot = ShotPath("browser-game.png");
+  unsigned seen = AwaitColour(shot, PlayColour, 100, 80, 100, 40, 30s);
+  ASSERT_TRUE(Near(seen, PlayColour)) << Hex(seen);
+  ASSERT_EQ(std::system("xdotool mousemove 150 100 click 1"), 0);
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + game, 30s));
+  seen = AwaitColour(shot, GameColour, 130, 170, 50, 50, 90s);
+  EXPECT_TRUE(Near(seen, GameColour)) << "the game didn't play: " << Hex(seen);
+
+  panel.Send("POST 273 32779 0"); // a reload asks the server again
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + game));
+  panel.Send("POST 273 32787 0");
+  EXPECT_TRUE(panel.Expect(first));
+  panel.Send("POST 273 32788 0");
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + game));
+  seen = AwaitColour(shot, GameColour, 130, 170, 50, 50, 30s);
+  EXPECT_TRUE(Near(seen, GameColour)) << "the game didn't come back: " << Hex(seen);
+  panel.Send("POST 273 32789 0");
+  EXPECT_TRUE(panel.Expect(first));
+
+  seen = AwaitColour(shot, EscapeColour, 100, 280, 100, 40, 30s);
+  ASSERT_TRUE(Near(seen, EscapeColour)) << Hex(seen);
+  ASSERT_EQ(std::system("xdotool mousemove 150 300 click 1"), 0);
+  fs::path refused = program.root / "refused.png";
+  seen = AwaitColour(refused, NotFoundColour, 20, 300, 100, 40, 30s);
+  EXPECT_TRUE(Near(seen, NotFoundColour)) << Hex(seen);
+  panel.Expect("never", 2s); // collect what came meanwhile
+  std::string secret = fs::canonical(program.root / "secret.swf").string();
+  EXPECT_FALSE(panel.Seen("TEXT 2010 " + secret));
+
+  panel.Send("SEND 274 61488 0");
+  EXPECT_TRUE(panel.Expect("RET 0", 10s));
+  panel.Send("SEND 274 61472 0");
+  EXPECT_TRUE(panel.Expect("RET 0", 10s));
+
+  if (HasFailure()) {
+    for (const std::string& line : panel.lines)
+      std::printf("received: %s\n", line.c_str());
+  }
+  panel.Close(); // the Panel ends; its Panes are left alone
+  std::this_thread::sleep_for(3s);
+  EXPECT_TRUE(Alive(pid));
+  Stop(pid);
+}
+
+// Bad input: an address of 600 characters, a missing page, no Panel at all.
+TEST_F(BrowserProgram, BadInputNeitherCrashesNorHangs) {
+  Program program;
+  {
+    FakePanel panel(program.runtime / "skerry" / "panel.sock");
+    std::string address = "http://skerry.local/" + std::string(580, 'a');
+    pid_t pid = Start(program, {"/U=" + address, "/h4"}, program.runtime, "long.log");
+    ASSERT_TRUE(panel.Accept(20s));
+    EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+    panel.Send("HELLO 0");
+    EXPECT_TRUE(panel.Expect("POST 1048 " + std::to_string(pid & 0xFFFF) + " 0", 10s));
+    EXPECT_TRUE(panel.Expect("TEXT 2010 " + address.substr(0, 511)));
+    panel.Send("POST 18 0 0");
+    EXPECT_TRUE(Ended(pid, 20s));
+    Stop(pid);
+  }
+  {
+    fs::remove(program.runtime / "skerry" / "panel.sock");
+    FakePanel panel(program.runtime / "skerry" / "panel.sock");
+    std::string missing = (program.root / "Web" / "none at all.htm").string();
+    pid_t pid = Start(program, {missing, "/h0"}, program.runtime, "missing.log");
+    ASSERT_TRUE(panel.Accept(20s));
+    EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+    panel.Send("HELLO 0");
+    EXPECT_TRUE(panel.Expect("POST 1044 " + std::to_string(pid & 0xFFFF) + " 0", 10s));
+    EXPECT_TRUE(panel.Expect("TEXT 2010 " + missing));
+    panel.Send("POST 18 0 0");
+    EXPECT_TRUE(Ended(pid, 20s));
+    Stop(pid);
+  }
+  {
+    // No Panel: a plain window showing the clock page.
+    fs::path nowhere = program.root / "nowhere";
+    fs::create_directories(nowhere);
+    pid_t pid = Start(program, {program.Page("iClock.htm"), "/h0"}, nowhere, "alone.log");
+    fs::path shot = ShotPath("browser-clock.png");
+    unsigned seen = AwaitColour(shot, ClockColour, 20, 20, 40, 40, 40s);
+    EXPECT_TRUE(Near(seen, ClockColour)) << Hex(seen);
+    EXPECT_TRUE(Alive(pid));
+    Stop(pid);
+  }
+}
