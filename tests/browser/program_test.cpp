@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "swf_file.h"
+#include "x11_shots.h"
 
 extern char** environ;
 
@@ -173,91 +174,6 @@ pid_t Start(const Program& program, const std::vector<std::string>& args, const 
     pid = -1;
   posix_spawn_file_actions_destroy(&actions);
   return pid;
-}
-
-// True when the process ended within wait; its exit status into status.
-bool Ended(pid_t pid, std::chrono::seconds wait, int* status = nullptr) {
-  auto deadline = Clock::now() + wait;
-  int s = 0;
-  while (Clock::now() < deadline) {
-    pid_t r = waitpid(pid, &s, WNOHANG);
-    if (r == pid) {
-      if (status)
-        *status = s;
-      return true;
-    }
-    std::this_thread::sleep_for(100ms);
-  }
-  return false;
-}
-
-void Stop(pid_t pid) {
-  if (pid <= 0)
-    return;
-  kill(pid, SIGTERM);
-  if (!Ended(pid, 10s)) {
-    kill(pid, SIGKILL);
-    Ended(pid, 10s);
-  }
-}
-
-fs::path ShotPath(const std::string& name) {
-  fs::path dir = fs::path(SKERRY_SOURCE_DIR) / "screenshots";
-  fs::create_directories(dir);
-  return dir / name;
-}
-
-bool Screenshot(const fs::path& file) {
-  std::string command = "import -window root '" + file.string() + "' 2>/dev/null";
-  return std::system(command.c_str()) == 0;
-}
-
-// The mean colour (0xRRGGBB) of a box of a picture, or ~0u when unreadable.
-unsigned MeanColour(const fs::path& picture, int x, int y, int w, int h) {
-  std::string command = "convert '" + picture.string() + "' -crop " + std::to_string(w) + "x" +
-                        std::to_string(h) + "+" + std::to_string(x) + "+" + std::to_string(y) +
-                        " +repage -resize '1x1!' -depth 8 rgb:- 2>/dev/null";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe)
-    return ~0u;
-  unsigned char rgb[3];
-  size_t got = fread(rgb, 1, 3, pipe);
-  pclose(pipe);
-  if (got != 3)
-    return ~0u;
-  return (rgb[0] << 16) | (rgb[1] << 8) | rgb[2];
-}
-
-bool Near(unsigned a, unsigned b) {
-  for (int shift = 0; shift <= 16; shift += 8) {
-    int d = static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF);
-    if (d < -12 || d > 12)
-      return false;
-  }
-  return true;
-}
-
-// Takes screenshots until the box shows the colour or wait passed; the last
-// screenshot stays in file. Result: the last colour seen.
-unsigned AwaitColour(const fs::path& file, unsigned colour, int x, int y, int w, int h,
-                     std::chrono::seconds wait) {
-  auto deadline = Clock::now() + wait;
-  unsigned seen = ~0u;
-  do {
-    if (Screenshot(file)) {
-      seen = MeanColour(file, x, y, w, h);
-      if (Near(seen, colour))
-        return seen;
-    }
-    std::this_thread::sleep_for(500ms);
-  } while (Clock::now() < deadline);
-  return seen;
-}
-
-std::string Hex(unsigned colour) {
-  char text[16];
-  std::snprintf(text, sizeof text, "#%06X", colour);
-  return text;
 }
 
 bool Alive(pid_t pid) {
