@@ -87,11 +87,16 @@ void KeepPanelShot(const fs::path& shot, const PanelPlace& panel, const std::str
   EXPECT_EQ(std::system(command.c_str()), 0);
 }
 
+// Running children of parent (ended ones not yet reaped left out), oldest first.
 std::vector<pid_t> ChildrenOf(pid_t parent) {
   std::vector<pid_t> children;
-  std::istringstream list(Output("pgrep -P " + std::to_string(parent)));
-  for (pid_t pid; list >> pid;)
-    children.push_back(pid);
+  std::istringstream list(Output("ps --ppid " + std::to_string(parent) + " -o pid=,stat="));
+  pid_t pid;
+  std::string state;
+  while (list >> pid >> state) {
+    if (state[0] != 'Z')
+      children.push_back(pid);
+  }
   return children;
 }
 
@@ -214,6 +219,16 @@ TEST_F(PanelWithPanes, StartPageGameMenuHistoryAndPanesOutliveThePanel) {
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20040, 0));
   seen = AwaitColour(shot, game, paneX + 130, paneY + 200, 50, 50, 60s);
   EXPECT_TRUE(Near(seen, game)) << "forward didn't bring the game back: " << Hex(seen);
+
+  // A game menu Pane that crashed is launched again by the next press of zone 9.
+  std::vector<pid_t> before = ChildrenOf(panelPid);
+  ASSERT_FALSE(before.empty());
+  pid_t gamePane = before.back();
+  kill(gamePane, SIGKILL);
+  std::this_thread::sleep_for(2s);
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
+  seen = AwaitColour(shot, GameAreaColour, paneX + 100, paneY + 330, 100, 30, 60s);
+  EXPECT_TRUE(Near(seen, GameAreaColour)) << "game menu not launched again: " << Hex(seen);
 
   // Closing the Panel leaves the Panes running.
   panes = ChildrenOf(panelPid);

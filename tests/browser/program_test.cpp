@@ -331,3 +331,41 @@ TEST_F(BrowserProgram, BadInputNeitherCrashesNorHangs) {
     Stop(pid);
   }
 }
+
+// The image player (/h1) over a folder: the pictures in name order, next and
+// previous by frames, each one's path in AddressControl.
+TEST_F(BrowserProgram, ImagePlayerStepsThroughAFolder) {
+  Program program;
+  fs::path pictures = program.root / "pictures";
+  fs::create_directories(pictures);
+  ASSERT_EQ(
+      std::system(("convert -size 64x64 xc:'#C01010' '" + (pictures / "a.png").string() +
+                   "' && convert -size 64x64 xc:'#1010C0' '" + (pictures / "b.png").string() + "'")
+                      .c_str()),
+      0);
+  std::ofstream(pictures / "notes.txt") << "not a picture";
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  pid_t pid = Start(program, {pictures.string(), "/h1"}, program.runtime, "player.log");
+  ASSERT_TRUE(panel.Accept(20s));
+  EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+  panel.Send("HELLO 0");
+  EXPECT_TRUE(panel.Expect("POST 1045 " + std::to_string(pid & 0xFFFF) + " 0", 10s));
+  std::string a = "TEXT 2010 " + (pictures / "a.png").string();
+  std::string b = "TEXT 2010 " + (pictures / "b.png").string();
+  EXPECT_TRUE(panel.Expect(a, 30s));
+  panel.Send("POST 273 32777 0"); // pause, so that only the frames below turn pictures
+  fs::path shot = program.root / "player.png";
+  unsigned seen = AwaitColour(shot, 0xC01010, 140, 180, 30, 30, 20s);
+  EXPECT_TRUE(Near(seen, 0xC01010)) << Hex(seen);
+  panel.Send("POST 273 57680 0");
+  EXPECT_TRUE(panel.Expect(b));
+  seen = AwaitColour(shot, 0x1010C0, 140, 180, 30, 30, 20s);
+  EXPECT_TRUE(Near(seen, 0x1010C0)) << Hex(seen);
+  panel.Send("POST 273 57681 0");
+  EXPECT_TRUE(panel.Expect(a));
+  panel.Send("POST 273 57681 0"); // before the first comes the last
+  EXPECT_TRUE(panel.Expect(b));
+  panel.Send("POST 18 0 0");
+  EXPECT_TRUE(Ended(pid, 20s));
+  Stop(pid);
+}
