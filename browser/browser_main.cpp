@@ -537,8 +537,8 @@ QUrl StartUrlOf(const PaneArgs& args) {
 // Chromium's switches, set before the engine starts: stay off the services it
 // can't reach, draw in software unless SKERRY_GPU=1, and run without the
 // sandbox when started as root (where Chromium refuses to run with it).
-void PrepareEngine(int argc) {
-  (void)argc;
+void PrepareEngine() {
+
   QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
   flags += " --disable-background-networking --disable-component-update --disable-sync"
            " --disable-domain-reliability --disable-breakpad --no-pings"
@@ -580,7 +580,7 @@ QString GameHostName(const QString& programDir) {
 int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
-  PrepareEngine(argc);
+  PrepareEngine();
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
   QApplication app(argc, argv);
   QApplication::setQuitOnLastWindowClosed(true);
