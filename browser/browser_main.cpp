@@ -18,6 +18,7 @@
 // Everything runs on the GUI thread; the state of the Pane is the one record
 // `Pane` below.
 #include <QApplication>
+#include <QBuffer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -34,6 +35,9 @@
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
 #include <QWebEngineUrlRequestInterceptor>
+#include <QWebEngineUrlRequestJob>
+#include <QWebEngineUrlScheme>
+#include <QWebEngineUrlSchemeHandler>
 #include <QWebEngineView>
 #include <QWindow>
 
@@ -98,6 +102,8 @@ void ReportAddress(const QString& address) {
 QString PublicAddress(const QUrl& url) {
   if (url.isLocalFile())
     return url.toLocalFile();
+  if (url.scheme() == "skerry-page")
+    return url.path();
   QString prefix = "/" + QString::fromStdString(pane.games.token);
   if (url.host() == "127.0.0.1" && url.port() == pane.serverPort &&
       url.path().startsWith(prefix + "/")) {
@@ -111,6 +117,36 @@ QString PublicAddress(const QUrl& url) {
 }
 
 // --- the game server ----------------------------------------------------------
+
+// Player pages beside videos end in ".htw", which the engine would show as
+// text. A local .htw is redirected to this scheme, which answers the file as
+// HTML with a base of its folder; the scheme may load local files, so the
+// page's relative links still reach the video beside it.
+const QByteArray PlayerPageScheme = "skerry-page";
+constexpr qint64 MaxPlayerPageBytes = 4 * 1024 * 1024;
+
+bool IsPlayerPage(const QString& path) {
+  return path.endsWith(".htw", Qt::CaseInsensitive);
+}
+
+class PlayerPageHandler : public QWebEngineUrlSchemeHandler {
+ public:
+  using QWebEngineUrlSchemeHandler::QWebEngineUrlSchemeHandler;
+  void requestStarted(QWebEngineUrlRequestJob* job) override {
+    QFileInfo info(job->requestUrl().path());
+    QFile file(info.absoluteFilePath());
+    if (!IsPlayerPage(info.fileName()) || !info.isFile() || info.size() > MaxPlayerPageBytes ||
+        !file.open(QIODevice::ReadOnly)) {
+      job->fail(QWebEngineUrlRequestJob::UrlNotFound);
+      return;
+    }
+    QByteArray base = QUrl::fromLocalFile(info.absolutePath() + "/").toEncoded();
+    base.replace('"', "%22");
+    auto* body = new QBuffer(job);
+    body->setData("<base href=\"" + base + "\">\n" + file.readAll());
+    job->reply("text/html", body);
+  }
+};
 
 // The pages were written for a file system that ignores case (the game menu
 // links to "menu1.htm" beside Menu1.htm): a local path that doesn't exist is
@@ -147,6 +183,14 @@ class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
     QUrl url = info.requestUrl();
     if (url.isLocalFile()) {
       QString path = url.toLocalFile();
+      if (IsPlayerPage(path) && QFileInfo(path).isFile()) {
+        QUrl to;
+        to.setScheme(QString::fromLatin1(PlayerPageScheme));
+        to.setPath(path);
+        to.setFragment(url.fragment());
+        info.redirect(to);
+        return;
+      }
       if (!QFileInfo::exists(path)) {
         QString found = PathIgnoringCase(path);
         if (!found.isEmpty()) {
@@ -538,7 +582,6 @@ QUrl StartUrlOf(const PaneArgs& args) {
 // can't reach, draw in software unless SKERRY_GPU=1, and run without the
 // sandbox when started as root (where Chromium refuses to run with it).
 void PrepareEngine() {
-
   QByteArray flags = qgetenv("QTWEBENGINE_CHROMIUM_FLAGS");
   flags += " --disable-background-networking --disable-component-update --disable-sync"
            " --disable-domain-reliability --disable-breakpad --no-pings"
@@ -581,6 +624,10 @@ int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();
+  QWebEngineUrlScheme playerPages(PlayerPageScheme);
+  playerPages.setSyntax(QWebEngineUrlScheme::Syntax::Path);
+  playerPages.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
+  QWebEngineUrlScheme::registerScheme(playerPages);
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
   QApplication app(argc, argv);
   QApplication::setQuitOnLastWindowClosed(true);
@@ -595,6 +642,7 @@ int main(int argc, char** argv) {
   interceptor->setParent(&app);
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
   profile->setUrlRequestInterceptor(interceptor);
+  profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
   // The menus are local files whose links lead to the game server; without

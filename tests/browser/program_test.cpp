@@ -369,3 +369,33 @@ TEST_F(BrowserProgram, ImagePlayerStepsThroughAFolder) {
   EXPECT_TRUE(Ended(pid, 20s));
   Stop(pid);
 }
+
+// A player page beside a video (".htw") shows as a page, and what it links
+// relatively beside it (here a picture) is found.
+TEST_F(BrowserProgram, PlayerPagesShowAsPages) {
+  Program program;
+  fs::path video = program.root / "Video" / "sub dir";
+  fs::create_directories(video);
+  ASSERT_EQ(
+      std::system(
+          ("convert -size 200x100 xc:'#33AA77' '" + (video / "clip.png").string() + "'").c_str()),
+      0);
+  fs::path page = video / "clip.flv.htw";
+  std::ofstream(page) << "<html><body style=\"margin:0;background:#102030\">"
+                         "<img src=\"clip.png\" width=\"310\" height=\"200\"></body></html>";
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  pid_t pid = Start(program, {page.string(), "/h8"}, program.runtime, "htw.log");
+  ASSERT_TRUE(panel.Accept(20s));
+  EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+  panel.Send("HELLO 0");
+  EXPECT_TRUE(panel.Expect("POST 1052 " + std::to_string(pid & 0xFFFF) + " 0", 10s));
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + page.string()));
+  fs::path shot = program.root / "htw.png";
+  unsigned seen = AwaitColour(shot, 0x33AA77, 100, 50, 100, 80, 30s);
+  EXPECT_TRUE(Near(seen, 0x33AA77)) << Hex(seen);
+  seen = MeanColour(shot, 100, 300, 100, 50);
+  EXPECT_TRUE(Near(seen, 0x102030)) << "not shown as a page: " << Hex(seen);
+  panel.Send("POST 18 0 0");
+  EXPECT_TRUE(Ended(pid, 20s));
+  Stop(pid);
+}
