@@ -36,14 +36,14 @@ constexpr int AddressControl = 2010;
 // A status line of a background job: 260 bytes with the end mark, so at most
 // 259 characters of text. Empty means that no job works on that line.
 class StatusLine {
-public:
+ public:
   static constexpr std::size_t Size = 260;
   void Set(const std::string& text);
   std::string Get() const;
   bool Empty() const;
   void Clear() { Set(std::string()); }
 
-private:
+ private:
   mutable std::mutex lock_;
   std::string text_;
 };

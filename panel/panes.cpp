@@ -123,11 +123,11 @@ void LaunchPane(PaneRow row, const char* address) {
   PaneLaunch launch;
   if (!ComposePaneLaunch(row, address, &launch))
     return;
-  ProcessSpec spec;
-  spec.program = launch.program;
-  spec.arguments = launch.arguments;
-  spec.detach = true; // Panes outlive the Panel
-  ProcessResult started = ProcessStart(spec);
+  ProcessRequest request;
+  request.program = launch.program;
+  request.arguments = launch.arguments;
+  request.detach = true; // Panes outlive the Panel
+  ProcessResult started = ProcessStart(request);
   if (started.pid <= 0)
     return;
   {

@@ -1,5 +1,5 @@
 // Child processes through posix_spawn: the environment is the parent's with
-// the ProcessSpec entries laid over it, the signal mask is cleared and SIGPIPE and
+// the ProcessRequest entries laid over it, the signal mask is cleared and SIGPIPE and
 // SIGCHLD go back to their defaults, so a child doesn't inherit what the
 // Panel ignores. Our own descriptors are all close-on-exec; nothing else is
 // passed. Forgotten processes sit in a small list until they are reaped.
@@ -55,19 +55,19 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& addit
 
 } // namespace
 
-ProcessResult ProcessStart(const ProcessSpec& spec) {
+ProcessResult ProcessStart(const ProcessRequest& request) {
   ProcessReap();
   ProcessResult result;
-  if (spec.program.empty() || spec.program.find('\0') != std::string::npos) {
+  if (request.program.empty() || request.program.find('\0') != std::string::npos) {
     result.error = "no program";
     return result;
   }
   std::vector<char*> argv;
-  argv.push_back(const_cast<char*>(spec.program.c_str()));
-  for (const std::string& a : spec.arguments)
+  argv.push_back(const_cast<char*>(request.program.c_str()));
+  for (const std::string& a : request.arguments)
     argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
-  std::vector<std::string> env = MergedEnvironment(spec.environment);
+  std::vector<std::string> env = MergedEnvironment(request.environment);
   std::vector<char*> envp;
   for (std::string& e : env)
     envp.push_back(e.data());
@@ -83,18 +83,19 @@ ProcessResult ProcessStart(const ProcessSpec& spec) {
   posix_spawnattr_setsigmask(&attr, &none);
   posix_spawnattr_setsigdefault(&attr, &defaults);
   short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-  if (spec.detach)
+  if (request.detach)
     flags |= POSIX_SPAWN_SETSID;
   posix_spawnattr_setflags(&attr, flags);
 
   pid_t pid = 0;
-  bool searchPath = spec.program.find('/') == std::string::npos;
-  int rc = searchPath
-               ? posix_spawnp(&pid, spec.program.c_str(), nullptr, &attr, argv.data(), envp.data())
-               : posix_spawn(&pid, spec.program.c_str(), nullptr, &attr, argv.data(), envp.data());
+  bool searchPath = request.program.find('/') == std::string::npos;
+  int rc =
+      searchPath
+          ? posix_spawnp(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data())
+          : posix_spawn(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data());
   posix_spawnattr_destroy(&attr);
   if (rc != 0) {
-    result.error = spec.program + ": " + std::strerror(rc);
+    result.error = request.program + ": " + std::strerror(rc);
     return result;
   }
   result.pid = pid;
@@ -125,8 +126,8 @@ bool ProcessWait(ProcessResult* process, int timeoutMs) {
   }
 }
 
-ProcessResult ProcessRun(const ProcessSpec& spec, int timeoutMs) {
-  ProcessResult result = ProcessStart(spec);
+ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs) {
+  ProcessResult result = ProcessStart(request);
   if (result.pid > 0 && !ProcessWait(&result, timeoutMs) && result.error.empty())
     result.error = "still running";
   return result;
@@ -151,7 +152,7 @@ void ProcessReap() {
   }
 }
 
-std::string ProcessCommandLine(const ProcessSpec& spec) {
+std::string ProcessCommandLine(const ProcessRequest& request) {
   auto quote = [](const std::string& s) {
     if (!s.empty() && s.find_first_of(" \t\"") == std::string::npos)
       return s;
@@ -163,8 +164,8 @@ std::string ProcessCommandLine(const ProcessSpec& spec) {
     }
     return q + "\"";
   };
-  std::string line = quote(spec.program);
-  for (const std::string& a : spec.arguments)
+  std::string line = quote(request.program);
+  for (const std::string& a : request.arguments)
     line += " " + quote(a);
   return line;
 }

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-struct ProcessSpec {
+struct ProcessRequest {
   // A path, or a bare name looked up on PATH.
   std::string program;
   // argv[1..]; argv[0] is program.
@@ -26,14 +26,14 @@ struct ProcessResult {
 
 // Starts the program and returns at once. A missing or non-executable program
 // gives pid 0 and the reason in error.
-ProcessResult ProcessStart(const ProcessSpec& spec);
+ProcessResult ProcessStart(const ProcessRequest& request);
 
 // Waits at most timeoutMs (negative: for ever) for the process to end. True
 // when it ended; exitCode is then filled and the process is reaped.
 bool ProcessWait(ProcessResult* process, int timeoutMs);
 
 // Start, then wait at most timeoutMs.
-ProcessResult ProcessRun(const ProcessSpec& spec, int timeoutMs);
+ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs);
 
 // Leaves a started process to run on its own; it is reaped by a later
 // ProcessStart or ProcessReap once it ends, so no zombie stays.
@@ -43,4 +43,4 @@ void ProcessReap();
 // The command line as text, for status lines and tests: program and
 // arguments joined by blanks, an argument with blanks or quotes in double
 // quotes. Never run through a shell.
-std::string ProcessCommandLine(const ProcessSpec& spec);
+std::string ProcessCommandLine(const ProcessRequest& request);

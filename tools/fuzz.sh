@@ -22,7 +22,7 @@ for t in "${targets[@]}"; do
   seeds=()
   [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
   echo "fuzz: $name for ${seconds}s"
-  "build/fuzz/$t" -max_total_time="$seconds" -print_final_stats=0 "$work" "${seeds[@]}" \
+  "build/fuzz/fuzz/$t" -max_total_time="$seconds" -print_final_stats=0 "$work" "${seeds[@]}" \
     2>build/fuzz/$name.log || { tail -50 build/fuzz/$name.log; exit 1; }
 done
 echo "fuzz: all targets ran ${seconds}s without a finding"

@@ -13,7 +13,7 @@ packages=(
   libgl-dev libxkbcommon-dev
   libcurl4-openssl-dev curl
   ffmpeg
-  xvfb xauth xdotool x11-utils imagemagick
+  xvfb xauth xdotool x11-utils imagemagick libx11-dev
   fonts-dejavu-core
 )
 

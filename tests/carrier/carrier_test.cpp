@@ -156,10 +156,10 @@ TEST_F(CarrierTest, SecondListenerIsRefused) {
   std::string error;
   EXPECT_FALSE(CarrierListen(RecordingHandlers(), &error));
 
-  ProcessSpec spec;
-  spec.program = FAKE_PANE;
-  spec.arguments = {"--listen"};
-  ProcessResult other = ProcessRun(spec, 10000);
+  ProcessRequest request;
+  request.program = FAKE_PANE;
+  request.arguments = {"--listen"};
+  ProcessResult other = ProcessRun(request, 10000);
   EXPECT_EQ(other.exitCode, 3) << other.error;
 
   // The first Panel still answers.

@@ -12,7 +12,7 @@ namespace {
 
 struct RunRow {
   const char* name;
-  ProcessSpec spec;
+  ProcessRequest request;
   int exitCode; // -1: nothing may start
 };
 
@@ -39,7 +39,7 @@ TEST(Process, RunsWithoutShellAndReportsExit) {
       {"empty program", {"", {}, {}, false}, -1},
   };
   for (const RunRow& row : rows) {
-    ProcessResult r = ProcessRun(row.spec, 10000);
+    ProcessResult r = ProcessRun(row.request, 10000);
     if (row.exitCode < 0) {
       EXPECT_EQ(r.pid, 0) << row.name;
       EXPECT_FALSE(r.error.empty()) << row.name;
