@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -174,14 +175,20 @@ bool CopyFileTo(const std::string& from, const char* path) {
 
 // Gives the data of from a second name to: a hard link where the file system
 // allows it (both names are only ever replaced, never rewritten in place),
-// else a copy. to is replaced.
+// else a copy. The new name is made beside to and renamed over it, so
+// whatever stood at to is kept when neither a link nor a copy can be made.
 bool ShareFile(const std::string& from, const char* to) {
-  struct stat st {};
-  if (lstat(to, &st) == 0 && !S_ISDIR(st.st_mode))
-    unlink(to);
-  if (link(from.c_str(), to) == 0)
-    return true;
-  return CopyFileTo(from, to);
+  static std::atomic<unsigned> serial{0};
+  std::string temp = std::string(to) + ".part-" + std::to_string(getpid()) + "-" +
+                     std::to_string(serial.fetch_add(1));
+  unlink(temp.c_str());
+  if (link(from.c_str(), temp.c_str()) != 0 && !CopyFileTo(from, temp.c_str()))
+    return false;
+  if (rename(temp.c_str(), to) != 0) {
+    unlink(temp.c_str());
+    return false;
+  }
+  return true;
 }
 
 // Where the body goes while it arrives: straight into a target that did not
@@ -278,7 +285,7 @@ bool FinishSink(Sink& sink) {
   }
   if (sink.stageIsCache)
     return ShareFile(sink.stagePath, sink.path);
-  bool ok = rename(sink.stagePath.c_str(), sink.path) == 0 || CopyFileTo(sink.stagePath, sink.path);
+  bool ok = rename(sink.stagePath.c_str(), sink.path) == 0 || ShareFile(sink.stagePath, sink.path);
   unlink(sink.stagePath.c_str());
   return ok;
 }
