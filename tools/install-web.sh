@@ -19,5 +19,5 @@ fi
 mkdir -p "$dir"
 [ -f "$dir/package.json" ] || echo '{ "name": "skerry-web", "private": true }' >"$dir/package.json"
 echo "install-web: installing @ruffle-rs/ruffle into $dir"
-npm install --prefix "$dir" --no-audit --no-fund --loglevel=error @ruffle-rs/ruffle
+npm install --prefix "$dir" --no-audit --no-fund --loglevel=error @ruffle-rs/ruffle@0.6.0
 [ -f "$pkg/ruffle.js" ] || { echo "install-web: the package has no ruffle.js" >&2; exit 1; }
