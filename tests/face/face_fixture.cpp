@@ -77,6 +77,14 @@ void FaceTest::CopySkin(const std::string& committed, const std::string& name) c
                              std::filesystem::copy_options::overwrite_existing);
 }
 
+std::string Box(Hwnd window) {
+  Rect r{};
+  if (!WinGetWindowRect(window, &r))
+    return "no window";
+  return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
+         std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
+}
+
 std::string CommittedSkin(const std::string& name) {
   return std::string(SKERRY_SOURCE_DIR) + "/resources/program/" + name;
 }

@@ -1,7 +1,5 @@
-// Shared set-up of the face tests: a program folder in a temporary folder,
-// the headless window backend with a Panel window of the upright size, and a
-// clean PanelState. Pictures are built in memory or copied from the
-// committed skins.
+// Face tests: a temporary program folder, the headless backend, an upright
+// Panel window and a clean PanelState.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +18,6 @@ class FaceTest : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  // A file beside the program.
   std::string Beside(const std::string& name) const { return (folder / name).string(); }
   // Copies a committed skin beside the program under name.
   void CopySkin(const std::string& committed, const std::string& name) const;
@@ -29,7 +26,6 @@ class FaceTest : public ::testing::Test {
   Hwnd window = 0;
 };
 
-// Resets every field of the Panel record to its start value.
 void ResetPanel();
 
 // A picture of the given size and depth whose pixel (x, y) (top-down) is
@@ -38,9 +34,9 @@ Bitmap MakePicture(int width, int height, int bits,
                    const std::function<std::uint32_t(int, int)>& colour);
 // Pixel (x, y), top-down, of a picture as 0xRRGGBB (16-bit pixels widened).
 std::uint32_t PixelAt(const Bitmap& bitmap, int x, int y);
-// The committed skin's path in the source tree.
 std::string CommittedSkin(const std::string& name);
-// Canvas pixel (x, y).
+// A window's place as "left,top widthxheight".
+std::string Box(Hwnd window);
 inline std::uint32_t At(const Canvas* c, int x, int y) {
   return c->pixels[y * c->width + x];
 }

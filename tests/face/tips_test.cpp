@@ -1,4 +1,4 @@
-// The string lists, the tip readers and the tool table of the Panel.
+// The string lists, the tip readers and the Panel's tool table.
 #include <cstring>
 #include <thread>
 #include <vector>
@@ -29,110 +29,34 @@ std::string ToolText(int zone) {
 
 } // namespace
 
-TEST_F(Tips, EveryEnglishText) {
-  struct Row {
-    int index;
-    const char* text;
-  };
-  const Row rows[] = {
-      {0, "Close"},
-      {1, "Close/Delete"},
-      {10, "Maximize"},
-      {20, "Minimize"},
-      {30, "Forward"},
-      {40, "Backward"},
-      {50, "Refresh"},
-      {60, "~7Start"},
-      {70, "Refresh"},
-      {71, "Pause"},
-      {72, "Messenger"},
-      {73, "Video Play"},
-      {80, "Backward"},
-      {81, "Game"},
-      {82, "Game"},
-      {90, "Start / Max"},
-      {91, "Image Play"},
-      {92, "Image Play"},
-      {100, "Forward"},
-      {101, "Channel"},
-      {102, "Channel"},
-      {110, "Home Page"},
-      {120, "Exit"},
-      {130, "~14"},
-      {140, "~15"},
-      {150, "~16"},
-      {160, "~17"},
-      {170, "Rotate"},
-      {180, "Change Skin"},
-      {190, "Topmost"},
-      {200, "Collect Games from Cache"},
-      {201, "Collect the Video"},
-      {202, "Collect Top Games"},
-      {210, "Collect the Video to Phone"},
-      {211, "Daily Collection(Prompt)Setting:Right-Click"},
-      {212, "Daily Collection(Auto)"},
-      {213, "Daily Collection(Disable)"},
-      {220, "Mute"},
-      {230, "Date"},
-      {240, "~25"},
-      {250, "0"},
-      {74, "<none>"},
-      {2, "<none>"},
-      {260, "<none>"},
-      {-1, "<none>"},
-  };
-  for (const Row& row : rows)
-    EXPECT_EQ(Tip(row.index), row.text) << row.index;
+// Every tip index from -1 to 269 that has a text, as "index=text|".
+static std::string AllTips() {
+  std::string all;
+  for (int index = -1; index < 270; ++index)
+    if (std::string text = Tip(index); text != "<none>")
+      all += std::to_string(index) + "=" + text + "|";
+  return all;
 }
 
-TEST_F(Tips, EveryChineseText) {
+TEST_F(Tips, EveryTextOfBothLists) {
+  EXPECT_EQ(AllTips(),
+            "0=Close|1=Close/Delete|10=Maximize|20=Minimize|30=Forward|40=Backward|50=Refresh|"
+            "60=~7Start|70=Refresh|71=Pause|72=Messenger|73=Video Play|80=Backward|81=Game|82=Game|"
+            "90=Start / Max|91=Image Play|92=Image Play|100=Forward|101=Channel|102=Channel|"
+            "110=Home Page|120=Exit|130=~14|140=~15|150=~16|160=~17|170=Rotate|180=Change Skin|"
+            "190=Topmost|200=Collect Games from Cache|201=Collect the Video|202=Collect Top Games|"
+            "210=Collect the Video to Phone|211=Daily Collection(Prompt)Setting:Right-Click|"
+            "212=Daily Collection(Auto)|213=Daily Collection(Disable)|220=Mute|230=Date|240=~25|"
+            "250=0|");
   LanguageOffset = 1000;
-  struct Row {
-    int index;
-    const char* text;
-  };
-  const Row rows[] = {
-      {0, "關閉本頁"},
-      {1, "關閉本頁/刪除檔案"},
-      {10, "最大化"},
-      {20, "最小化"},
-      {30, "下一頁"},
-      {40, "上一頁"},
-      {50, "重新整理"},
-      {60, "~7Start"},
-      {70, "重新整理"},
-      {71, "暫停"},
-      {72, "電訊大廳"},
-      {73, "播放存檔影片"},
-      {80, "上一步"},
-      {81, "數位遊戲"},
-      {82, "數位遊戲"},
-      {90, "開始播放"},
-      {91, "數位相框開始/放大"},
-      {92, "數位相框開始/放大"},
-      {100, "下一步"},
-      {101, "網路頻道"},
-      {102, "網路頻道"},
-      {110, "首頁"},
-      {120, "離開"},
-      {130, "~14"},
-      {170, "旋轉面板"},
-      {180, "更換面板"},
-      {190, "最上層"},
-      {200, "收藏正在Cache的遊戲"},
-      {201, "收藏影片"},
-      {202, " 收藏排行榜上的遊戲"},
-      {210, "收藏影片到手機"},
-      {211, "每日搜集(手動)Setting:Right-Click"},
-      {212, "每日搜集(自動)"},
-      {213, "每日搜集(關閉)"},
-      {220, "靜音"},
-      {230, "日曆"},
-      {240, "~25"},
-      {250, "0"},
-  };
-  for (const Row& row : rows)
-    EXPECT_EQ(Tip(row.index), row.text) << row.index;
+  EXPECT_EQ(AllTips(), "0=關閉本頁|1=關閉本頁/刪除檔案|10=最大化|20=最小化|30=下一頁|40=上一頁|"
+                       "50=重新整理|60=~7Start|70=重新整理|71=暫停|72=電訊大廳|73=播放存檔影片|"
+                       "80=上一步|81=數位遊戲|82=數位遊戲|90=開始播放|91=數位相框開始/放大|"
+                       "92=數位相框開始/放大|100=下一步|101=網路頻道|102=網路頻道|110=首頁|"
+                       "120=離開|130=~14|140=~15|150=~16|160=~17|170=旋轉面板|180=更換面板|"
+                       "190=最上層|200=收藏正在Cache的遊戲|201=收藏影片|202= 收藏排行榜上的遊戲|"
+                       "210=收藏影片到手機|211=每日搜集(手動)Setting:Right-Click|"
+                       "212=每日搜集(自動)|213=每日搜集(關閉)|220=靜音|230=日曆|240=~25|250=0|");
 }
 
 TEST_F(Tips, ReadListFieldResultAndUntouchedOutput) {

@@ -1,4 +1,6 @@
 // The tray icon, its menu and the click rules.
+#include <utility>
+
 #include "face_fixture.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
@@ -6,16 +8,11 @@
 
 using Tray = FaceTest;
 
-TEST_F(Tray, IconAddAndDelete) {
+TEST_F(Tray, IconAndClicksShowThePanelNotTopmost) {
   EXPECT_NE(TrayIcon(window, 0), 0);
   EXPECT_EQ(HeadlessTrayIcons(), 1);
   TrayIcon(window, 2);
   EXPECT_EQ(HeadlessTrayIcons(), 0);
-  HeadlessSetTrayAvailable(false);
-  EXPECT_EQ(TrayIcon(window, 0), 0);
-}
-
-TEST_F(Tray, ClicksShowThePanelNotTopmost) {
   WinShowWindow(window, SW_HIDE);
   HeadlessClearCalls();
   TrayEvent(window, 2010, WM_LBUTTONDBLCLK);
@@ -33,6 +30,8 @@ TEST_F(Tray, ClicksShowThePanelNotTopmost) {
   TrayEvent(window, 2011, WM_LBUTTONDOWN);
   TrayEvent(window, 2010, WM_RBUTTONDOWN + 1); // the release is ignored
   EXPECT_TRUE(HeadlessCalls().empty());
+  HeadlessSetTrayAvailable(false);
+  EXPECT_EQ(TrayIcon(window, 0), 0);
 }
 
 TEST_F(Tray, RightClickOpensTheMenuOfTheLanguage) {
@@ -40,8 +39,7 @@ TEST_F(Tray, RightClickOpensTheMenuOfTheLanguage) {
   TrayEvent(window, 2010, WM_RBUTTONDOWN);
   auto menus = HeadlessCallsOf("trackPopupMenu", window);
   ASSERT_EQ(menus.size(), 1u);
-  EXPECT_EQ(menus[0].x, 640);
-  EXPECT_EQ(menus[0].y, 790);
+  EXPECT_EQ(std::pair(menus[0].x, menus[0].y), std::pair(640, 790));
   EXPECT_NE(menus[0].text.find("&Open UI"), std::string::npos) << menus[0].text;
   EXPECT_NE(menus[0].text.find("Hot &News"), std::string::npos);
   EXPECT_NE(menus[0].text.find("&Exit"), std::string::npos);

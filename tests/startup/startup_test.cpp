@@ -1,7 +1,5 @@
-// Start-up and the exit road on the headless backend, with the real carrier
-// socket in a temporary runtime folder: the /Top mode, a missing skin, a
-// normal start, the exit question, and a second instance beside a running
-// Panel (a plain listening socket stands in for the first one).
+// Start-up and exit on the headless backend, with the real carrier socket in a
+// temporary runtime folder (a plain listening socket plays a running Panel).
 #include <gtest/gtest.h>
 
 #include <sys/socket.h>
@@ -37,12 +35,16 @@ const DispatcherServices recording = [] {
   return s;
 }();
 
-int Main(std::vector<std::string> args) {
+std::vector<char*> Argv(std::vector<std::string>& args) {
   std::vector<char*> argv;
   for (std::string& a : args)
     argv.push_back(a.data());
   argv.push_back(nullptr);
-  return SkerryMain(static_cast<int>(args.size()), argv.data());
+  return argv;
+}
+
+int Main(std::vector<std::string> args) {
+  return SkerryMain(static_cast<int>(args.size()), Argv(args).data());
 }
 
 class Startup : public ::testing::Test {
@@ -110,14 +112,11 @@ TEST(StartupText, TopSwitchAndLanguage) {
       {"without the slash", {"skerry", "Top"}, false},
       {"longer", {"skerry", "/Topmost"}, false},
   };
-  for (const Row& row : rows) {
-    std::vector<char*> argv;
-    std::vector<std::string> args = row.args;
-    for (std::string& a : args)
-      argv.push_back(a.data());
-    EXPECT_EQ(IsTopSwitch(CommandLineText(static_cast<int>(argv.size()), argv.data())), row.top)
+  for (Row& row : rows)
+    EXPECT_EQ(
+        IsTopSwitch(CommandLineText(static_cast<int>(row.args.size()), Argv(row.args).data())),
+        row.top)
         << row.name;
-  }
 
   struct Lang {
     const char* locale;
@@ -169,9 +168,8 @@ TEST_F(Startup, PanelStartsWithTheLowSkinAndLaunchesTheStartPage) {
   EXPECT_EQ(info.className, "#32770");
   EXPECT_EQ(info.title, "Tessel Skerry");
   EXPECT_TRUE(info.visible);
-  EXPECT_EQ(info.rect.right - info.rect.left, 350);
-  EXPECT_EQ(info.rect.bottom - info.rect.top, 593);
-  EXPECT_EQ(info.rect.left, (1000 - 350) / 2);
+  EXPECT_EQ(std::vector<int>({info.rect.left, info.rect.right, info.rect.bottom - info.rect.top}),
+            std::vector<int>({325, 675, 593}));
   EXPECT_EQ(info.timers, std::vector<int>{2});
   ASSERT_NE(Panel().SkinBitmap, nullptr);
   EXPECT_EQ(Panel().SkinBitmap->Width, 4);
@@ -190,9 +188,8 @@ TEST_F(Startup, PanelStartsWithTheLowSkinAndLaunchesTheStartPage) {
   HeadlessScriptAnswers({IDYES});
   WinPostMessage(panel, WM_COMMAND, 214, 0);
   HeadlessPump();
-  EXPECT_EQ(HeadlessBoxes().size(), 2u);
-  EXPECT_EQ(HeadlessBoxes()[1].text, "Do you want to exit Tessel Skerry ?");
-  EXPECT_EQ(HeadlessBoxes()[1].title, "Tessel Skerry");
+  EXPECT_EQ(BoxTexts(),
+            std::vector<std::string>(2, "Tessel Skerry: Do you want to exit Tessel Skerry ?"));
   EXPECT_EQ(HeadlessBoxes()[1].type, MB_YESNO);
   ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
   EXPECT_TRUE(info.dialogEnded);
