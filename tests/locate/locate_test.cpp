@@ -48,119 +48,72 @@ class LocateTest : public testing::Test {
     StopServer(server);
     DropWebEnv(env);
   }
-  // The paths asked for, in order.
-  std::vector<std::string> Asked() {
-    std::vector<std::string> paths;
+  // The paths asked for, in order, each followed by a blank.
+  std::string Asked() {
+    std::string paths;
     for (const std::string& r : server.Requests())
-      paths.push_back(r.substr(4, r.find(' ', 4) - 4));
+      paths += r.substr(4, r.find(' ', 4) - 4) + " ";
     return paths;
+  }
+  struct Row {
+    const char* name;
+    const char* text;
+    int result;
+    const char* output; // "unchanged" for an untouched buffer
+    const char* asked;
+  };
+  template <std::size_t N, typename Call> void CheckRows(const Row (&rows)[N], Call call) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.name);
+      char output[512] = "unchanged";
+      EXPECT_EQ(call(row.text, output), row.result);
+      EXPECT_STREQ(output, row.output);
+      EXPECT_EQ(Asked(), row.asked);
+      ResetServer(server);
+      Serve();
+    }
   }
   WebEnv env;
   ScriptServer server;
 };
 
 TEST_F(LocateTest, FindsTheFileInTheOrderOfItsWays) {
-  struct Row {
-    const char* name;
-    const char* text;
-    int result;
-    const char* output; // "unchanged" for an untouched buffer
-    std::vector<std::string> asked;
-  };
   const Row rows[] = {
-      {"a direct link is the file",
-       "http://games.test/g/Game.SWF",
-       0,
-       "http://games.test/g/Game.SWF",
-       {}},
-      {"a picture leads nowhere", "http://games.test/a.jpg", -1, "unchanged", {}},
-      {"a query with a point in its last five", "http://games.test/p?f=a.gif", -1, "unchanged", {}},
-      {"a page with a large embed, decoded",
-       "http://games.test/game.htm",
-       0,
-       "http://games.test/files/big game.swf",
-       {"/game.htm"}},
-      {"an absolute candidate beats a relative one",
-       "http://games.test/mixed.htm",
-       0,
-       "http://games.test/small.swf",
-       {"/mixed.htm"}},
-      {"a folder link is scanned, relative link",
-       "http://games.test/relative/",
-       0,
-       "http://games.test/relative/play/large.swf",
-       {"/relative/", "/relative/"}},
-      {"a list page becomes its show page",
-       "http://games.test/flash_games.php?id=7",
-       0,
-       "http://games.test/shown.swf",
-       {"/flash_show.php?id=7"}},
-      {"a port in the found link is refused",
-       "http://games.test/port.htm",
-       -2,
-       "http://games.test:81/g.swf",
-       {"/port.htm"}},
-      {"a page without a game",
-       "http://games.test/nothing.htm",
-       -1,
-       "unchanged",
-       {"/nothing.htm", "/nothing.htm"}},
-      {"a plain word: the search page itself is scanned",
-       "nothing",
-       -1,
-       "unchanged",
-       {"/search?p=nothing", "/search?p=nothing"}},
+      {"a direct link is the file", "http://games.test/g/Game.SWF", 0,
+       "http://games.test/g/Game.SWF", ""},
+      {"a picture leads nowhere", "http://games.test/a.jpg", -1, "unchanged", ""},
+      {"a query with a point in its last five", "http://games.test/p?f=a.gif", -1, "unchanged", ""},
+      {"a page with a large embed, decoded", "http://games.test/game.htm", 0,
+       "http://games.test/files/big game.swf", "/game.htm "},
+      {"an absolute candidate beats a relative one", "http://games.test/mixed.htm", 0,
+       "http://games.test/small.swf", "/mixed.htm "},
+      {"a folder link is scanned, relative link", "http://games.test/relative/", 0,
+       "http://games.test/relative/play/large.swf", "/relative/ /relative/ "},
+      {"a list page becomes its show page", "http://games.test/flash_games.php?id=7", 0,
+       "http://games.test/shown.swf", "/flash_show.php?id=7 "},
+      {"a port in the found link is refused", "http://games.test/port.htm", -2,
+       "http://games.test:81/g.swf", "/port.htm "},
+      {"a page without a game", "http://games.test/nothing.htm", -1, "unchanged",
+       "/nothing.htm /nothing.htm "},
+      {"a plain word: the search page itself is scanned", "nothing", -1, "unchanged",
+       "/search?p=nothing /search?p=nothing "},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    char output[512] = "unchanged";
-    EXPECT_EQ(LocateGameFile(row.text, output, ".swf"), row.result);
-    EXPECT_STREQ(output, row.output);
-    EXPECT_EQ(Asked(), row.asked);
-    ResetServer(server);
-    Serve();
-  }
+  CheckRows(rows, [](const char* text, char* out) { return LocateGameFile(text, out, ".swf"); });
 }
 
 TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
-  struct Row {
-    const char* name;
-    const char* text;
-    int result;
-    const char* output;
-    std::vector<std::string> asked;
-  };
   const Row rows[] = {
-      {"first marker, second result holds the game",
-       "puzzle",
-       0,
+      {"first marker, second result holds the game", "puzzle", 0,
        "http://games.test/files/big game.swf",
-       {"/search?p=puzzle", "/nothing.htm", "/nothing.htm", "/game.htm"}},
-      {"second marker after the first gave nothing",
-       "maze",
-       0,
-       "http://games.test/shown.swf",
-       {"/search?p=maze", "/search?p=maze", "/flash_show.php?id=7"}},
-      {"found by no result",
-       "nothing",
-       -1,
-       "class=",
-       {"/search?p=nothing", "/search?p=nothing", "/nothing.htm", "/nothing.htm"}},
-      {"a link is not searched",
-       "http://games.test/game.htm",
-       -1,
-       "http://games.test/game.htm",
-       {}},
+       "/search?p=puzzle /nothing.htm /nothing.htm /game.htm "},
+      {"second marker after the first gave nothing", "maze", 0, "http://games.test/shown.swf",
+       "/search?p=maze /search?p=maze /flash_show.php?id=7 "},
+      {"found by no result", "nothing", -1,
+       "class=", "/search?p=nothing /search?p=nothing /nothing.htm /nothing.htm "},
+      {"a link is not searched", "http://games.test/game.htm", -1, "http://games.test/game.htm",
+       ""},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    char output[512] = "";
-    EXPECT_EQ(SearchGameLink(row.text, output), row.result);
-    EXPECT_STREQ(output, row.output);
-    EXPECT_EQ(Asked(), row.asked);
-    ResetServer(server);
-    Serve();
-  }
+  CheckRows(rows, SearchGameLink);
 }
 
 TEST(BuildSearchAddress, UsesTheSearchHostSetting) {

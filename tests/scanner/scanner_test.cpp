@@ -32,6 +32,22 @@ Scan ScanText(const std::string& page, int mode, const char* marker, const char*
   return {got, result};
 }
 
+struct ScanRow {
+  const char* name;
+  std::string page;
+  int result;
+  std::string text;
+};
+
+template <std::size_t N>
+void CheckRows(const ScanRow (&rows)[N], int mode, const char* marker, const char* entry) {
+  for (const ScanRow& row : rows) {
+    Scan scan = ScanText(row.page, mode, marker, entry);
+    EXPECT_EQ(scan.result, row.result) << row.name;
+    EXPECT_EQ(scan.text, row.text) << row.name;
+  }
+}
+
 TEST(ParseSizeValue, ReadsNumbersPerCentAndCommas) {
   struct Row {
     const char* text;
@@ -80,14 +96,8 @@ TEST(MeasureObject, ReadsTagAttributesOrScriptArguments) {
 }
 
 TEST(ScanFieldValue, TakesTheValueUpToItsStop) {
-  struct Row {
-    const char* name;
-    std::string page;
-    int result;
-    std::string text;
-  };
   const std::string marker = "C5%7Chttp%3A";
-  const Row rows[] = {
+  const ScanRow rows[] = {
       {"stop at %2C", "x=" + marker + "%2F%2Fv.test%2Fa.flv%2C22", 32,
        marker + "%2F%2Fv.test%2Fa.flv"},
       {"stop at an ampersand", "a&fmt=" + marker + "//v.test/b&x", 22, marker + "//v.test/b"},
@@ -99,22 +109,11 @@ TEST(ScanFieldValue, TakesTheValueUpToItsStop) {
        marker + std::string(499, 'a')},
       {"no marker", "nothing here", 0, "entry"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    Scan scan = ScanText(row.page, ScanFieldValue, marker.c_str(), "entry");
-    EXPECT_EQ(scan.result, row.result);
-    EXPECT_EQ(scan.text, row.text);
-  }
+  CheckRows(rows, ScanFieldValue, marker.c_str(), "entry");
 }
 
 TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
-  struct Row {
-    const char* name;
-    std::string page;
-    int result;
-    std::string text;
-  };
-  const Row rows[] = {
+  const ScanRow rows[] = {
       {"per-cent sizes are large",
        "<embed src=\"http://a.test/g.swf\" width=\"100%\" height=\"100%\"><embed "
        "src=\"http://a.test/h.swf\" width=900 height=900>",
@@ -144,22 +143,11 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
       {"no closing quote", "<embed src=\"http://a.test/g.swf width=640", 0, ""},
       {"marker at the very first byte", "http://a.test/g.swf", 0, ""},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    Scan scan = ScanText(row.page, ScanEmbedLink, "http://", ".swf");
-    EXPECT_EQ(scan.result, row.result);
-    EXPECT_EQ(scan.text, row.text);
-  }
+  CheckRows(rows, ScanEmbedLink, "http://", ".swf");
 }
 
 TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
-  struct Row {
-    const char* name;
-    std::string page;
-    int result;
-    std::string text;
-  };
-  const Row rows[] = {
+  const ScanRow rows[] = {
       {"relative to the page's folder", "<embed src=\"games/g.swf\" width=640 height=480>", 33,
        "http://games.test/dir/games/g.swf"},
       {"with a leading slash", "<embed src=\"/root/g.swf\" width=640 height=480>", 28,
@@ -182,12 +170,7 @@ TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
       {"ampersand behind: back to the double quote",
        "<param value=\"p.swf&q=1\" width=640 height=480>", 27, "http://games.test/dir/p.swf"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    Scan scan = ScanText(row.page, ScanRelativeLink, ".swf", ".swf");
-    EXPECT_EQ(scan.result, row.result);
-    EXPECT_EQ(scan.text, row.text);
-  }
+  CheckRows(rows, ScanRelativeLink, ".swf", ".swf");
 }
 
 TEST(ScanRelativeLink, NeverBuildsAResultOf512OrMore) {
@@ -242,7 +225,6 @@ TEST_F(ScanPageServed, ReadsOnlyTheFirst65535Bytes) {
   std::snprintf(result, sizeof result, ".swf");
   EXPECT_EQ(ScanPage("http://games.test/small.htm", ScanEmbedLink, "http://", result), 19);
   EXPECT_STREQ(result, "http://a.test/g.swf");
-  // The temporary files are gone.
   EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
 }
 

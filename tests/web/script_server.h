@@ -52,6 +52,17 @@ struct ScriptServer {
   }
 };
 
+// Binds fd to a free port on 127.0.0.1 and returns the port.
+inline unsigned short BindLoopback(int fd) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+  socklen_t length = sizeof address;
+  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  return ntohs(address.sin_port);
+}
+
 inline bool SendAll(int fd, const char* data, std::size_t size) {
   while (size > 0) {
     ssize_t n = send(fd, data, size, MSG_NOSIGNAL);
@@ -110,13 +121,7 @@ inline void StartServer(ScriptServer& server,
                         std::function<ServerReply(const std::string&)> responder) {
   server.responder = std::move(responder);
   server.listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(server.listener, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  socklen_t length = sizeof address;
-  getsockname(server.listener, reinterpret_cast<sockaddr*>(&address), &length);
-  server.port = ntohs(address.sin_port);
+  server.port = BindLoopback(server.listener);
   listen(server.listener, 16);
   ScriptServer* s = &server;
   server.acceptor = std::thread([s] {
@@ -160,12 +165,7 @@ inline void ResetServer(ScriptServer& server) {
 // A port on 127.0.0.1 where nothing listens (bound, then released).
 inline unsigned short ClosedPort() {
   int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-  socklen_t length = sizeof address;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+  unsigned short port = BindLoopback(fd);
   close(fd);
-  return ntohs(address.sin_port);
+  return port;
 }

@@ -24,7 +24,6 @@ TEST(ParseServerDate, ReadsTheTokensOfADateHeader) {
       {"Sat, 15 Foo 2008 12:30:45 GMT", 0},       // no month
       {"Sat 15 Nov 2008 12:30:45 GMT", 0},        // no comma: "Sat" is the day, "15" no month
       {"", 0},
-      {",", 0},
   };
   for (const Row& row : rows)
     EXPECT_EQ(ParseServerDate(row.text), row.value) << row.text;
@@ -66,13 +65,9 @@ TEST(ServerDate, ReadsTheDateLineOfAnyAnswer) {
   DropWebEnv(env);
 }
 
-TEST(ClockHost, IsASettingWithADefault) {
-  WebEnv env = MakeWebEnv();
+TEST(ClockHost, IsReadFromTheSettings) {
+  WebEnv env = MakeWebEnv("ClockHost=time.test\n");
   char host[512];
-  EXPECT_GT(ClockHost(host), 0);
-  EXPECT_STREQ(host, DefaultClockHost);
-  DropWebEnv(env);
-  env = MakeWebEnv("ClockHost=time.test\n");
   ClockHost(host);
   EXPECT_STREQ(host, "time.test");
   DropWebEnv(env);
