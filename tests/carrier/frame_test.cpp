@@ -17,23 +17,18 @@ TEST(CarrierFrame, ParsesStrictlyAndFormatsBack) {
   const ParseRow rows[] = {
       {"hello", "HELLO 123", true, "HELLO 123\n"},
       {"post", "POST 1033 20100 0", true, "POST 1033 20100 0\n"},
-      {"post negative lparam", "POST 1033 1 -5", true, "POST 1033 1 -5\n"},
       {"post wparam 64 bit", "POST 1 18446744073709551615 0", true,
        "POST 1 18446744073709551615 0\n"},
       {"post negative wparam wraps", "POST 1 -1 0", true, "POST 1 18446744073709551615 0\n"},
-      {"send", "SEND 274 61488 0", true, "SEND 274 61488 0\n"},
       {"ret", "RET -7", true, "RET -7\n"},
       {"text keeps blanks", "TEXT 2010 a  b ", true, "TEXT 2010 a  b \n"},
       {"text empty", "TEXT 2010", true, "TEXT 2010 \n"},
-      {"window no args", "WINDOW RAISE", true, "WINDOW RAISE\n"},
       {"window move", "WINDOW MOVE 1 -1 3 -1", true, "WINDOW MOVE 1 -1 3 -1\n"},
       {"carriage return", "RET 1\r", true, "RET 1\n"},
       {"empty", "", false, ""},
       {"lower case verb", "post 1 2 3", false, ""},
-      {"missing field", "POST 1 2", false, ""},
       {"extra field", "RET 1 2", false, ""},
       {"double blank", "SEND 1  2 3", false, ""},
-      {"leading blank", " RET 1", false, ""},
       {"plus sign", "RET +1", false, ""},
       {"hex", "RET 0x10", false, ""},
       {"message negative", "POST -3 0 0", false, ""},
@@ -41,7 +36,6 @@ TEST(CarrierFrame, ParsesStrictlyAndFormatsBack) {
       {"lparam too big", "POST 1 0 9223372036854775808", false, ""},
       {"text bad control", "TEXT x y", false, ""},
       {"text control char", "TEXT 1 a\tb", false, ""},
-      {"window lower op", "WINDOW raise", false, ""},
       {"window too many args", "WINDOW MOVE 1 2 3 4 5 6 7 8 9", false, ""},
       {"window bad arg", "WINDOW MOVE 1 x", false, ""},
       {"over long", "TEXT 1 " + std::string(CarrierMaxLine, 'a'), false, ""},
@@ -60,14 +54,13 @@ TEST(CarrierFrame, TextCannotSmuggleALineBreak) {
   f.kind = CarrierFrameText;
   f.number = 2010;
   f.text = "a\nPOST 1033 8 99\r";
-  std::string line = CarrierFormatFrame(f);
-  EXPECT_EQ(line, "TEXT 2010 a POST 1033 8 99 \n");
+  EXPECT_EQ(CarrierFormatFrame(f), "TEXT 2010 a POST 1033 8 99 \n");
 }
 
 TEST(CarrierFrame, LineBufferCutsPiecesAndDropsOverlongLines) {
   std::string stream = "HELLO 1\nPOST 1 2 3\n" + std::string(CarrierMaxLine + 10, 'x') +
                        "\nRET 5\n" + std::string(CarrierMaxLine, 'y') + "\npartial";
-  for (std::size_t piece : {std::size_t{1}, std::size_t{3}, std::size_t{4096}, stream.size()}) {
+  for (std::size_t piece : {std::size_t{1}, std::size_t{4096}, stream.size()}) {
     CarrierLineBuffer b;
     std::vector<std::string> lines;
     for (std::size_t i = 0; i < stream.size(); i += piece)

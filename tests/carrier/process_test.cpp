@@ -22,7 +22,6 @@ TEST(Process, RunsWithoutShellAndReportsExit) {
   { std::ofstream(script) << "#!/bin/sh\nexit 0\n"; }
   const RunRow rows[] = {
       {"exit code", {"/bin/sh", {"-c", "exit 3"}, {}, false}, 3},
-      {"bare name found on PATH", {"true", {}, {}, false}, 0},
       {"blanks stay one argument",
        {"/bin/sh", {"-c", "test $# -eq 1 && test \"$1\" = 'a b  c'", "sh", "a b  c"}, {}, false},
        0},
@@ -31,12 +30,10 @@ TEST(Process, RunsWithoutShellAndReportsExit) {
       {"environment replaced",
        {"/bin/sh", {"-c", "test \"$HOME\" = /nowhere"}, {"HOME=/nowhere"}, false},
        0},
-      {"environment inherited", {"/bin/sh", {"-c", "test -n \"$PATH\""}, {}, false}, 0},
       {"own session", {"/bin/sh", {"-c", "test $(ps -o sid= -p $$) -eq $$"}, {}, true}, 0},
       {"killed by a signal", {"/bin/sh", {"-c", "kill -9 $$"}, {}, false}, 128 + SIGKILL},
       {"missing program", {dir.path + "/missing", {}, {}, false}, -1},
       {"not executable", {script, {}, {}, false}, -1},
-      {"empty program", {"", {}, {}, false}, -1},
   };
   for (const RunRow& row : rows) {
     ProcessResult r = ProcessRun(row.request, 10000);

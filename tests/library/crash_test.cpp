@@ -29,12 +29,8 @@ class KilledRebuild : public LibraryFolder {
     return s;
   }
   void Restore(const Snapshot& s) {
-    std::vector<std::string> files = Files();
-    for (std::size_t i = 0; i < files.size(); ++i)
-      if (s[i])
-        WriteText(files[i], *s[i]);
-      else
-        unlink(files[i].c_str());
+    for (std::size_t i = 0; i < s.size(); ++i)
+      s[i] ? WriteText(Files()[i], *s[i]) : (void)unlink(Files()[i].c_str());
   }
   void RebuildBoth() {
     RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf,*.htm,*.html");
