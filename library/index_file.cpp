@@ -6,6 +6,8 @@
 // over the loaded bytes in one pass.
 #include "library/index_file.h"
 
+#include "platform/ascii.h"
+
 #include "platform/files.h"
 #include "shell/settings.h"
 
@@ -18,14 +20,6 @@ constexpr std::size_t MaxValueBytes = ProfileValueSize - 1;
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-std::string Lower(const std::string& s) {
-  std::string out = s;
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z')
-      c = static_cast<char>(c - 'A' + 'a');
-  return out;
 }
 
 void Trim(const std::string& t, std::size_t& b, std::size_t& e) {
@@ -104,14 +98,14 @@ std::string StoreForm(const std::string& value, const std::string& file) {
 }
 
 IndexSection* LiveSection(IndexFile& index, const char* name) {
-  auto it = index.live.find(Lower(name));
+  auto it = index.live.find(AsciiLower(name));
   if (it == index.live.end())
     return nullptr;
   return &index.sections[it->second];
 }
 
 const IndexSection* LiveSection(const IndexFile& index, const char* name) {
-  auto it = index.live.find(Lower(name));
+  auto it = index.live.find(AsciiLower(name));
   if (it == index.live.end() || index.sections[it->second].removed)
     return nullptr;
   return &index.sections[it->second];
@@ -146,7 +140,7 @@ void Parse(IndexFile& index) {
       Trim(t, nb, ne);
       std::string name = t.substr(nb, ne - nb);
       group = static_cast<long>(index.groups.size());
-      index.groups.push_back(Lower(name));
+      index.groups.push_back(AsciiLower(name));
       line.isHeader = true;
       editable = -1;
       if (index.live.find(index.groups.back()) == index.live.end()) {
@@ -170,7 +164,7 @@ void Parse(IndexFile& index) {
           IndexSection& s = index.sections[editable];
           s.insertAfter = lineNo;
           std::string key = t.substr(kb, ke - kb);
-          std::string lower = Lower(key);
+          std::string lower = AsciiLower(key);
           if (s.byKey.find(lower) == s.byKey.end()) {
             s.byKey[lower] = s.entries.size();
             s.entries.push_back(IndexEntry{key, t.substr(vb, ve - vb), lineNo, false});
@@ -198,7 +192,7 @@ std::string IndexRead(const IndexFile& index, const char* section, const std::st
   const IndexSection* s = LiveSection(index, section);
   if (!s)
     return std::string();
-  auto it = s->byKey.find(Lower(key));
+  auto it = s->byKey.find(AsciiLower(key));
   if (it == s->byKey.end())
     return std::string();
   return ReadForm(AsRead(s->entries[it->second].value), index.path);
@@ -211,7 +205,7 @@ int IndexWrite(IndexFile& index, const char* section, const std::string& key,
   if (!s) {
     IndexSection fresh;
     fresh.name = section;
-    index.live[Lower(section)] = index.sections.size();
+    index.live[AsciiLower(section)] = index.sections.size();
     index.created.push_back(index.sections.size());
     index.sections.push_back(std::move(fresh));
     s = &index.sections.back();
@@ -223,7 +217,7 @@ int IndexWrite(IndexFile& index, const char* section, const std::string& key,
     if (std::find(index.created.begin(), index.created.end(), at) == index.created.end())
       index.created.push_back(at);
   }
-  std::string lower = Lower(key);
+  std::string lower = AsciiLower(key);
   auto it = s->byKey.find(lower);
   if (it == s->byKey.end()) {
     s->byKey[lower] = s->entries.size();
@@ -239,7 +233,7 @@ int IndexWrite(IndexFile& index, const char* section, const std::string& key,
 }
 
 void IndexRemoveSection(IndexFile& index, const char* section) {
-  std::string lower = Lower(section);
+  std::string lower = AsciiLower(section);
   for (IndexLine& line : index.lines)
     if (line.group >= 0 && (line.isHeader || line.isKey) &&
         index.groups[static_cast<std::size_t>(line.group)] == lower)

@@ -5,6 +5,8 @@
 // file, so a killed rebuild leaves the old page or the new one.
 #include "library/player_pages.h"
 
+#include "platform/ascii.h"
+
 #include "library/menu_pieces.h"
 #include "platform/files.h"
 #include "shell/settings.h"
@@ -38,31 +40,17 @@ constexpr const char* FlashPlayerPage =
 
 constexpr const char* PlayerClassKey = "CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}";
 
-bool EndsWithNoCase(const std::string& name, const char* ending) {
-  std::size_t n = std::strlen(ending);
-  if (name.size() < n)
-    return false;
-  for (std::size_t i = 0; i < n; ++i) {
-    char a = name[name.size() - n + i];
-    if (a >= 'A' && a <= 'Z')
-      a = static_cast<char>(a - 'A' + 'a');
-    if (a != ending[i])
-      return false;
-  }
-  return true;
-}
-
 } // namespace
 
 PlayerTemplate PlayerTemplateFor(const std::string& name, bool playerRegistered) {
   for (const char* e : {".mp3", ".wav", ".wma", ".mpg", ".avi", ".wmv"})
-    if (EndsWithNoCase(name, e))
+    if (EndsWithIgnoringCase(name, e))
       return playerRegistered ? PlayerTemplate::PlayerObject : PlayerTemplate::PlainEmbed;
   for (const char* e : {".flv", ".mp4"})
-    if (EndsWithNoCase(name, e))
+    if (EndsWithIgnoringCase(name, e))
       return PlayerTemplate::FlashPlayer;
   for (const char* e : {".mov", ".rm", ".rmvb"})
-    if (EndsWithNoCase(name, e))
+    if (EndsWithIgnoringCase(name, e))
       return PlayerTemplate::PlainEmbed;
   return PlayerTemplate::None;
 }

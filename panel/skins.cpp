@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "panel/panel_state.h"
+#include "platform/files.h"
 #include "resources/strings.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
@@ -21,20 +22,6 @@ namespace {
 
 constexpr int SkinWidth = 699;
 constexpr int SkinHeight = 593;
-
-// `*` any run, `?` one byte, the rest itself ignoring ASCII case.
-bool MaskMatch(const char* mask, const char* name) {
-  if (*mask == '\0')
-    return *name == '\0';
-  if (*mask == '*')
-    return MaskMatch(mask + 1, name) || (*name != '\0' && MaskMatch(mask, name + 1));
-  if (*name == '\0')
-    return false;
-  auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
-  if (*mask != '?' && lower(*mask) != lower(*name))
-    return false;
-  return MaskMatch(mask + 1, name + 1);
-}
 
 std::string BesideProgram(const char* name) {
   char path[260];
@@ -83,22 +70,18 @@ std::unique_ptr<Bitmap> NextSkin(std::unique_ptr<Bitmap> bitmap, const char* tar
   PanelState& panel = Panel();
   char folder[260];
   ModuleDirectory(0, folder);
-  std::error_code error;
-  std::filesystem::directory_iterator it(folder, error), end;
   std::string previous;
   bool any = false;
-  for (; !error && it != end; it.increment(error)) {
-    std::string name = it->path().filename().string();
-    if (!MaskMatch(mask, name.c_str()))
-      continue;
+  ForEachFileEntry(folder, mask, [&](const FileEntry& entry) {
     any = true;
-    if (name == panel.LastSkinName) {
+    if (entry.name == panel.LastSkinName) {
       if (!previous.empty())
-        break;
+        return false;
       panel.LastSkinName = "--";
     }
-    previous = name;
-  }
+    previous = entry.name;
+    return true;
+  });
   if (!any)
     return bitmap;
   panel.LastSkinName = previous.substr(0, 259);

@@ -5,6 +5,8 @@
 // statvfs/access on the nearest existing folder of the path.
 #include "platform/drives.h"
 
+#include "platform/ascii.h"
+
 #include "platform/files.h"
 #include "platform/ini.h"
 #include "platform/sysdirs.h"
@@ -20,13 +22,6 @@
 namespace {
 
 constexpr std::size_t MaxMountsBytes = 4u << 20;
-
-std::string LowerOf(std::string s) {
-  for (char& c : s)
-    if (c >= 'A' && c <= 'Z')
-      c = static_cast<char>(c - 'A' + 'a');
-  return s;
-}
 
 char UpperLetter(char c) {
   if (c >= 'a' && c <= 'z')
@@ -160,7 +155,7 @@ std::vector<DriveEntry> DriveTableFromIni(const std::string& iniPath) {
         first = false;
         continue;
       }
-      std::string w = LowerOf(word);
+      std::string w = AsciiLower(word);
       if (w == "removable")
         d.type = DriveRemovable;
       else if (w == "fixed")

@@ -3,6 +3,8 @@
 // matcher, and whole-file writes by temporary file and rename.
 #include "platform/files.h"
 
+#include "platform/ascii.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,10 +15,6 @@
 #include <cstring>
 
 namespace {
-
-char LowerAscii(char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 std::int64_t Nanos(const struct statx_timestamp& t) {
   return static_cast<std::int64_t>(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
@@ -75,7 +73,7 @@ bool WildcardMatch(const char* pattern, const char* name) {
     if (*p == '*') {
       star = p++;
       resume = n;
-    } else if (*p && (*p == '?' || LowerAscii(*p) == LowerAscii(*n))) {
+    } else if (*p && (*p == '?' || AsciiLower(*p) == AsciiLower(*n))) {
       ++p;
       ++n;
     } else if (star) {

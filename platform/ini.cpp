@@ -14,6 +14,8 @@
 // file never lose each other's line.
 #include "platform/ini.h"
 
+#include "platform/ascii.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -92,17 +94,6 @@ std::atomic<std::size_t> parseCount{0};
 
 bool IsBlank(char c) {
   return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-char Lower(char c) {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-std::string LowerOf(const char* b, std::size_t n) {
-  std::string s(b, n);
-  for (char& c : s)
-    c = Lower(c);
-  return s;
 }
 
 void Trim(const std::string& t, std::size_t& b, std::size_t& e) {
@@ -189,12 +180,13 @@ void ParseText(Body& p) {
       s.header = index;
       p.sections.push_back(std::move(s));
       current = &p.sections.back();
-      p.sectionIndex.emplace(LowerOf(t.data() + line.nameB, line.nameE - line.nameB),
-                             p.sections.size() - 1);
+      p.sectionIndex.emplace(
+          AsciiLower(std::string_view(t.data() + line.nameB, line.nameE - line.nameB)),
+          p.sections.size() - 1);
     } else if (line.kind == Kind::Key && current != nullptr) {
       current->lastKeyLine = index;
-      auto [it, added] =
-          current->keys.emplace(LowerOf(t.data() + line.nameB, line.nameE - line.nameB), index);
+      auto [it, added] = current->keys.emplace(
+          AsciiLower(std::string_view(t.data() + line.nameB, line.nameE - line.nameB)), index);
       if (added)
         current->keyOrder.push_back(index);
     }
@@ -282,12 +274,12 @@ ParsedPtr Load(const std::string& path) {
 }
 
 const Section* FindSection(const Body& p, const std::string& name) {
-  auto it = p.sectionIndex.find(LowerOf(name.data(), name.size()));
+  auto it = p.sectionIndex.find(AsciiLower(name));
   return it == p.sectionIndex.end() ? nullptr : &p.sections[it->second];
 }
 
 const Line* FindKey(const Body& p, const Section& s, const std::string& key) {
-  auto it = s.keys.find(LowerOf(key.data(), key.size()));
+  auto it = s.keys.find(AsciiLower(key));
   return it == s.keys.end() ? nullptr : &p.lines[it->second];
 }
 
@@ -511,7 +503,7 @@ std::vector<std::string> IniSections(const char* file) {
   ParsedPtr p = Load(file);
   const Body& b = *p->body;
   for (std::size_t i = 0; i < b.sections.size(); ++i) {
-    auto it = b.sectionIndex.find(LowerOf(b.sections[i].name.data(), b.sections[i].name.size()));
+    auto it = b.sectionIndex.find(AsciiLower(b.sections[i].name));
     if (it != b.sectionIndex.end() && it->second == i)
       names.push_back(b.sections[i].name);
   }

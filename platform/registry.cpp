@@ -3,6 +3,8 @@
 // built-in keys that stand for the desktop's own answers.
 #include "platform/registry.h"
 
+#include "platform/ascii.h"
+
 #include "platform/ini.h"
 #include "platform/sysdirs.h"
 #include "platform/win.h"
@@ -30,22 +32,6 @@ int DisplayBits() {
   return bits > 0 ? bits : 24;
 }
 
-bool SameIgnoringCase(const std::string& a, const char* b) {
-  std::size_t n = std::strlen(b);
-  if (a.size() != n)
-    return false;
-  for (std::size_t i = 0; i < n; ++i) {
-    char x = a[i], y = b[i];
-    if (x >= 'A' && x <= 'Z')
-      x = static_cast<char>(x - 'A' + 'a');
-    if (y >= 'A' && y <= 'Z')
-      y = static_cast<char>(y - 'A' + 'a');
-    if (x != y)
-      return false;
-  }
-  return true;
-}
-
 // The key path as registry.ini spells sections: no separators at its ends.
 std::string CleanPath(const char* keyPath) {
   std::string p = keyPath != nullptr ? keyPath : "";
@@ -58,26 +44,26 @@ std::string CleanPath(const char* keyPath) {
 }
 
 bool IsShellFolders(const std::string& root, const std::string& path) {
-  return root == "HKEY_CURRENT_USER" && SameIgnoringCase(path, ShellFoldersKey);
+  return root == "HKEY_CURRENT_USER" && EqualsIgnoringCase(path, ShellFoldersKey);
 }
 
 bool IsDisplay(const std::string& root, const std::string& path) {
   return (root == "HKEY_CURRENT_USER" || root == "HKEY_CURRENT_CONFIG") &&
-         SameIgnoringCase(path, DisplayKey);
+         EqualsIgnoringCase(path, DisplayKey);
 }
 
 bool BuiltIn(const std::string& root, const std::string& path, const std::string& name,
              std::string& out) {
-  if (IsShellFolders(root, path) && SameIgnoringCase(name, "Cache")) {
+  if (IsShellFolders(root, path) && EqualsIgnoringCase(name, "Cache")) {
     out = UserCacheHome() + "/skerry/Cache";
     return true;
   }
   if (IsDisplay(root, path)) {
-    if (SameIgnoringCase(name, "BitsPerPixel")) {
+    if (EqualsIgnoringCase(name, "BitsPerPixel")) {
       out = std::to_string(DisplayBits());
       return true;
     }
-    if (SameIgnoringCase(name, "DPILogicalY")) {
+    if (EqualsIgnoringCase(name, "DPILogicalY")) {
       out = std::to_string(displayDpi.load());
       return true;
     }

@@ -10,6 +10,8 @@
 // by MaxMacroDepth.
 #include "shell/settings.h"
 
+#include "platform/ascii.h"
+
 #include "platform/ini.h"
 #include "platform/registry.h"
 #include "platform/sysdirs.h"
@@ -40,22 +42,6 @@ constexpr int MaxMacroLookups = 256;
 // GetWindowsDirectoryA and GetSystemDirectoryA filled 260 bytes.
 constexpr std::size_t FolderLimit = 259;
 
-bool SameIgnoringCase(const std::string& a, const char* b) {
-  std::size_t n = std::strlen(b);
-  if (a.size() != n)
-    return false;
-  for (std::size_t i = 0; i < n; ++i) {
-    char x = a[i], y = b[i];
-    if (x >= 'A' && x <= 'Z')
-      x = static_cast<char>(x - 'A' + 'a');
-    if (y >= 'A' && y <= 'Z')
-      y = static_cast<char>(y - 'A' + 'a');
-    if (x != y)
-      return false;
-  }
-  return true;
-}
-
 void Cap(std::string& s, std::size_t limit) {
   if (s.size() > limit)
     s.resize(limit);
@@ -77,7 +63,7 @@ std::string Environment(const std::string& name) {
     const char* eq = std::strchr(*e, '=');
     if (eq == nullptr || static_cast<std::size_t>(eq - *e) != name.size())
       continue;
-    if (SameIgnoringCase(name, std::string(*e, name.size()).c_str()))
+    if (EqualsIgnoringCase(name, std::string(*e, name.size()).c_str()))
       return eq + 1;
   }
   return {};
@@ -95,24 +81,24 @@ std::string ReadAt(const char* section, const char* key, Expansion& x, int depth
 std::string MacroValue(const std::string& name, Expansion& x, int depth) {
   if (name.empty())
     return {};
-  if (SameIgnoringCase(name, "Path")) {
+  if (EqualsIgnoringCase(name, "Path")) {
     char dir[260];
     ModuleDirectory(0, dir);
     return dir;
   }
-  if (SameIgnoringCase(name, "WinDir")) {
+  if (EqualsIgnoringCase(name, "WinDir")) {
     std::string d = SystemFolderPath();
     Cap(d, FolderLimit);
     return d;
   }
-  if (SameIgnoringCase(name, "SysDir")) {
+  if (EqualsIgnoringCase(name, "SysDir")) {
     std::string d = SystemSubfolder("System");
     Cap(d, FolderLimit);
     return d;
   }
-  if (SameIgnoringCase(name, "MaskNt"))
+  if (EqualsIgnoringCase(name, "MaskNt"))
     return SystemIsNt ? "NT" : "";
-  if (SameIgnoringCase(name, "Mask95"))
+  if (EqualsIgnoringCase(name, "Mask95"))
     return SystemIsNt ? "" : "95";
   std::string value = Environment(name);
   if (!value.empty())
