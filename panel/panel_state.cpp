@@ -19,3 +19,33 @@ PanelState& Panel() {
   static PanelState state;
   return state;
 }
+
+void ResetPanelState(PanelState& p) {
+  p.Channel = ChannelStart;
+  p.PreviousChannel = 0;
+  p.ShownChannel = 0;
+  p.MaximizedChannel = -1;
+  for (auto& slot : p.PaneSlots)
+    slot = 0;
+  p.HoverCode = 0;
+  p.PanelRotation = 0;
+  p.TopmostFlag = 0;
+  p.DailyMode = 0;
+  p.CollectStatus.Clear();
+  p.PhoneStatus.Clear();
+  p.PanelWindow = 0;
+  p.LastHover = 0;
+  p.PanelOutline = {};
+  p.PanelRegion = false;
+  p.PanelLeft = 0;
+  p.PanelTop = 0;
+  p.SkinBitmap.reset();
+  p.LastSkinName = "--";
+  p.TooltipWindow = 0;
+  p.TickCount = 0;
+  p.DayKey = 0;
+  p.DragAnchor = Point{};
+  p.DragCursor = Point{};
+  p.LastClipboardText.clear();
+  p.TrayIconAdded = 0;
+}

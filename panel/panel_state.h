@@ -90,3 +90,8 @@ struct PanelState {
 
 // The process's one Panel record.
 PanelState& Panel();
+
+// Puts every field of state back to its start value (the record holds locks
+// and atomics, so it can't simply be assigned anew). Tests start each case
+// from here.
+void ResetPanelState(PanelState& state);

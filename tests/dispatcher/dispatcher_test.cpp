@@ -94,20 +94,9 @@ class Dispatcher : public ::testing::Test {
     phoneDrive = 0;
     harvestResult = 0;
 
-    PanelState& p = Panel();
-    p.Channel = ChannelStart;
-    p.PreviousChannel = 0;
-    p.MaximizedChannel = -1;
-    for (auto& slot : p.PaneSlots)
-      slot = 0;
-    p.HoverCode = 0;
-    p.PanelRotation = 0;
-    p.TopmostFlag = 0;
-    p.DailyMode = 0;
-    p.CollectStatus.Clear();
-    p.PhoneStatus.Clear();
+    ResetPanelState(Panel());
     panel = WinCreateWindow("#32770", "Tessel Skerry", PanelProc);
-    p.PanelWindow = panel;
+    Panel().PanelWindow = panel;
   }
 
   void TearDown() override {

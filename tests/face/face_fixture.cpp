@@ -18,33 +18,7 @@ std::atomic<int> folderCounter{0};
 } // namespace
 
 void ResetPanel() {
-  PanelState& p = Panel();
-  p.Channel = ChannelStart;
-  p.PreviousChannel = 0;
-  p.ShownChannel = 0;
-  p.MaximizedChannel = -1;
-  for (auto& slot : p.PaneSlots)
-    slot = 0;
-  p.HoverCode = 0;
-  p.PanelRotation = 0;
-  p.TopmostFlag = 0;
-  p.DailyMode = 0;
-  p.CollectStatus.Clear();
-  p.PhoneStatus.Clear();
-  p.PanelWindow = 0;
-  p.LastHover = 0;
-  p.PanelOutline = {};
-  p.PanelRegion = false;
-  p.PanelLeft = 0;
-  p.PanelTop = 0;
-  p.SkinBitmap.reset();
-  p.LastSkinName = "--";
-  p.TooltipWindow = 0;
-  p.TickCount = 0;
-  p.DayKey = 0;
-  p.DragAnchor = Point{};
-  p.DragCursor = Point{};
-  p.TrayIconAdded = 0;
+  ResetPanelState(Panel());
 }
 
 void FaceTest::SetUp() {

@@ -20,11 +20,7 @@
 namespace {
 
 void ResetPanel() {
-  Panel().Channel = ChannelStart;
-  Panel().PreviousChannel = 0;
-  Panel().PanelRotation = 0;
-  for (auto& slot : Panel().PaneSlots)
-    slot = 0;
+  ResetPanelState(Panel());
 }
 
 std::vector<Hwnd> Slots() {

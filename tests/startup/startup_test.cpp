@@ -63,11 +63,7 @@ class Startup : public ::testing::Test {
     HeadlessInstall();
     SetDispatcherServices(&recording);
     launches.clear();
-    PanelState& p = Panel();
-    p.Channel = ChannelStart;
-    p.TrayIconAdded = 0;
-    p.SkinBitmap.reset();
-    p.PanelWindow = 0;
+    ResetPanelState(Panel());
   }
 
   void TearDown() override {
