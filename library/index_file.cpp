@@ -7,6 +7,7 @@
 #include "library/index_file.h"
 
 #include "platform/ascii.h"
+#include "platform/ini.h"
 
 #include "platform/files.h"
 #include "shell/settings.h"
@@ -18,22 +19,11 @@ namespace {
 
 constexpr std::size_t MaxValueBytes = ProfileValueSize - 1;
 
-bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-void Trim(const std::string& t, std::size_t& b, std::size_t& e) {
-  while (b < e && IsBlank(t[b]))
-    ++b;
-  while (e > b && IsBlank(t[e - 1]))
-    --e;
-}
-
 // What a reader of the file gets for a stored value: trimmed, one outer pair
 // of equal quotes removed.
 std::string AsRead(const std::string& stored) {
   std::size_t b = 0, e = stored.size();
-  Trim(stored, b, e);
+  IniTrim(stored, b, e);
   if (e - b >= 2 && (stored[b] == '"' || stored[b] == '\'') && stored[e - 1] == stored[b]) {
     ++b;
     --e;
@@ -132,12 +122,12 @@ void Parse(IndexFile& index) {
       breakSeen = true;
     }
     std::size_t b = line.begin, e = line.end;
-    Trim(t, b, e);
+    IniTrim(t, b, e);
     long lineNo = static_cast<long>(index.lines.size());
     if (b < e && t[b] == '[') {
       std::size_t close = t.find(']', b + 1);
       std::size_t nb = b + 1, ne = (close == std::string::npos || close > e) ? e : close;
-      Trim(t, nb, ne);
+      IniTrim(t, nb, ne);
       std::string name = t.substr(nb, ne - nb);
       group = static_cast<long>(index.groups.size());
       index.groups.push_back(AsciiLower(name));
@@ -159,8 +149,8 @@ void Parse(IndexFile& index) {
         line.isKey = true;
         if (editable >= 0) {
           std::size_t kb = b, ke = eq, vb = eq + 1, ve = e;
-          Trim(t, kb, ke);
-          Trim(t, vb, ve);
+          IniTrim(t, kb, ke);
+          IniTrim(t, vb, ve);
           IndexSection& s = index.sections[editable];
           s.insertAfter = lineNo;
           std::string key = t.substr(kb, ke - kb);
@@ -250,7 +240,7 @@ void IndexRemoveSection(IndexFile& index, const char* section) {
 bool IndexKeepsText(const IndexFile& index, const std::string& text, bool asKey) {
   if (text.empty() || text.size() > MaxValueBytes)
     return false;
-  if (IsBlank(text.front()) || IsBlank(text.back()))
+  if (IniIsBlank(text.front()) || IniIsBlank(text.back()))
     return false;
   if (asKey)
     return text.find_first_of("=\r\n") == std::string::npos && text[0] != ';' && text[0] != '[';

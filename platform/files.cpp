@@ -46,20 +46,6 @@ bool FillStatus(int fd, FileEntry& entry) {
   return true;
 }
 
-bool WriteAll(int fd, const std::string& bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0) {
-      if (errno == EINTR)
-        continue;
-      return false;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
 } // namespace
 
 bool WildcardMatch(const char* pattern, const char* name) {
@@ -141,7 +127,8 @@ bool FinishFileReplacement(FileReplacement& r, const std::string& bytes) {
   // umask can't be read without changing it, which would race other threads.
   struct stat old {};
   mode_t mode = stat(r.path.c_str(), &old) == 0 ? (old.st_mode & 07777) : 0644;
-  bool ok = fchmod(r.fd, mode) == 0 && WriteAll(r.fd, bytes) && fsync(r.fd) == 0;
+  bool ok =
+      fchmod(r.fd, mode) == 0 && WriteAll(r.fd, bytes.data(), bytes.size()) && fsync(r.fd) == 0;
   ok = (close(r.fd) == 0) && ok;
   r.fd = -1;
   if (ok && rename(r.temp.c_str(), r.path.c_str()) == 0)
@@ -190,4 +177,17 @@ bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxByt
   if (!ok)
     out.clear();
   return ok;
+}
+
+bool WriteAll(int fd, const char* data, std::size_t size) {
+  while (size > 0) {
+    ssize_t n = ::write(fd, data, size);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      return false;
+    data += n;
+    size -= static_cast<std::size_t>(n);
+  }
+  return true;
 }

@@ -49,6 +49,10 @@ bool FindFiles(const std::string& folder, const char* pattern, std::vector<FileE
 // fails; then path is as it was and no temporary file is left.
 bool WriteFileAtomically(const std::string& path, const std::string& bytes);
 
+// Writes all size bytes of data to fd, going on after interrupted or short
+// writes. False on the first failing write (what was written stays).
+bool WriteAll(int fd, const char* data, std::size_t size);
+
 // The same in two steps, for a writer that must know whether the file can be
 // made before it does other work: Begin makes the temporary file (false when
 // the folder can't take it), Finish writes bytes and renames (false when

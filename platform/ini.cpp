@@ -14,6 +14,8 @@
 // file never lose each other's line.
 #include "platform/ini.h"
 
+#include "platform/files.h"
+
 #include "platform/ascii.h"
 
 #include <fcntl.h>
@@ -92,23 +94,12 @@ std::unordered_map<std::string, ParsedPtr> cache;
 std::mutex writeMutex;
 std::atomic<std::size_t> parseCount{0};
 
-bool IsBlank(char c) {
-  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
-}
-
-void Trim(const std::string& t, std::size_t& b, std::size_t& e) {
-  while (b < e && IsBlank(t[b]))
-    ++b;
-  while (e > b && IsBlank(t[e - 1]))
-    --e;
-}
-
 std::string Trimmed(const char* s) {
   if (s == nullptr)
     return {};
   std::string t(s);
   std::size_t b = 0, e = t.size();
-  Trim(t, b, e);
+  IniTrim(t, b, e);
   return t.substr(b, e - b);
 }
 
@@ -143,7 +134,7 @@ void ParseText(Body& p) {
     line.next = i;
 
     std::size_t b = line.start, e = line.termAt;
-    Trim(t, b, e);
+    IniTrim(t, b, e);
     if (b == e) {
       line.kind = Kind::Blank;
     } else if (t[b] == '[') {
@@ -151,7 +142,7 @@ void ParseText(Body& p) {
       std::size_t nb = b + 1, ne = nb;
       while (ne < e && t[ne] != ']')
         ++ne;
-      Trim(t, nb, ne);
+      IniTrim(t, nb, ne);
       line.nameB = nb;
       line.nameE = ne;
     } else if (t[b] == ';') {
@@ -164,10 +155,10 @@ void ParseText(Body& p) {
         line.kind = Kind::Key;
         line.nameB = b;
         line.nameE = eq;
-        Trim(t, line.nameB, line.nameE);
+        IniTrim(t, line.nameB, line.nameE);
         line.valueB = eq + 1;
         line.valueE = e;
-        Trim(t, line.valueB, line.valueE);
+        IniTrim(t, line.valueB, line.valueE);
       }
     }
 
@@ -393,18 +384,7 @@ bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed
     if (stat(target.c_str(), &st) == 0)
       fchmod(fd, st.st_mode & 07777);
   }
-  std::size_t done = 0;
-  bool ok = true;
-  while (done < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0) {
-      ok = false;
-      break;
-    }
-    done += static_cast<std::size_t>(n);
-  }
+  bool ok = WriteAll(fd, bytes.data(), bytes.size());
   if (close(fd) != 0)
     ok = false;
   if (ok && rename(temp.c_str(), target.c_str()) == 0)
@@ -448,7 +428,7 @@ std::string IniReadString(const char* file, const char* section, const char* key
   if (IniLookup(file, section, key, value))
     return value;
   value = def != nullptr ? def : "";
-  while (!value.empty() && IsBlank(value.back()))
+  while (!value.empty() && IniIsBlank(value.back()))
     value.pop_back();
   return value;
 }
@@ -517,4 +497,15 @@ void IniForgetCache() {
 
 std::size_t IniParseCount() {
   return parseCount.load(std::memory_order_relaxed);
+}
+
+bool IniIsBlank(char c) {
+  return c == ' ' || c == '\t' || c == '\v' || c == '\f';
+}
+
+void IniTrim(const std::string& t, std::size_t& b, std::size_t& e) {
+  while (b < e && IniIsBlank(t[b]))
+    ++b;
+  while (e > b && IniIsBlank(t[e - 1]))
+    --e;
 }

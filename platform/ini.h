@@ -50,6 +50,14 @@ std::vector<std::string> IniKeys(const char* file, const char* section);
 // The names of the sections of file in file order (duplicates dropped).
 std::vector<std::string> IniSections(const char* file);
 
+// The blanks that names and values are trimmed of (space, tab, vertical tab,
+// form feed), for readers that parse INI text themselves and must agree with
+// this engine.
+bool IniIsBlank(char c);
+
+// Narrows [b, e) of t to its part without leading and trailing blanks.
+void IniTrim(const std::string& t, std::size_t& b, std::size_t& e);
+
 // Drops every cached parse (tests and benchmarks that want a cold start).
 void IniForgetCache();
 

@@ -9,6 +9,8 @@
 // a user's file. On any failure the files this call made are removed again.
 #include "platform/url_download.h"
 
+#include "platform/files.h"
+
 #include <curl/curl.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -110,19 +112,6 @@ void NameParts(const char* url, std::string& stem, std::string& extension) {
     extension.resize(16);
   if (stem.find_first_not_of('.') == std::string::npos)
     stem = RandomName(8);
-}
-
-bool WriteAll(int fd, const char* data, std::size_t size) {
-  while (size > 0) {
-    ssize_t n = write(fd, data, size);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    data += n;
-    size -= static_cast<std::size_t>(n);
-  }
-  return true;
 }
 
 // Makes path anew for writing: whatever stands there (a read-only file, a

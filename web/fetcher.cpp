@@ -10,6 +10,8 @@
 // ends the transfer as an error would.
 #include "web/fetcher.h"
 
+#include "platform/files.h"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netdb.h>
@@ -198,17 +200,7 @@ long SocketReceive(void* context, char* buffer, std::size_t size) {
 }
 
 bool FileWrite(void* context, const char* data, std::size_t size) {
-  int fd = static_cast<SocketFile*>(context)->file;
-  while (size > 0) {
-    ssize_t n = ::write(fd, data, size);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return false;
-    data += n;
-    size -= static_cast<std::size_t>(n);
-  }
-  return true;
+  return WriteAll(static_cast<SocketFile*>(context)->file, data, size);
 }
 
 } // namespace
