@@ -236,24 +236,8 @@ bool Take(Client* c, const std::string& line) {
 
 // Reads what is there (up to ReadBudget) and takes every whole line.
 void ReadClient(Client* c) {
-  char chunk[8192];
-  std::size_t total = 0;
   std::vector<std::string> lines;
-  bool closed = false;
-  while (total < ReadBudget) {
-    ssize_t n = recv(c->fd, chunk, sizeof chunk, MSG_DONTWAIT);
-    if (n > 0) {
-      total += static_cast<std::size_t>(n);
-      CarrierFeed(&c->in, chunk, static_cast<std::size_t>(n), &lines);
-      continue;
-    }
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-      break;
-    closed = true; // end of stream or a real error
-    break;
-  }
+  bool closed = !CarrierDrain(c->fd, &c->in, ReadBudget, &lines);
   int id = c->id;
   for (const std::string& line : lines)
     if (!Take(c, line))

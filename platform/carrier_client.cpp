@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <limits>
 
 namespace {
 
@@ -29,22 +30,8 @@ int RemainingMs(Clock::time_point deadline) {
 
 // Reads what is there into the queue. False when the peer closed.
 bool Fill(CarrierConnection* c) {
-  char chunk[8192];
   std::vector<std::string> lines;
-  bool open = true;
-  while (true) {
-    ssize_t n = recv(c->fd, chunk, sizeof chunk, MSG_DONTWAIT);
-    if (n > 0) {
-      CarrierFeed(&c->in, chunk, static_cast<std::size_t>(n), &lines);
-      continue;
-    }
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
-      break;
-    open = false;
-    break;
-  }
+  bool open = CarrierDrain(c->fd, &c->in, std::numeric_limits<std::size_t>::max(), &lines);
   for (const std::string& line : lines) {
     CarrierFrame f;
     if (CarrierParseFrame(line, &f) && c->queued.size() < MaxQueued)

@@ -4,6 +4,9 @@
 // is dropped rather than acted upon.
 #include "platform/carrier_frame.h"
 
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -204,4 +207,22 @@ void CarrierFeed(CarrierLineBuffer* b, const char* data, std::size_t size,
     b->skipping = false;
     i = end + 1;
   }
+}
+
+bool CarrierDrain(int fd, CarrierLineBuffer* buffer, std::size_t budget,
+                  std::vector<std::string>* lines) {
+  char chunk[8192];
+  std::size_t total = 0;
+  while (total < budget) {
+    ssize_t n = recv(fd, chunk, sizeof chunk, MSG_DONTWAIT);
+    if (n > 0) {
+      total += static_cast<std::size_t>(n);
+      CarrierFeed(buffer, chunk, static_cast<std::size_t>(n), lines);
+      continue;
+    }
+    if (n < 0 && errno == EINTR)
+      continue;
+    return n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+  }
+  return true;
 }

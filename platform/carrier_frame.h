@@ -52,3 +52,8 @@ struct CarrierLineBuffer {
 // Appends data and moves every completed line (without LF) to lines.
 void CarrierFeed(CarrierLineBuffer* buffer, const char* data, std::size_t size,
                  std::vector<std::string>* lines);
+
+// Reads what the socket fd has without waiting, at most about budget bytes,
+// through buffer into lines. False when the peer closed or the read failed.
+bool CarrierDrain(int fd, CarrierLineBuffer* buffer, std::size_t budget,
+                  std::vector<std::string>* lines);
