@@ -9,6 +9,7 @@
 // QSocketNotifier and re-synchronised after every delivered message, since a
 // handler (a launch waiting for its Pane) may accept new clients itself.
 #include "platform/qt/backend_qt.h"
+#include "platform/qt/x11_window.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -32,6 +33,8 @@
 #include <QToolTip>
 #include <QWidget>
 
+#include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <map>
 #include <memory>
@@ -187,8 +190,13 @@ class PanelWidget : public QWidget {
     Deliver(id_, WM_MOUSEMOVE, keys, PointParam(e->position().toPoint()));
   }
   void mousePressEvent(QMouseEvent* e) override {
-    if (e->button() == Qt::LeftButton)
-      Deliver(id_, WM_LBUTTONDOWN, MK_LBUTTON, PointParam(e->position().toPoint()));
+    if (e->button() != Qt::LeftButton)
+      return;
+    // The zone under the pointer, not the code the last press left behind: a
+    // press without a move in between gets no move from X, where Windows
+    // sends one whenever the window under the pointer changes.
+    Deliver(id_, WM_MOUSEMOVE, 0, PointParam(e->position().toPoint()));
+    Deliver(id_, WM_LBUTTONDOWN, MK_LBUTTON, PointParam(e->position().toPoint()));
   }
   void mouseReleaseEvent(QMouseEvent* e) override {
     if (e->button() == Qt::LeftButton)
@@ -261,13 +269,29 @@ void SetForeground(Hwnd window) {
   }
 }
 
-void SetTopmost(QWidget* w, bool on) {
-  if (w->windowFlags().testFlag(Qt::WindowStaysOnTopHint) == on)
+// Kept above others through the window manager, not through Qt's flag: a
+// change of that flag makes Qt replace the native window at its next show, and
+// the Panes embedded in the old one would go with it. A hidden window takes
+// the state when it is shown again.
+void ApplyTopmost(QWidget* w) {
+  QVariant wanted = w->property("skerryTopmost");
+  if (!wanted.isValid() || !w->isVisible())
     return;
-  bool visible = w->isVisible();
-  w->setWindowFlag(Qt::WindowStaysOnTopHint, on);
-  if (visible)
-    w->show(); // changing the flags hides the window
+  w->setProperty("skerryTopmost", QVariant());
+  X11SetAbove(w, wanted.toBool());
+}
+
+void SetTopmost(QWidget* w, bool on) {
+  w->setProperty("skerryTopmost", on);
+  ApplyTopmost(w);
+}
+
+void Show(QWidget* w, bool normal = false) {
+  if (normal)
+    w->showNormal();
+  else
+    w->show();
+  ApplyTopmost(w);
 }
 
 void SetWindowPos(Hwnd window, Hwnd after, int x, int y, int cx, int cy, unsigned flags) {
@@ -287,7 +311,7 @@ void SetWindowPos(Hwnd window, Hwnd after, int x, int y, int cx, int cy, unsigne
       w->raise();
   }
   if (flags & SWP_SHOWWINDOW)
-    w->show();
+    Show(w);
 }
 
 void ShowWindow(Hwnd window, int command) {
@@ -296,10 +320,8 @@ void ShowWindow(Hwnd window, int command) {
     return;
   if (command == SW_HIDE)
     w->hide();
-  else if (command == SW_RESTORE)
-    w->showNormal();
   else
-    w->show();
+    Show(w, command == SW_RESTORE);
 }
 
 bool GetWindowRect(Hwnd window, Rect* out) {
@@ -541,7 +563,7 @@ int DialogBox(WindowProc proc, LParam param) {
   Deliver(id, WM_INITDIALOG, 0, param);
   if (win->ended)
     return win->result;
-  win->widget->show();
+  Show(win->widget);
   SyncCarrier();
   if (!quitPending) {
     QEventLoop loop;
@@ -686,6 +708,20 @@ const WindowBackend backend = [] {
 }();
 
 } // namespace
+
+void QtEndProcess(int code) {
+  CarrierClose();
+  std::vector<unsigned long> natives;
+  {
+    std::lock_guard<std::mutex> guard(tableLock);
+    for (auto& [id, w] : windows)
+      if (w->widget != nullptr && w->widget->testAttribute(Qt::WA_WState_Created))
+        natives.push_back(static_cast<unsigned long>(w->widget->winId()));
+  }
+  X11AwaitNoChildren(natives.data(), static_cast<int>(natives.size()), 4000);
+  std::fflush(nullptr);
+  std::_Exit(code);
+}
 
 const WindowBackend* QtBackend() {
   if (router == nullptr)

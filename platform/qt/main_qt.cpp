@@ -11,5 +11,5 @@ int main(int argc, char** argv) {
   QApplication::setQuitOnLastWindowClosed(false);
   SetWindowBackend(QtBackend());
   SetPaneBackend(CarrierPaneBackend());
-  return SkerryMain(argc, argv);
+  QtEndProcess(SkerryMain(argc, argv));
 }
