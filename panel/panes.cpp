@@ -177,6 +177,10 @@ LResult PaneMessage(Hwnd, unsigned message, WParam w, LParam) {
     break;
   }
   panel.PaneSlots[slot] = handle;
+  // A Pane starts at the upright place; on a turned panel it would stand
+  // across the face until the next turn.
+  if (panel.PanelRotation == 90)
+    WinSetWindowPos(handle, HWND_TOP, 122, 20, 396, 310, SWP_NOZORDER);
   if (message == 1051)
     WinShowWindow(handle, SW_HIDE);
   return 0;
