@@ -518,7 +518,8 @@ void CollectToPhone(Hwnd window) {
   PanelState& p = Panel();
   int channel = p.Channel.load();
   if (channel == ChannelHome || channel == ChannelGame) {
-    if (!p.PhoneStatus.Empty()) {
+    // A daily job that is still fetching its list or the date has no line yet.
+    if (!p.PhoneStatus.Empty() || DailyJobRunning()) {
       Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);
       return;
     }
