@@ -49,6 +49,7 @@
 
 #include "browser/game_server.h"
 #include "browser/pane_protocol.h"
+#include "browser/video_stream.h"
 #include "browser/web_hosts.h"
 #include "platform/ini.h"
 
@@ -145,6 +146,8 @@ class PlayerPageHandler : public QWebEngineUrlSchemeHandler {
     base.replace('"', "%22");
     auto* body = new QBuffer(job);
     body->setData("<base href=\"" + base + "\">\n" + file.readAll());
+    if (QByteArray video = VideoPlayerFor(info.absoluteFilePath()); !video.isEmpty())
+      body->setData(video);
     job->reply("text/html", body);
   }
 };
@@ -656,6 +659,7 @@ int main(int argc, char** argv) {
   pane.startUrl = StartUrlOf(pane.args);
   pane.gameHost = GameHostName(programDir);
   StartGameServer(&app, programDir);
+  StartVideoStreams(&app);
 
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);
