@@ -10,6 +10,7 @@
 #include "library/game_index.h"
 
 #include "library/menus.h"
+#include "library/page_text.h"
 #include "platform/drives.h"
 #include "platform/plugin.h"
 #include "shell/module_path.h"
@@ -137,8 +138,9 @@ int WriteGameCell(MenuFile& menuFile, const char* fullPath) {
   if (!activeGame || !fullPath || !Fits(*activeGame, fullPath, rel))
     return 0;
   BeginItemCell(menuFile, nullptr);
-  WriteItemCell(menuFile, GameLink(*activeGame, fullPath), ItemIcon(MenuItemCount % 10 + 1),
-                GameAltText(rel));
+  WriteItemCell(menuFile,
+                PageText(activeGame->host) + "/ombrel/TodayAD.asp?data1=" + PageAddress(fullPath),
+                ItemIcon(MenuItemCount % 10 + 1), PageText(GameAltText(rel)));
   ++MenuItemCount;
   return 1;
 }

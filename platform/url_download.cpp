@@ -26,6 +26,7 @@
 #include <random>
 #include <vector>
 
+#include "platform/hosts.h"
 #include "platform/sysdirs.h"
 
 namespace {
@@ -279,6 +280,33 @@ bool FinishSink(Sink& sink) {
   return ok;
 }
 
+// The hosts table as libcurl's connect-to rules: every listed name, on any
+// port, goes to its address (and its port, when the table gives one).
+curl_slist* HostRules(curl_slist* rules) {
+  for (const HostEntry& entry : ReadHostsTable()) {
+    std::string address = entry.ipv6 ? "[" + entry.address + "]" : entry.address;
+    std::string rule = entry.name + "::" + address + ":" +
+                       (entry.port != 0 ? std::to_string(entry.port) : std::string());
+    if (curl_slist* grown = curl_slist_append(rules, rule.c_str()); grown != nullptr)
+      rules = grown;
+  }
+  return rules;
+}
+
+// The host that url names, or empty.
+std::string UrlHost(const char* url) {
+  std::string host;
+  if (CURLU* parts = curl_url(); parts != nullptr) {
+    char* text = nullptr;
+    if (curl_url_set(parts, CURLUPART_URL, url, CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK &&
+        curl_url_get(parts, CURLUPART_HOST, &text, 0) == CURLUE_OK && text != nullptr)
+      host = text;
+    curl_free(text);
+    curl_url_cleanup(parts);
+  }
+  return host;
+}
+
 void InitCurlOnce() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
@@ -297,6 +325,29 @@ unsigned short LoopbackRouteFor(const char* host) {
   if (routeHost.empty() || host == nullptr || routeHost != host)
     return 0;
   return routePort;
+}
+
+std::string EscapeUrlForRequest(const char* url) {
+  std::string text = url != nullptr ? url : "";
+  std::size_t scheme = text.find("://");
+  std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+  from = text.find_first_of("/?#", from);
+  if (from == std::string::npos)
+    return text;
+  static const char hex[] = "0123456789ABCDEF";
+  std::string out = text.substr(0, from);
+  out.reserve(text.size() + 16);
+  for (std::size_t i = from; i < text.size(); ++i) {
+    auto c = static_cast<unsigned char>(text[i]);
+    if (c <= 0x20 || c >= 0x7F || std::strchr("\"<>\\^`{|}", c) != nullptr) {
+      out += '%';
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
 }
 
 std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
@@ -343,6 +394,10 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   Sink sink;
   sink.handle = handle;
   sink.path = path;
+  // Blanks and other bytes an address may not hold go escaped, as a
+  // browser sends them; the answered address names the cache copy.
+  std::string escaped = EscapeUrlForRequest(url);
+  url = escaped.c_str();
   sink.url = url;
   sink.cacheFolder = cacheFolder != nullptr ? cacheFolder : "";
   struct stat st {};
@@ -356,6 +411,13 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
       connectTo = curl_slist_append(nullptr, rule.c_str());
     }
   }
+  connectTo = HostRules(connectTo);
+  // A listed host may present the certificate the table trusts (a test
+  // server's own); every other host keeps the system's trust.
+  std::string certificate = HostsCertificate();
+  HostEntry listed;
+  if (!certificate.empty() && LookupHost(UrlHost(url).c_str(), listed))
+    curl_easy_setopt(handle, CURLOPT_CAINFO, certificate.c_str());
 
   curl_easy_setopt(handle, CURLOPT_URL, url);
   curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);
