@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -72,11 +74,31 @@ bool SysRemovable(const std::string& device) {
   if (device.empty() || device.find('/') != std::string::npos || device[0] == '.')
     return false;
   // A partition's own folder has no "removable"; its disk's folder, one up, does.
+  std::string base = "/sys/class/block/" + device;
   for (const char* rel : {"/removable", "/../removable"}) {
     std::string text;
-    if (ReadWholeFile("/sys/class/block/" + device + rel, text, 64))
-      return !text.empty() && text[0] == '1';
+    if (ReadWholeFile(base + rel, text, 64) && !text.empty() && text[0] == '1')
+      return true;
   }
+  // Many USB sticks and disks say 0 there; the bus tells. An SD card in a
+  // built-in reader says 0 too; its device type tells it from soldered eMMC.
+  char real[PATH_MAX];
+  if (realpath(base.c_str(), real) && std::strstr(real, "/usb"))
+    return true;
+  for (const char* rel : {"/device/type", "/../device/type"}) {
+    std::string text;
+    if (ReadWholeFile(base + rel, text, 64))
+      return text.rfind("SD", 0) == 0;
+  }
+  return false;
+}
+
+bool IsPhoneMount(const std::string& fsType) {
+  static const char* const phone[] = {"fuse.gvfsd-fuse", "fuse.jmtpfs", "fuse.simple-mtpfs",
+                                      "fuse.go-mtpfs",   "fuse.mtpfs",  "mtpfs"};
+  for (const char* t : phone)
+    if (fsType == t)
+      return true;
   return false;
 }
 
@@ -85,17 +107,14 @@ int TypeOfMount(const std::string& fsType, const std::string& mountPoint, const 
   static const char* const network[] = {"nfs", "nfs4", "cifs", "smb3",      "smbfs",      "ncpfs",
                                         "afs", "ceph", "9p",   "glusterfs", "fuse.sshfs", "davfs"};
   static const char* const optical[] = {"iso9660", "udf"};
-  static const char* const phone[] = {"fuse.gvfsd-fuse", "fuse.jmtpfs", "fuse.simple-mtpfs",
-                                      "fuse.go-mtpfs",   "fuse.mtpfs",  "mtpfs"};
   for (const char* t : network)
     if (fsType == t)
       return DriveRemote;
   for (const char* t : optical)
     if (fsType == t)
       return DriveOptical;
-  for (const char* t : phone)
-    if (fsType == t)
-      return DriveRemovable;
+  if (IsPhoneMount(fsType))
+    return DriveRemovable;
   if (RootHolds("/media", mountPoint) || RootHolds("/run/media", mountPoint))
     return mountPoint == "/media" || mountPoint == "/run/media" ? 0 : DriveRemovable;
   if (device.rfind("/dev/", 0) == 0 && removableDevice && removableDevice(device.substr(5)))
@@ -178,8 +197,9 @@ std::vector<DriveEntry> DriveTableFromIni(const std::string& iniPath) {
   return table;
 }
 
-std::vector<DriveEntry> DriveTableFromMounts(const std::string& mountsText,
-                                             bool (*removableDevice)(const std::string&)) {
+std::vector<DriveEntry>
+DriveTableFromMounts(const std::string& mountsText, bool (*removableDevice)(const std::string&),
+                     std::vector<std::string> (*storages)(const std::string&, const std::string&)) {
   std::vector<DriveEntry> table;
   DriveEntry c;
   c.letter = 'C';
@@ -200,17 +220,45 @@ std::vector<DriveEntry> DriveTableFromMounts(const std::string& mountsText,
     int type = TypeOfMount(fsType, point, device, removableDevice);
     if (type == 0)
       continue;
-    bool seen = std::any_of(table.begin(), table.end(),
-                            [&](const DriveEntry& d) { return d.root == point; });
-    if (seen)
-      continue;
-    DriveEntry d;
-    d.letter = next++;
-    d.root = point;
-    d.type = type;
-    table.push_back(d);
+    std::vector<std::string> roots = {point};
+    if (storages && IsPhoneMount(fsType))
+      roots = storages(point, fsType);
+    for (const std::string& root : roots) {
+      bool seen = std::any_of(table.begin(), table.end(),
+                              [&](const DriveEntry& d) { return d.root == root; });
+      if (seen || next > 'Z')
+        continue;
+      DriveEntry d;
+      d.letter = next++;
+      d.root = root;
+      d.type = type;
+      table.push_back(d);
+    }
   }
   return table;
+}
+
+std::vector<std::string> PhoneStorages(const std::string& mountPoint, const std::string& fsType) {
+  auto folders = [](const std::string& folder, const char* pattern) {
+    std::vector<std::string> names;
+    ForEachFileEntry(folder, pattern, [&](const FileEntry& e) {
+      if (e.isDirectory)
+        names.push_back(folder + "/" + e.name);
+      return true;
+    });
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+  if (fsType == "fuse.gvfsd-fuse") {
+    std::vector<std::string> roots;
+    for (const std::string& phone : folders(mountPoint, "mtp:*"))
+      for (const std::string& storage : folders(phone, "*"))
+        roots.push_back(storage);
+    return roots;
+  }
+  if (fsType == "fuse.jmtpfs" || fsType == "fuse.go-mtpfs")
+    return folders(mountPoint, "*");
+  return {mountPoint};
 }
 
 std::vector<DriveEntry> DriveTable() {
@@ -220,7 +268,7 @@ std::vector<DriveEntry> DriveTable() {
   std::string mounts;
   if (!ReadWholeFile("/proc/self/mounts", mounts, MaxMountsBytes))
     mounts.clear();
-  return DriveTableFromMounts(mounts, SysRemovable);
+  return DriveTableFromMounts(mounts, SysRemovable, PhoneStorages);
 }
 
 bool DriveOfLetter(char letter, DriveEntry& out) {

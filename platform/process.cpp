@@ -87,13 +87,21 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     flags |= POSIX_SPAWN_SETSID;
   posix_spawnattr_setflags(&attr, flags);
 
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  const int fds[3] = {request.inputFd, request.outputFd, request.errorFd};
+  for (int i = 0; i < 3; ++i)
+    if (fds[i] >= 0)
+      posix_spawn_file_actions_adddup2(&actions, fds[i], i);
+
   pid_t pid = 0;
   bool searchPath = request.program.find('/') == std::string::npos;
   int rc =
       searchPath
-          ? posix_spawnp(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data())
-          : posix_spawn(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data());
+          ? posix_spawnp(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data())
+          : posix_spawn(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data());
   posix_spawnattr_destroy(&attr);
+  posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) {
     result.error = request.program + ": " + std::strerror(rc);
     return result;

@@ -16,6 +16,11 @@ struct ProcessRequest {
   // Own session: the child outlives this process's terminal and signals
   // (Panes live on after the Panel).
   bool detach = false;
+  // Descriptors the child gets as its standard input, output and error; -1
+  // leaves it this process's own. The caller keeps and closes them.
+  int inputFd = -1;
+  int outputFd = -1;
+  int errorFd = -1;
 };
 
 struct ProcessResult {

@@ -26,6 +26,7 @@
 #include <random>
 #include <vector>
 
+#include "platform/hosts.h"
 #include "platform/sysdirs.h"
 
 namespace {
@@ -124,11 +125,14 @@ int OpenTarget(const char* path) {
   return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
 }
 
-bool CopyFileTo(const std::string& from, const char* path) {
+// Copies from to path. A name standing at path is replaced, unless onlyNew
+// asks to leave any name there alone (and fail).
+bool CopyFileTo(const std::string& from, const char* path, bool onlyNew = false) {
   int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
   if (in < 0)
     return false;
-  int out = OpenTarget(path);
+  int out = onlyNew ? open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644)
+                    : OpenTarget(path);
   bool ok = out >= 0;
   while (ok) {
     ssize_t n = copy_file_range(in, nullptr, out, nullptr, 1 << 30, 0);
@@ -178,6 +182,18 @@ bool ShareFile(const std::string& from, const char* to) {
     return false;
   }
   return true;
+}
+
+// Gives the data of from the name claimed, an empty file of this call's own
+// in the cache: the claim gives way to a link (or, across file systems, a
+// copy) under the same name. Never a rename over the claim: some file
+// systems write a whole renamed body out at once when it replaces a name.
+// False when another download took the name in between; theirs stands.
+bool FillClaim(const std::string& from, const std::string& claimed) {
+  unlink(claimed.c_str());
+  if (link(from.c_str(), claimed.c_str()) == 0)
+    return true;
+  return errno != EEXIST && CopyFileTo(from, claimed.c_str(), true);
 }
 
 // Where the body goes while it arrives: straight into a target that did not
@@ -267,8 +283,8 @@ bool FinishSink(Sink& sink) {
   if (sink.stagePath.empty()) {
     if (!sink.cacheFolder.empty()) {
       std::string copy = ClaimCacheFile(sink.cacheFolder.c_str(), AnsweredUrl(sink).c_str());
-      if (!copy.empty() && !ShareFile(sink.path, copy.c_str()))
-        unlink(copy.c_str()); // the copy is a courtesy; the download stands
+      if (!copy.empty())
+        FillClaim(sink.path, copy); // the copy is a courtesy; the download stands
     }
     return true;
   }
@@ -277,6 +293,33 @@ bool FinishSink(Sink& sink) {
   bool ok = rename(sink.stagePath.c_str(), sink.path) == 0 || ShareFile(sink.stagePath, sink.path);
   unlink(sink.stagePath.c_str());
   return ok;
+}
+
+// The hosts table as libcurl's connect-to rules: every listed name, on any
+// port, goes to its address (and its port, when the table gives one).
+curl_slist* HostRules(curl_slist* rules) {
+  for (const HostEntry& entry : ReadHostsTable()) {
+    std::string address = entry.ipv6 ? "[" + entry.address + "]" : entry.address;
+    std::string rule = entry.name + "::" + address + ":" +
+                       (entry.port != 0 ? std::to_string(entry.port) : std::string());
+    if (curl_slist* grown = curl_slist_append(rules, rule.c_str()); grown != nullptr)
+      rules = grown;
+  }
+  return rules;
+}
+
+// The host that url names, or empty.
+std::string UrlHost(const char* url) {
+  std::string host;
+  if (CURLU* parts = curl_url(); parts != nullptr) {
+    char* text = nullptr;
+    if (curl_url_set(parts, CURLUPART_URL, url, CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK &&
+        curl_url_get(parts, CURLUPART_HOST, &text, 0) == CURLUE_OK && text != nullptr)
+      host = text;
+    curl_free(text);
+    curl_url_cleanup(parts);
+  }
+  return host;
 }
 
 void InitCurlOnce() {
@@ -297,6 +340,29 @@ unsigned short LoopbackRouteFor(const char* host) {
   if (routeHost.empty() || host == nullptr || routeHost != host)
     return 0;
   return routePort;
+}
+
+std::string EscapeUrlForRequest(const char* url) {
+  std::string text = url != nullptr ? url : "";
+  std::size_t scheme = text.find("://");
+  std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+  from = text.find_first_of("/?#", from);
+  if (from == std::string::npos)
+    return text;
+  static const char hex[] = "0123456789ABCDEF";
+  std::string out = text.substr(0, from);
+  out.reserve(text.size() + 16);
+  for (std::size_t i = from; i < text.size(); ++i) {
+    auto c = static_cast<unsigned char>(text[i]);
+    if (c <= 0x20 || c >= 0x7F || std::strchr("\"<>\\^`{|}", c) != nullptr) {
+      out += '%';
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
 }
 
 std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
@@ -343,6 +409,10 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   Sink sink;
   sink.handle = handle;
   sink.path = path;
+  // Blanks and other bytes an address may not hold go escaped, as a
+  // browser sends them; the answered address names the cache copy.
+  std::string escaped = EscapeUrlForRequest(url);
+  url = escaped.c_str();
   sink.url = url;
   sink.cacheFolder = cacheFolder != nullptr ? cacheFolder : "";
   struct stat st {};
@@ -356,6 +426,13 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
       connectTo = curl_slist_append(nullptr, rule.c_str());
     }
   }
+  connectTo = HostRules(connectTo);
+  // A listed host may present the certificate the table trusts (a test
+  // server's own); every other host keeps the system's trust.
+  std::string certificate = HostsCertificate();
+  HostEntry listed;
+  if (!certificate.empty() && LookupHost(UrlHost(url).c_str(), listed))
+    curl_easy_setopt(handle, CURLOPT_CAINFO, certificate.c_str());
 
   curl_easy_setopt(handle, CURLOPT_URL, url);
   curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);

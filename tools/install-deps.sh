@@ -15,6 +15,7 @@ packages=(
   ffmpeg
   xvfb xauth xdotool x11-utils imagemagick libx11-dev openbox
   fonts-dejavu-core fonts-wqy-microhei qt6-translations-l10n
+  python3 openssl
 )
 
 missing=()

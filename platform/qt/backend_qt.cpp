@@ -689,6 +689,7 @@ const WindowBackend backend = [] {
   b.screenHeight = ScreenHeight;
   b.displayBits = DisplayBits;
   b.messageBox = MessageBox;
+  b.saveFileDialog = QtSaveFileDialog;
   b.getControlText = GetControlText;
   b.setControlText = SetControlText;
   b.getCanvas = GetCanvas;
@@ -721,6 +722,10 @@ void QtEndProcess(int code) {
   X11AwaitNoChildren(natives.data(), static_cast<int>(natives.size()), 4000);
   std::fflush(nullptr);
   std::_Exit(code);
+}
+
+QWidget* QtWindowWidget(Hwnd window) {
+  return WidgetOf(window);
 }
 
 const WindowBackend* QtBackend() {

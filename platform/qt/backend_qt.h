@@ -3,7 +3,12 @@
 // the thread that made it is the GUI thread.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "platform/win.h"
+
+class QWidget;
 
 const WindowBackend* QtBackend();
 
@@ -12,3 +17,12 @@ const WindowBackend* QtBackend();
 // seconds) the process ends without running static destructors, since job
 // threads may still use the records they would destroy.
 [[noreturn]] void QtEndProcess(int code);
+
+// The widget of a local window, or null (windows without one, other ids).
+// GUI thread only.
+QWidget* QtWindowWidget(Hwnd window);
+
+// The save-file dialog member (save_dialog_qt.cpp).
+std::string QtSaveFileDialog(Hwnd owner, const std::string& title,
+                             const std::vector<FilterRow>& filter, const std::string& name,
+                             const std::string& folder);

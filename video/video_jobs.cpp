@@ -1,0 +1,48 @@
+#include "video/video_jobs.h"
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+std::atomic<void (*)(unsigned)> SleepHook{nullptr};
+
+} // namespace
+
+VideoCollectRecord& VideoCollect() {
+  // Jobs may still run while the process ends: the record is never destroyed.
+  static VideoCollectRecord* record = new VideoCollectRecord;
+  return *record;
+}
+
+void ResetVideoCollect() {
+  VideoCollectRecord& v = VideoCollect();
+  v.CollectListUrl.Clear();
+  v.CollectDir.Clear();
+  v.CollectFormat = 0;
+  v.CollectOwner = 0;
+  v.CollectTarget.Clear();
+  for (VideoJob& job : v.VideoJobs) {
+    job.StartEntry = 0;
+    job.ConvertBase.Clear();
+    job.ConvertTarget.Clear();
+  }
+  v.JobSlot = 0;
+}
+
+void StartVideoThread(int (*body)(std::uint32_t), std::uint32_t slot) {
+  std::thread([body, slot] { body(slot); }).detach();
+}
+
+void VideoSleep(unsigned milliseconds) {
+  void (*hook)(unsigned) = SleepHook.load();
+  if (hook != nullptr) {
+    hook(milliseconds);
+    return;
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void SetVideoSleepForTests(void (*sleep)(unsigned milliseconds)) {
+  SleepHook = sleep;
+}
