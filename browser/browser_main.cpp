@@ -49,6 +49,7 @@
 
 #include "browser/game_server.h"
 #include "browser/pane_protocol.h"
+#include "browser/panel_links.h"
 #include "browser/video_stream.h"
 #include "browser/web_hosts.h"
 #include "platform/ini.h"
@@ -663,6 +664,7 @@ int main(int argc, char** argv) {
   playerPages.setSyntax(QWebEngineUrlScheme::Syntax::Path);
   playerPages.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
   QWebEngineUrlScheme::registerScheme(playerPages);
+  RegisterPanelLinkScheme();
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
   QApplication app(argc, argv);
   QApplication::setQuitOnLastWindowClosed(true);
@@ -679,6 +681,8 @@ int main(int argc, char** argv) {
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
   profile->setUrlRequestInterceptor(interceptor);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
+  InstallPanelLinks(profile, &app,
+                    [](int command) { SendFrame("POST 273 " + std::to_string(command) + " 0"); });
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
   // The menus are local files whose links lead to the game server; without

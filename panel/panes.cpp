@@ -110,6 +110,10 @@ bool ComposePaneLaunch(PaneRow row, const char* addressIn, PaneLaunch* out) {
     }
     break;
   }
+  case PaneRowImage:
+    launch.arguments = {address, "/h1"};
+    launch.commandLine = program + " " + address + " /h1";
+    break;
   default:
     return false;
   }
