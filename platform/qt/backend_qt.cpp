@@ -30,8 +30,10 @@
 #include <QSocketNotifier>
 #include <QSystemTrayIcon>
 #include <QThread>
+#include <QTimer>
 #include <QToolTip>
 #include <QWidget>
+#include <QWindow>
 
 #include <cstdio>
 #include <cstdlib>
@@ -166,9 +168,41 @@ class PanelWidget : public QWidget {
   explicit PanelWidget(Hwnd id) : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint), id_(id) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    // Tips also while a Pane or another program has the focus.
+    setAttribute(Qt::WA_AlwaysShowToolTips);
+    // X reports no move to the Panel once the pointer is over a Pane (a child
+    // window) or gone; Windows does, and a lit button goes back to rest by it.
+    pointerWatch_.setInterval(250);
+    QObject::connect(&pointerWatch_, &QTimer::timeout, this, [this] {
+      if (!isVisible() || QGuiApplication::mouseButtons() != Qt::NoButton)
+        return;
+      QPoint at = mapFromGlobal(QCursor::pos());
+      if (at != lastMove_)
+        Move(0, at);
+    });
+    pointerWatch_.start();
   }
 
  protected:
+  void Move(WParam keys, const QPoint& at) {
+    lastMove_ = at;
+    Deliver(id_, WM_MOUSEMOVE, keys, PointParam(at));
+  }
+  // Every expose paints the whole face, as WM_PAINT does after an invalidate;
+  // the widget's own updates only show the picture that the system drew.
+  bool eventFilter(QObject* watched, QEvent* e) override {
+    if (e->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed()) {
+      if (QtWin* win = Find(id_))
+        win->needPaint = true;
+    }
+    return false;
+  }
+  void showEvent(QShowEvent*) override {
+    if (windowHandle() != nullptr && !watchingExpose_) {
+      windowHandle()->installEventFilter(this);
+      watchingExpose_ = true;
+    }
+  }
   void paintEvent(QPaintEvent*) override {
     QtWin* win = Find(id_);
     if (win == nullptr)
@@ -186,8 +220,7 @@ class PanelWidget : public QWidget {
       painter.drawImage(0, 0, win->image);
   }
   void mouseMoveEvent(QMouseEvent* e) override {
-    WParam keys = (e->buttons() & Qt::LeftButton) ? MK_LBUTTON : 0;
-    Deliver(id_, WM_MOUSEMOVE, keys, PointParam(e->position().toPoint()));
+    Move((e->buttons() & Qt::LeftButton) ? MK_LBUTTON : 0, e->position().toPoint());
   }
   void mousePressEvent(QMouseEvent* e) override {
     if (e->button() != Qt::LeftButton)
@@ -195,7 +228,7 @@ class PanelWidget : public QWidget {
     // The zone under the pointer, not the code the last press left behind: a
     // press without a move in between gets no move from X, where Windows
     // sends one whenever the window under the pointer changes.
-    Deliver(id_, WM_MOUSEMOVE, 0, PointParam(e->position().toPoint()));
+    Move(0, e->position().toPoint());
     Deliver(id_, WM_LBUTTONDOWN, MK_LBUTTON, PointParam(e->position().toPoint()));
   }
   void mouseReleaseEvent(QMouseEvent* e) override {
@@ -226,6 +259,9 @@ class PanelWidget : public QWidget {
 
  private:
   Hwnd id_;
+  QTimer pointerWatch_;
+  QPoint lastMove_{-1, -1};
+  bool watchingExpose_ = false;
 };
 
 QWidget* WidgetOf(Hwnd window) {
@@ -318,7 +354,10 @@ void ShowWindow(Hwnd window, int command) {
   QWidget* w = WidgetOf(window);
   if (w == nullptr)
     return;
-  if (command == SW_HIDE)
+  QtWin* win = Find(window);
+  if (command == SW_HIDE && win->tray.empty() && X11HasWindowManager())
+    w->showMinimized(); // no tray icon to bring it back by: the task bar's
+  else if (command == SW_HIDE)
     w->hide();
   else
     Show(w, command == SW_RESTORE);
