@@ -5,6 +5,7 @@
 // passed. Forgotten processes sit in a small list until they are reaped.
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -56,6 +57,10 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& addit
 } // namespace
 
 ProcessResult ProcessStart(const ProcessRequest& request) {
+  return ProcessStart(request, ProcessOutput());
+}
+
+ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& output) {
   ProcessReap();
   ProcessResult result;
   if (request.program.empty() || request.program.find('\0') != std::string::npos) {
@@ -87,12 +92,21 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     flags |= POSIX_SPAWN_SETSID;
   posix_spawnattr_setflags(&attr, flags);
 
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  const int openFlags = O_WRONLY | O_CREAT | O_TRUNC;
+  if (!output.outputPath.empty())
+    posix_spawn_file_actions_addopen(&actions, 1, output.outputPath.c_str(), openFlags, 0644);
+  if (!output.errorPath.empty())
+    posix_spawn_file_actions_addopen(&actions, 2, output.errorPath.c_str(), openFlags, 0644);
+
   pid_t pid = 0;
   bool searchPath = request.program.find('/') == std::string::npos;
   int rc =
       searchPath
-          ? posix_spawnp(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data())
-          : posix_spawn(&pid, request.program.c_str(), nullptr, &attr, argv.data(), envp.data());
+          ? posix_spawnp(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data())
+          : posix_spawn(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data());
+  posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attr);
   if (rc != 0) {
     result.error = request.program + ": " + std::strerror(rc);
@@ -124,6 +138,13 @@ bool ProcessWait(ProcessResult* process, int timeoutMs) {
     if (pause < std::chrono::milliseconds(20))
       pause *= 2;
   }
+}
+
+void ProcessKill(ProcessResult* process) {
+  if (process->pid <= 0)
+    return;
+  kill(process->pid, SIGKILL);
+  ProcessWait(process, -1);
 }
 
 ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs) {
