@@ -5,7 +5,6 @@
 // passed. Forgotten processes sit in a small list until they are reaped.
 #include "platform/process.h"
 
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,10 +56,6 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& addit
 } // namespace
 
 ProcessResult ProcessStart(const ProcessRequest& request) {
-  return ProcessStart(request, ProcessOutput());
-}
-
-ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& output) {
   ProcessReap();
   ProcessResult result;
   if (request.program.empty() || request.program.find('\0') != std::string::npos) {
@@ -94,11 +89,10 @@ ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& o
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  const int openFlags = O_WRONLY | O_CREAT | O_TRUNC;
-  if (!output.outputPath.empty())
-    posix_spawn_file_actions_addopen(&actions, 1, output.outputPath.c_str(), openFlags, 0644);
-  if (!output.errorPath.empty())
-    posix_spawn_file_actions_addopen(&actions, 2, output.errorPath.c_str(), openFlags, 0644);
+  const int fds[3] = {request.inputFd, request.outputFd, request.errorFd};
+  for (int i = 0; i < 3; ++i)
+    if (fds[i] >= 0)
+      posix_spawn_file_actions_adddup2(&actions, fds[i], i);
 
   pid_t pid = 0;
   bool searchPath = request.program.find('/') == std::string::npos;
@@ -106,8 +100,8 @@ ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& o
       searchPath
           ? posix_spawnp(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data())
           : posix_spawn(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data());
-  posix_spawn_file_actions_destroy(&actions);
   posix_spawnattr_destroy(&attr);
+  posix_spawn_file_actions_destroy(&actions);
   if (rc != 0) {
     result.error = request.program + ": " + std::strerror(rc);
     return result;

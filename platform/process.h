@@ -16,6 +16,11 @@ struct ProcessRequest {
   // Own session: the child outlives this process's terminal and signals
   // (Panes live on after the Panel).
   bool detach = false;
+  // Descriptors the child gets as its standard input, output and error; -1
+  // leaves it this process's own. The caller keeps and closes them.
+  int inputFd = -1;
+  int outputFd = -1;
+  int errorFd = -1;
 };
 
 struct ProcessResult {
@@ -39,6 +44,10 @@ ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& o
 // Waits at most timeoutMs (negative: for ever) for the process to end. True
 // when it ended; exitCode is then filled and the process is reaped.
 bool ProcessWait(ProcessResult* process, int timeoutMs);
+
+// Ends a started process at once (SIGKILL) and reaps it; exitCode is then
+// 128 + 9.
+void ProcessKill(ProcessResult* process);
 
 // Ends a started process at once (SIGKILL) and reaps it; exitCode is then
 // 128 + 9.

@@ -26,6 +26,7 @@
 #include <random>
 #include <vector>
 
+#include "platform/hosts.h"
 #include "platform/sysdirs.h"
 
 namespace {
@@ -282,6 +283,33 @@ bool FinishSink(Sink& sink) {
   return ok;
 }
 
+// The hosts table as libcurl's connect-to rules: every listed name, on any
+// port, goes to its address (and its port, when the table gives one).
+curl_slist* HostRules(curl_slist* rules) {
+  for (const HostEntry& entry : ReadHostsTable()) {
+    std::string address = entry.ipv6 ? "[" + entry.address + "]" : entry.address;
+    std::string rule = entry.name + "::" + address + ":" +
+                       (entry.port != 0 ? std::to_string(entry.port) : std::string());
+    if (curl_slist* grown = curl_slist_append(rules, rule.c_str()); grown != nullptr)
+      rules = grown;
+  }
+  return rules;
+}
+
+// The host that url names, or empty.
+std::string UrlHost(const char* url) {
+  std::string host;
+  if (CURLU* parts = curl_url(); parts != nullptr) {
+    char* text = nullptr;
+    if (curl_url_set(parts, CURLUPART_URL, url, CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK &&
+        curl_url_get(parts, CURLUPART_HOST, &text, 0) == CURLUE_OK && text != nullptr)
+      host = text;
+    curl_free(text);
+    curl_url_cleanup(parts);
+  }
+  return host;
+}
+
 void InitCurlOnce() {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
@@ -359,6 +387,13 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
       connectTo = curl_slist_append(nullptr, rule.c_str());
     }
   }
+  connectTo = HostRules(connectTo);
+  // A listed host may present the certificate the table trusts (a test
+  // server's own); every other host keeps the system's trust.
+  std::string certificate = HostsCertificate();
+  HostEntry listed;
+  if (!certificate.empty() && LookupHost(UrlHost(url).c_str(), listed))
+    curl_easy_setopt(handle, CURLOPT_CAINFO, certificate.c_str());
 
   curl_easy_setopt(handle, CURLOPT_URL, url);
   curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 1L);

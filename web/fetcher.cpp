@@ -30,6 +30,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/hosts.h"
 #include "platform/url_download.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
@@ -309,12 +310,29 @@ int ConnectWebServer(const char* host) {
     std::printf("The Socket was created\n");
     std::fflush(stdout);
   }
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(80);
+  // Where to: the test route, else the hosts table (whose port replaces 80),
+  // else the resolver.
+  sockaddr_storage address{};
+  socklen_t addressLength = sizeof(sockaddr_in);
+  auto* v4 = reinterpret_cast<sockaddr_in*>(&address);
+  auto* v6 = reinterpret_cast<sockaddr_in6*>(&address);
+  v4->sin_family = AF_INET;
+  v4->sin_port = htons(80);
+  HostEntry listed;
   if (unsigned short routed = LoopbackRouteFor(host); routed != 0) {
-    address.sin_port = htons(routed);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    v4->sin_port = htons(routed);
+    v4->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  } else if (LookupHost(host, listed)) {
+    unsigned short port = htons(static_cast<unsigned short>(listed.port != 0 ? listed.port : 80));
+    if (listed.ipv6) {
+      v6->sin6_family = AF_INET6;
+      v6->sin6_port = port;
+      inet_pton(AF_INET6, listed.address.c_str(), &v6->sin6_addr);
+      addressLength = sizeof(sockaddr_in6);
+    } else {
+      v4->sin_port = port;
+      inet_pton(AF_INET, listed.address.c_str(), &v4->sin_addr);
+    }
   } else {
     addrinfo hints{};
     hints.ai_family = AF_INET;
@@ -324,19 +342,28 @@ int ConnectWebServer(const char* host) {
       close(fd);
       return -FetchNoHost;
     }
-    address.sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
+    v4->sin_addr = reinterpret_cast<sockaddr_in*>(found->ai_addr)->sin_addr;
     freeaddrinfo(found);
+  }
+  if (address.ss_family == AF_INET6) {
+    close(fd);
+    fd = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+      return -FetchNoConnection;
   }
   timeval timeout{};
   timeout.tv_sec = WebTimeoutSeconds();
   setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), addressLength) != 0) {
     close(fd);
     return -FetchNoConnection;
   }
-  char dotted[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &address.sin_addr, dotted, sizeof dotted);
+  char dotted[INET6_ADDRSTRLEN] = "";
+  if (address.ss_family == AF_INET6)
+    inet_ntop(AF_INET6, &v6->sin6_addr, dotted, sizeof dotted);
+  else
+    inet_ntop(AF_INET, &v4->sin_addr, dotted, sizeof dotted);
   std::printf("The connection was accepted with the server %s...\n", dotted);
   std::fflush(stdout);
   return fd;

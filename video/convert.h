@@ -1,0 +1,65 @@
+// Conversion and delivery: the conversion table, the one runner of ffmpeg
+// and the conversion job that takes finished downloads from the drop place,
+// converts them and delivers the results to the target folder.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+// --- The tool ---
+
+// The ffmpeg that runs: the one beside the program, else the first on PATH.
+// Empty when there is none.
+std::string FfmpegPath();
+
+// What the installed build offers of the options of the conversion table.
+// Asked once per tool path and process (two short runs), then cached.
+struct FfmpegAbilities {
+  bool libfaac = false; // the AAC encoder of "-acodec libfaac"
+  bool sameq = false;   // the option "-sameq"
+};
+FfmpegAbilities FfmpegBuild(const std::string& ffmpegPath);
+
+// What one run of the tool came to.
+struct FfmpegOutcome {
+  bool ok = false;   // exit code 0
+  int exitCode = -1; // -1 when the tool didn't start or didn't end in time
+  // Empty when ok, else a short reason fit for a status line: "no ffmpeg",
+  // "exit 1: <the tool's last message>", "timed out".
+  std::string error;
+};
+
+// Runs ffmpeg with arguments (argv[1..], as the conversion table gives
+// them), reporting its progress. Options that only make it report are put
+// in front ("-hide_banner -nostats -progress pipe:1"); its input is empty, so
+// it never waits for keys. progress, when set, is called on this thread with
+// the share done from 0 to 100, at most twice a second and only when the
+// share changed. timeoutMs below 0 waits for ever; at the limit the tool is
+// killed. Thread-safe; any number of runs may go at once.
+FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
+                        const std::function<void(int percent)>& progress, int timeoutMs = -1);
+
+// --- The conversion table ---
+
+// A format code of the video request is converted (2, 3, 14, 16, 17, 24, 26,
+// 27, 100), copied (4), or kept as a Flash video (0 and anything else).
+bool FormatConverts(std::uint32_t format);
+
+// The output of conversion k of shortSource for format: "<source>-<k>.3gp"
+// and so on; shortSource itself for format 4; empty for a format that has no
+// row.
+std::string ConversionOutput(std::uint32_t format, const std::string& shortSource, int k);
+
+// The tool's arguments for the row of format, with the options that the
+// build lacks replaced by their nearest kin ("-acodec aac" for libfaac,
+// "-q:v 1" for "-sameq"). Empty for format 4 and for formats without a row.
+std::vector<std::string> ConversionArguments(std::uint32_t format, const std::string& shortSource,
+                                             const std::string& output,
+                                             const FfmpegAbilities& build);
+
+// The target file: target folder, display name ("/<name>~<k>"), ending of
+// the format. Empty for a format without a row.
+std::string ConversionTargetFile(std::uint32_t format, const std::string& target,
+                                 const std::string& displayName);
