@@ -49,6 +49,7 @@
 
 #include "browser/game_server.h"
 #include "browser/pane_protocol.h"
+#include "browser/video_stream.h"
 #include "platform/ini.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
@@ -144,6 +145,8 @@ class PlayerPageHandler : public QWebEngineUrlSchemeHandler {
     base.replace('"', "%22");
     auto* body = new QBuffer(job);
     body->setData("<base href=\"" + base + "\">\n" + file.readAll());
+    if (QByteArray video = VideoPlayerFor(info.absoluteFilePath()); !video.isEmpty())
+      body->setData(video);
     job->reply("text/html", body);
   }
 };
@@ -637,6 +640,7 @@ int main(int argc, char** argv) {
   pane.startUrl = StartUrlOf(pane.args);
   pane.gameHost = GameHostName(programDir);
   StartGameServer(&app, programDir);
+  StartVideoStreams(&app);
 
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);

@@ -7,6 +7,7 @@
 #include "library/media_index.h"
 
 #include "library/menus.h"
+#include "library/page_text.h"
 #include "library/player_pages.h"
 #include "platform/drives.h"
 #include "platform/plugin.h"
@@ -70,7 +71,8 @@ int WriteMediaCell(MenuFile& menuFile, const char* fullPath, const char* name) {
   std::string full = fullPath;
   std::string alt = full.substr(MediaFolderPrefix.size());
   BeginItemCell(menuFile, MediaMenuName.c_str());
-  WriteItemCell(menuFile, "../" + rel + ".htw", ItemIcon(MenuItemCount % 10 + 1), alt);
+  WriteItemCell(menuFile, "../" + PageAddress(rel) + ".htw", ItemIcon(MenuItemCount % 10 + 1),
+                PageText(alt));
   WritePlayerPage((full + ".htw").c_str(), alt.c_str(), name);
   ++MenuItemCount;
   return 1;

@@ -4,6 +4,8 @@
 // formatting, so the single percent sign of the head is literal.
 #include "library/menu_pieces.h"
 
+#include "library/page_text.h"
+
 #include <unistd.h>
 
 #include <cstdio>
@@ -48,13 +50,23 @@ constexpr const char* Tail = "    </tr>\n  </table>\n  </center>\n</div>\n</body
 
 constexpr const char* IconTemplate = "icon/yellow%02u.jpg";
 
+// One formatted piece, whatever its length.
+template <typename... Args> std::string Format(const char* format, Args... args) {
+  int n = std::snprintf(nullptr, 0, format, args...);
+  if (n < 0)
+    return std::string();
+  std::string piece(static_cast<std::size_t>(n) + 1, '\0');
+  std::snprintf(piece.data(), piece.size(), format, args...);
+  piece.pop_back();
+  return piece;
+}
+
 // Appends one formatted piece; false when it would exceed MenuPieceMax.
 template <typename... Args> bool Append(MenuFile& menu, const char* format, Args... args) {
-  char piece[MenuPieceMax + 1];
-  int n = std::snprintf(piece, sizeof piece, format, args...);
-  if (n < 0 || static_cast<std::size_t>(n) > MenuPieceMax)
+  std::string piece = Format(format, args...);
+  if (piece.empty() || piece.size() > MenuPieceMax)
     return false;
-  menu.text.append(piece, static_cast<std::size_t>(n));
+  menu.text += piece;
   return true;
 }
 
@@ -84,7 +96,8 @@ void WriteRowStart(MenuFile& menu, std::uint32_t page) {
 
 bool WriteItemCell(MenuFile& menu, const std::string& link, const std::string& icon,
                    const std::string& alt) {
-  return Append(menu, ItemCell, link.c_str(), icon.c_str(), alt.c_str());
+  menu.text += Format(ItemCell, link.c_str(), icon.c_str(), alt.c_str());
+  return true;
 }
 
 void WriteBlankCell(MenuFile& menu) {
@@ -94,10 +107,16 @@ void WriteBlankCell(MenuFile& menu) {
 void WriteNavigationCell(MenuFile& menu, const char* menuName, std::uint32_t page, bool last) {
   const char* prevIcon = page <= 1 ? "icon/yellowprevdis.jpg" : "icon/yellowprev.jpg";
   const char* nextIcon = last ? "icon/yellownextdis.jpg" : "icon/yellownext.jpg";
-  if (menuName)
-    Append(menu, MediaNavigation, menuName, page - 1, prevIcon, page, menuName, page + 1, nextIcon,
-           page);
-  else
+  if (menuName) {
+    // The limit holds for the name as it is; its escaped form is written.
+    if (Format(MediaNavigation, menuName, page - 1, prevIcon, page, menuName, page + 1, nextIcon,
+               page)
+            .size() > MenuPieceMax)
+      return;
+    std::string name = PageAddress(menuName);
+    menu.text += Format(MediaNavigation, name.c_str(), page - 1, prevIcon, page, name.c_str(),
+                        page + 1, nextIcon, page);
+  } else
     Append(menu, GameNavigation, page - 1, prevIcon, page, page + 1, nextIcon, page);
 }
 

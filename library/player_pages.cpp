@@ -8,6 +8,7 @@
 #include "platform/ascii.h"
 
 #include "library/menu_pieces.h"
+#include "library/page_text.h"
 #include "platform/files.h"
 #include "shell/settings.h"
 
@@ -60,33 +61,55 @@ bool MediaPlayerRegistered() {
   return ReadRegistryString("HKEY_CLASSES_ROOT", PlayerClassKey, "", out) == 0;
 }
 
-std::string PlayerPageText(PlayerTemplate which, const std::string& folderPath,
-                           const std::string& name) {
-  char page[MenuPieceMax + 1];
-  int n = -1;
+namespace {
+
+// The page of a template filled with the given texts, whatever its length.
+std::string FillTemplate(PlayerTemplate which, const std::string& up, const std::string& path,
+                         const std::string& shown, const std::string& link) {
+  const char* format = nullptr;
+  const char* first = shown.c_str();
+  const char* second = link.c_str();
   switch (which) {
   case PlayerTemplate::PlayerObject:
-    n = std::snprintf(page, sizeof page, PlayerObjectPage, name.c_str(), name.c_str());
+    format = PlayerObjectPage;
     break;
   case PlayerTemplate::PlainEmbed:
-    n = std::snprintf(page, sizeof page, PlainEmbedPage, name.c_str(), name.c_str());
+    format = PlainEmbedPage;
     break;
-  case PlayerTemplate::FlashPlayer: {
-    // One step up for every separator after the first character: the way
-    // from the page's folder back to the indexed folder's root.
-    std::string up;
-    for (std::size_t i = 1; i < folderPath.size(); ++i)
-      if (folderPath[i] == '/')
-        up += "../";
-    n = std::snprintf(page, sizeof page, FlashPlayerPage, up.c_str(), folderPath.c_str());
+  case PlayerTemplate::FlashPlayer:
+    format = FlashPlayerPage;
+    first = up.c_str();
+    second = path.c_str();
     break;
-  }
   case PlayerTemplate::None:
-    break;
-  }
-  if (n < 0 || static_cast<std::size_t>(n) > MenuPieceMax)
     return std::string();
-  return std::string(page, static_cast<std::size_t>(n));
+  }
+  int n = std::snprintf(nullptr, 0, format, first, second);
+  if (n < 0)
+    return std::string();
+  std::string page(static_cast<std::size_t>(n) + 1, '\0');
+  std::snprintf(page.data(), page.size(), format, first, second);
+  page.pop_back();
+  return page;
+}
+
+} // namespace
+
+// The limit of 1,023 bytes holds for the page filled with the names as they
+// are; the page written holds them escaped: the name shown as text, the links
+// percent-encoded.
+std::string PlayerPageText(PlayerTemplate which, const std::string& folderPath,
+                           const std::string& name) {
+  // One step up for every separator after the first character: the way from
+  // the page's folder back to the indexed folder's root.
+  std::string up;
+  for (std::size_t i = 1; i < folderPath.size(); ++i)
+    if (folderPath[i] == '/')
+      up += "../";
+  std::string plain = FillTemplate(which, up, folderPath, name, name);
+  if (plain.empty() || plain.size() > MenuPieceMax)
+    return std::string();
+  return FillTemplate(which, up, PageAddress(folderPath), PageText(name), PageAddress(name));
 }
 
 int WritePlayerPage(const char* pagePath, const char* folderPath, const char* name) {

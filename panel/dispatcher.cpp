@@ -17,6 +17,7 @@
 #include "library/menus.h"
 #include "panel/geometry.h"
 #include "panel/panel_state.h"
+#include "panel/questions.h"
 #include "panel/skins.h"
 #include "panel/timers.h"
 #include "platform/ini.h"
@@ -27,6 +28,7 @@
 #include "shell/tray.h"
 #include "video/collect.h"
 #include "video/phone_drive.h"
+#include "web/url_text.h"
 
 namespace fs = std::filesystem;
 
@@ -115,8 +117,11 @@ Hwnd PanelOf(Hwnd window) {
   return panel != 0 ? panel : window;
 }
 
-void Box(Hwnd window, const std::string& text, const char* title) {
-  WinMessageBox(PanelOf(window), text, title, MB_OK);
+// Every box a command shows is asked once: a client repeating the command
+// while it stands gets nothing more on the screen.
+void Box(Hwnd window, const std::string& text, const char* title,
+         PanelQuestion key = PanelQuestion::Notice) {
+  AskOnce(key, [&] { return WinMessageBox(PanelOf(window), text, title, MB_OK); });
 }
 
 // The Game folder beside the program; counts its files and makes it when the
@@ -449,8 +454,10 @@ void CloseCurrent(Hwnd window) {
     return; // no current Pane to close
   bool deleteFile = false;
   if (channel == ChannelGame) {
-    int answer =
-        WinMessageBox(PanelOf(window), FixedText(TextCloseOrDelete), TitleMessage, MB_YESNOCANCEL);
+    int answer = AskOnce(PanelQuestion::CloseOrDelete, [&] {
+      return WinMessageBox(PanelOf(window), FixedText(TextCloseOrDelete), TitleMessage,
+                           MB_YESNOCANCEL);
+    });
     if (answer != IDYES && answer != IDNO)
       return;
     deleteFile = answer == IDNO;
@@ -472,8 +479,10 @@ void CloseCurrent(Hwnd window) {
     return;
   }
   std::string shown = address.substr(0, LinkSize - 1);
-  if (WinMessageBox(PanelOf(window), FormatText(TextDeleteFile, shown), TitleMessage, MB_YESNO) !=
-      IDYES)
+  if (AskOnce(PanelQuestion::CloseOrDelete, [&] {
+        return WinMessageBox(PanelOf(window), FormatText(TextDeleteFile, shown), TitleMessage,
+                             MB_YESNO);
+      }) != IDYES)
     return;
   std::error_code error;
   fs::remove(file, error);
@@ -486,7 +495,7 @@ void CollectToFolder(Hwnd window) {
   int channel = p.Channel.load();
   if (channel == ChannelHome || channel == ChannelGame) {
     if (!p.CollectStatus.Empty()) {
-      Box(window, FixedText(TextPleaseWait), TitleMessage);
+      Box(window, FixedText(TextPleaseWait), TitleMessage, PanelQuestion::PleaseWait);
       return;
     }
     if (channel != ChannelGame)
@@ -498,7 +507,7 @@ void CollectToFolder(Hwnd window) {
       Box(window, FixedText(TextNewGameNotFound), TitleVexan);
   } else if (channel == ChannelVideoSite) {
     if (!p.CollectStatus.Empty()) {
-      Box(window, FixedText(TextPleaseWait), TitleVexan);
+      Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);
       return;
     }
     VideoRequest(window, Beside("Video").c_str());
@@ -509,12 +518,15 @@ void CollectToPhone(Hwnd window) {
   PanelState& p = Panel();
   int channel = p.Channel.load();
   if (channel == ChannelHome || channel == ChannelGame) {
-    if (!p.PhoneStatus.Empty()) {
-      Box(window, FixedText(TextPleaseWait), TitleVexan);
+    // A daily job that is still fetching its list or the date has no line yet.
+    if (!p.PhoneStatus.Empty() || DailyJobRunning()) {
+      Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);
       return;
     }
-    if (WinMessageBox(PanelOf(window), FixedText(TextSearchQuestion), TitleVexan, MB_YESNO) !=
-        IDYES)
+    if (AskOnce(PanelQuestion::DailySearch, [&] {
+          return WinMessageBox(PanelOf(window), FixedText(TextSearchQuestion), TitleVexan,
+                               MB_YESNO);
+        }) != IDYES)
       return;
     std::string search = ReadDefine("Game", "Search", 256);
     if (Svc().startDailyJob != nullptr)
@@ -527,7 +539,7 @@ void CollectToPhone(Hwnd window) {
       return;
     }
     if (!p.PhoneStatus.Empty()) {
-      Box(window, FixedText(TextPleaseWait), TitleVexan);
+      Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);
       return;
     }
     VideoRequest(window, "");
@@ -536,7 +548,7 @@ void CollectToPhone(Hwnd window) {
 
 int CutVideoAddress(const std::string& address, std::string* listUrl, std::uint32_t* entry) {
   std::string text = address.substr(0, PathSize - 1);
-  if (text.rfind("http://", 0) != 0 || text.find("Show") == std::string::npos)
+  if (WebSchemeLength(text.c_str()) == 0 || text.find("Show") == std::string::npos)
     return -1;
   std::size_t last = text.rfind('/');
   if (last == std::string::npos || last == 0)

@@ -80,22 +80,28 @@ bool SysRemovable(const std::string& device) {
   return false;
 }
 
+bool IsPhoneMount(const std::string& fsType) {
+  static const char* const phone[] = {"fuse.gvfsd-fuse", "fuse.jmtpfs", "fuse.simple-mtpfs",
+                                      "fuse.go-mtpfs",   "fuse.mtpfs",  "mtpfs"};
+  for (const char* t : phone)
+    if (fsType == t)
+      return true;
+  return false;
+}
+
 int TypeOfMount(const std::string& fsType, const std::string& mountPoint, const std::string& device,
                 bool (*removableDevice)(const std::string&)) {
   static const char* const network[] = {"nfs", "nfs4", "cifs", "smb3",      "smbfs",      "ncpfs",
                                         "afs", "ceph", "9p",   "glusterfs", "fuse.sshfs", "davfs"};
   static const char* const optical[] = {"iso9660", "udf"};
-  static const char* const phone[] = {"fuse.gvfsd-fuse", "fuse.jmtpfs", "fuse.simple-mtpfs",
-                                      "fuse.go-mtpfs",   "fuse.mtpfs",  "mtpfs"};
   for (const char* t : network)
     if (fsType == t)
       return DriveRemote;
   for (const char* t : optical)
     if (fsType == t)
       return DriveOptical;
-  for (const char* t : phone)
-    if (fsType == t)
-      return DriveRemovable;
+  if (IsPhoneMount(fsType))
+    return DriveRemovable;
   if (RootHolds("/media", mountPoint) || RootHolds("/run/media", mountPoint))
     return mountPoint == "/media" || mountPoint == "/run/media" ? 0 : DriveRemovable;
   if (device.rfind("/dev/", 0) == 0 && removableDevice && removableDevice(device.substr(5)))
@@ -178,8 +184,9 @@ std::vector<DriveEntry> DriveTableFromIni(const std::string& iniPath) {
   return table;
 }
 
-std::vector<DriveEntry> DriveTableFromMounts(const std::string& mountsText,
-                                             bool (*removableDevice)(const std::string&)) {
+std::vector<DriveEntry>
+DriveTableFromMounts(const std::string& mountsText, bool (*removableDevice)(const std::string&),
+                     std::vector<std::string> (*storages)(const std::string&, const std::string&)) {
   std::vector<DriveEntry> table;
   DriveEntry c;
   c.letter = 'C';
@@ -200,17 +207,45 @@ std::vector<DriveEntry> DriveTableFromMounts(const std::string& mountsText,
     int type = TypeOfMount(fsType, point, device, removableDevice);
     if (type == 0)
       continue;
-    bool seen = std::any_of(table.begin(), table.end(),
-                            [&](const DriveEntry& d) { return d.root == point; });
-    if (seen)
-      continue;
-    DriveEntry d;
-    d.letter = next++;
-    d.root = point;
-    d.type = type;
-    table.push_back(d);
+    std::vector<std::string> roots = {point};
+    if (storages && IsPhoneMount(fsType))
+      roots = storages(point, fsType);
+    for (const std::string& root : roots) {
+      bool seen = std::any_of(table.begin(), table.end(),
+                              [&](const DriveEntry& d) { return d.root == root; });
+      if (seen || next > 'Z')
+        continue;
+      DriveEntry d;
+      d.letter = next++;
+      d.root = root;
+      d.type = type;
+      table.push_back(d);
+    }
   }
   return table;
+}
+
+std::vector<std::string> PhoneStorages(const std::string& mountPoint, const std::string& fsType) {
+  auto folders = [](const std::string& folder, const char* pattern) {
+    std::vector<std::string> names;
+    ForEachFileEntry(folder, pattern, [&](const FileEntry& e) {
+      if (e.isDirectory)
+        names.push_back(folder + "/" + e.name);
+      return true;
+    });
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+  if (fsType == "fuse.gvfsd-fuse") {
+    std::vector<std::string> roots;
+    for (const std::string& phone : folders(mountPoint, "mtp:*"))
+      for (const std::string& storage : folders(phone, "*"))
+        roots.push_back(storage);
+    return roots;
+  }
+  if (fsType == "fuse.jmtpfs" || fsType == "fuse.go-mtpfs")
+    return folders(mountPoint, "*");
+  return {mountPoint};
 }
 
 std::vector<DriveEntry> DriveTable() {
@@ -220,7 +255,7 @@ std::vector<DriveEntry> DriveTable() {
   std::string mounts;
   if (!ReadWholeFile("/proc/self/mounts", mounts, MaxMountsBytes))
     mounts.clear();
-  return DriveTableFromMounts(mounts, SysRemovable);
+  return DriveTableFromMounts(mounts, SysRemovable, PhoneStorages);
 }
 
 bool DriveOfLetter(char letter, DriveEntry& out) {

@@ -2,7 +2,8 @@
 // volume probes of the desktop.
 //
 // C: is the root "/". Removable media (block devices marked removable in
-// /sys, mounts under /media and /run/media, phone mounts through MTP or gvfs),
+// /sys, mounts under /media and /run/media, and each storage of a phone
+// mounted through MTP or gvfs),
 // network file systems and optical discs get the letters from D: on, in the
 // order they were mounted. A file drives.ini in the system folder, when
 // present, replaces the whole table; its section [Drives] holds one key per
@@ -57,8 +58,20 @@ std::vector<DriveEntry> DriveTableFromIni(const std::string& iniPath);
 
 // The table that a mount list in the form of /proc/self/mounts gives, with
 // removableDevice answering whether a device name (e.g. "sdb1") is removable.
-std::vector<DriveEntry> DriveTableFromMounts(const std::string& mountsText,
-                                             bool (*removableDevice)(const std::string& device));
+// storages gives the folders that stand for the storages of a phone mount
+// (fuse.gvfsd-fuse, fuse.jmtpfs, ...), each of which becomes a drive of its
+// own; null counts the mount itself as one drive.
+std::vector<DriveEntry>
+DriveTableFromMounts(const std::string& mountsText,
+                     bool (*removableDevice)(const std::string& device),
+                     std::vector<std::string> (*storages)(const std::string& mountPoint,
+                                                          const std::string& fsType) = nullptr);
+
+// The storages of a phone mount as the file system shows them: below a gvfs
+// mount, the folders of every "mtp:" entry (a phone's internal storage, its
+// card); below jmtpfs and go-mtpfs, the mount's folders; else the mount
+// itself. Sorted by name within a mount, so letters stay put.
+std::vector<std::string> PhoneStorages(const std::string& mountPoint, const std::string& fsType);
 
 // The drive of a letter (either case); false when the table has none.
 bool DriveOfLetter(char letter, DriveEntry& out);

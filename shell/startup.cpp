@@ -13,6 +13,7 @@
 #include "panel/dispatcher.h"
 #include "panel/geometry.h"
 #include "panel/panel_state.h"
+#include "panel/questions.h"
 #include "panel/skins.h"
 #include "panel/timers.h"
 #include "panel/tips.h"
@@ -208,10 +209,15 @@ LResult PanelInitDialog(Hwnd window) {
   return 0;
 }
 
+// While the exit question stands, every further request to exit (with or
+// without a question) is dropped: the answer to the standing one decides.
 void ExitRoad(Hwnd window, LParam arg) {
+  if (QuestionStands(PanelQuestion::Exit))
+    return;
   if (arg != 99) {
     std::string question = FormatText(TextExitQuestion, TitlePanel);
-    if (WinMessageBox(window, question, TitlePanel, MB_YESNO) != IDYES)
+    if (AskOnce(PanelQuestion::Exit,
+                [&] { return WinMessageBox(window, question, TitlePanel, MB_YESNO); }) != IDYES)
       return;
   }
   TrayIcon(window, 2);

@@ -85,7 +85,7 @@ class Program : public ::testing::Test {
   pid_t Start() {
     pid_t pid = fork();
     if (pid == 0) {
-      setenv("QT_QPA_PLATFORM", "offscreen", 1);
+      setenv("QT_QPA_PLATFORM", platform.c_str(), 1);
       setenv("XDG_RUNTIME_DIR", (root / "run").c_str(), 1);
       setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
       setenv("FAKE_PANE_LOG", paneLog.c_str(), 1);
@@ -153,6 +153,7 @@ class Program : public ::testing::Test {
 
   fs::path root, program, paneLog;
   std::string socketPath;
+  std::string platform = "offscreen";
   std::vector<pid_t> started;
 };
 
@@ -251,6 +252,44 @@ TEST_F(Program, BadDefineIniNeverCrashes) {
     EXPECT_EQ(WaitExit(panel, 10000), 0);
     CarrierDisconnect(&client);
   }
+}
+
+// A local client floods the Panel with requests to exit: one question
+// stands, the others are dropped, and the Panel runs on and answers. On a
+// display (the x11 run) the boxes on the screen are counted too.
+TEST_F(Program, ExitRequestFloodAsksOnce) {
+  bool display = std::getenv("DISPLAY") != nullptr;
+  if (display)
+    platform = "xcb";
+  pid_t panel = Start();
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  std::string frames;
+  for (int i = 0; i < 8000; ++i)
+    frames += "POST 273 8 0\n";
+  ASSERT_TRUE(CarrierClientWriteRaw(&client, frames));
+  std::this_thread::sleep_for(std::chrono::seconds(3));
+  ASSERT_EQ(WaitExit(panel, 0), -1) << "the Panel ended";
+  CarrierConnection again;
+  auto asked = Clock::now();
+  ASSERT_TRUE(Connect(&again, 1000));
+  EXPECT_LT(Clock::now() - asked, std::chrono::seconds(1));
+  // While the question stands, even an exit without a question waits on it.
+  ASSERT_TRUE(CarrierClientPost(&again, 273, 8, 99));
+  EXPECT_EQ(WaitExit(panel, 1000), -1);
+  if (display) {
+    std::string ids;
+    if (FILE* pipe =
+            popen("xdotool search --onlyvisible --name '^Tessel Skerry$' 2>/dev/null", "r")) {
+      char line[64];
+      while (fgets(line, sizeof line, pipe))
+        ids += line;
+      pclose(pipe);
+    }
+    EXPECT_EQ(Count(ids, "\n"), 2) << "the Panel and one question: " << ids;
+  }
+  CarrierDisconnect(&again);
+  CarrierDisconnect(&client);
 }
 
 } // namespace

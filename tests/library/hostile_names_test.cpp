@@ -1,0 +1,158 @@
+// Games and videos whose names hold markup characters, and a folder and a
+// file that together spell "</script>": the menus and the player pages keep
+// the shape of an ordinary page (no tag more, no tag less), and each link and
+// text gives the name back when read as a browser reads it.
+#include "library_fixture.h"
+
+#include "library/menus.h"
+#include "library/page_text.h"
+#include "library/player_pages.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+namespace {
+
+// What a browser makes of a quoted attribute value or text: the character
+// references of page_text.h decoded.
+std::string Unreference(const std::string& text) {
+  static const std::pair<const char*, char> refs[] = {
+      {"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&#39;", '\''}};
+  std::string out;
+  for (std::size_t i = 0; i < text.size();) {
+    bool matched = false;
+    for (const auto& r : refs) {
+      std::size_t n = std::strlen(r.first);
+      if (text.compare(i, n, r.first) == 0) {
+        out += r.second;
+        i += n;
+        matched = true;
+        break;
+      }
+    }
+    if (!matched)
+      out += text[i++];
+  }
+  return out;
+}
+
+std::string PercentDecoded(const std::string& text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%' && i + 2 < text.size() && std::isxdigit(text[i + 1]) &&
+        std::isxdigit(text[i + 2])) {
+      out += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+      i += 2;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+// The value of the first attribute `name="..."` after from.
+std::string Attribute(const std::string& page, const std::string& name, std::size_t from = 0) {
+  std::size_t at = page.find(name + "=\"", from);
+  if (at == std::string::npos)
+    return "<none>";
+  at += name.size() + 2;
+  return page.substr(at, page.find('"', at) - at);
+}
+
+// The tags of a page, each reduced to its name: the shape a browser builds.
+std::vector<std::string> TagNames(const std::string& page) {
+  std::vector<std::string> names;
+  for (std::size_t at = page.find('<'); at != std::string::npos; at = page.find('<', at + 1)) {
+    std::size_t end = at + 1;
+    while (end < page.size() && (std::isalnum(page[end]) || page[end] == '/'))
+      ++end;
+    names.push_back(page.substr(at, end - at));
+  }
+  return names;
+}
+
+bool HasScript(std::string page) {
+  std::transform(page.begin(), page.end(), page.begin(), ::tolower);
+  return page.find("<script") != std::string::npos || page.find("</script") != std::string::npos;
+}
+
+class HostileNames : public LibraryFolder {};
+
+TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
+  // ("=" can't stand in a key of the index, so no attribute is spelled.)
+  const std::string folder = "x\"><b onclick 'y'><script>alert(\"&amp;\")<";
+  const std::string file = "script> & 'q' #1?%41.swf";
+  const std::string game = AddFile("Game/" + folder + "/" + file);
+  ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
+  std::string hostile = ReadText(GameMenu());
+  RemoveTree(program + "/Game");
+  AddFile("Game/plain/a.swf");
+  ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
+  std::string plain = ReadText(GameMenu());
+
+  EXPECT_FALSE(HasScript(hostile)) << hostile;
+  EXPECT_EQ(TagNames(hostile), TagNames(plain));
+  std::string link = Unreference(Attribute(hostile, "href"));
+  const std::string prefix = "http://skerry.local/ombrel/TodayAD.asp?data1=";
+  ASSERT_EQ(link.compare(0, prefix.size(), prefix), 0) << link;
+  // Nothing in the query that a browser would cut off or split.
+  EXPECT_EQ(link.find_first_of("#&\"<>'", prefix.size()), std::string::npos) << link;
+  EXPECT_EQ(PercentDecoded(link.substr(prefix.size())), game);
+  EXPECT_EQ(Unreference(Attribute(hostile, "alt")), folder + "/" + file);
+
+  // Videos: the menu cell leads to the page beside the file, and the page
+  // shows the name as text and links the file, for each kind of page.
+  const std::string videoFolder = "v\"<b>&'";
+  WriteText(system + "/registry.ini",
+            "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n@=player\n");
+  struct Row {
+    const char* name;
+    std::vector<std::string> tags; // of the page of an ordinary name
+  } rows[] = {
+      {"a\"'<i>&amp;#?.mpg", TagNames(PlayerPageText(PlayerTemplate::PlayerObject, "a", "a"))},
+      {"b\"'<i>&amp;#?.mov", TagNames(PlayerPageText(PlayerTemplate::PlainEmbed, "a", "a"))},
+      {"c\"'<i>&amp;#?+.flv", TagNames(PlayerPageText(PlayerTemplate::FlashPlayer, "a/b", "b"))},
+  };
+  for (const Row& row : rows)
+    AddFile("Video/" + videoFolder + "/" + row.name);
+  ASSERT_EQ(
+      RebuildMediaMenu(MediaMenu().c_str(), (program + "/Video").c_str(), "*.mpg,*.mov,*.flv"), 1);
+  std::string menu = ReadText(MediaMenu());
+  EXPECT_FALSE(HasScript(menu));
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::string inside = videoFolder + "/" + row.name;
+    // Cells come in walk order; this row's cell is found by its alt text.
+    std::size_t cell = menu.find("alt=\"" + PageText(inside) + "\"");
+    ASSERT_NE(cell, std::string::npos);
+    std::string href = Unreference(Attribute(menu, "href", menu.rfind("<td><a", cell)));
+    EXPECT_EQ(href.find_first_of("#?\"<>'&"), std::string::npos) << href;
+    EXPECT_EQ(PercentDecoded(href), "../Video/" + inside + ".htw");
+
+    std::string page = ReadText(program + "/Video/" + inside + ".htw");
+    ASSERT_FALSE(page.empty());
+    EXPECT_FALSE(HasScript(page));
+    EXPECT_EQ(TagNames(page), row.tags) << page;
+    if (std::string(row.name).find(".flv") != std::string::npos) {
+      std::string movie = Unreference(Attribute(page, "value"));
+      std::string video = movie.substr(movie.find("video=") + 6);
+      video = video.substr(0, video.find('&'));
+      EXPECT_EQ(movie.compare(0, 15, "../flvplay.swf?"), 0) << movie;
+      EXPECT_EQ(PercentDecoded(video), inside);
+    } else {
+      std::string source = row.tags.size() > 8 ? Attribute(page, "Value", page.find("\"URL\""))
+                                               : Attribute(page, "SRC");
+      EXPECT_EQ(PercentDecoded(Unreference(source)), row.name);
+      EXPECT_NE(page.find("> " + PageText(row.name)), std::string::npos);
+    }
+  }
+  RemoveTree(program + "/Video");
+  for (const char* name : {"a.mpg", "b.mov", "c.flv"})
+    AddFile(std::string("Video/v/") + name);
+  ASSERT_EQ(
+      RebuildMediaMenu(MediaMenu().c_str(), (program + "/Video").c_str(), "*.mpg,*.mov,*.flv"), 1);
+  EXPECT_EQ(TagNames(menu), TagNames(ReadText(MediaMenu())));
+}
+
+} // namespace

@@ -1,0 +1,130 @@
+// Phone detection over a drive table from drives.ini whose drives are
+// folders of a temporary tree, and the phone storages that an MTP mount
+// turns into drives.
+#include "platform/drives.h"
+#include "tests/video/clips.h"
+#include "video/phone_drive.h"
+
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+namespace {
+
+class PhoneDrive : public TempFolder {
+ protected:
+  void SetUp() override {
+    TempFolder::SetUp();
+    setenv("SKERRY_SYSTEM_DIR", (dir + "/sys").c_str(), 1);
+    MakeFolder("sys");
+  }
+  void TearDown() override {
+    unsetenv("SKERRY_SYSTEM_DIR");
+    TempFolder::TearDown();
+  }
+  void MakeFolder(const std::string& relative) {
+    std::string cmd = "mkdir -p '" + dir + "/" + relative + "'";
+    ASSERT_EQ(std::system(cmd.c_str()), 0);
+  }
+  // drives: "D=card1,removable" lines with roots relative to the tree.
+  void SetDrives(const std::vector<std::string>& drives) {
+    std::ofstream ini(dir + "/sys/drives.ini");
+    ini << "[Drives]\nC=/\n";
+    for (const std::string& d : drives)
+      ini << d.substr(0, 2) << dir << "/" << d.substr(2) << "\n";
+  }
+};
+
+TEST_F(PhoneDrive, PassesOverTheCards) {
+  struct Row {
+    const char* name;
+    std::vector<std::string> folders; // below the tree; cards are d, e, f
+    std::vector<std::string> drives;
+    int first;
+    int letter;
+    const char* video; // expected video folder below the tree, "" untouched
+  };
+  const Row rows[] = {
+      {"no folders of the table", {"d/DCIM"}, {"D=d,removable"}, 'D', 0, ""},
+      {"Music only", {"d/Music"}, {"D=d,removable"}, 'D', 'D', ""},
+      {"Video and Music without System",
+       {"d/Video", "d/Music"},
+       {"D=d,removable"},
+       'D',
+       'D',
+       "d/Video"},
+      {"Video and System: no phone, folder kept",
+       {"d/Video", "d/System"},
+       {"D=d,removable"},
+       'D',
+       0,
+       "d/Video"},
+      {"all three of the first pass",
+       {"d/Video", "d/System", "d/Music"},
+       {"D=d,removable"},
+       'D',
+       'D',
+       "d/Video"},
+      {"Videos replaces Video", {"d/Video", "d/Videos"}, {"D=d,removable"}, 'D', 'D', "d/Videos"},
+      {"case ignored, the card's case kept",
+       {"d/VIDEOS", "d/system/apps"},
+       {"D=d,removable"},
+       'D',
+       'D',
+       "d/VIDEOS"},
+      {"a fixed disk never counts", {"d/Video", "d/System", "d/Music"}, {"D=d,fixed"}, 'D', 0, ""},
+      {"the lower of two phones",
+       {"e/Music", "f/Nokia"},
+       {"E=e,removable", "F=f,removable"},
+       'D',
+       'E',
+       ""},
+      {"letters before the first are skipped",
+       {"d/Music", "e/Sounds"},
+       {"D=d,removable", "E=e,removable"},
+       'E',
+       'E',
+       ""},
+      {"a first letter past Z", {"d/Music"}, {"D=d,removable"}, 'Z' + 1, 0, ""},
+      {"a drive whose root has gone", {}, {"D=gone,removable"}, 'D', 0, ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.name);
+    std::system(("rm -rf '" + dir + "'/d '" + dir + "'/e '" + dir + "'/f").c_str());
+    for (const std::string& f : row.folders)
+      MakeFolder(f);
+    SetDrives(row.drives);
+    char video[260] = "";
+    EXPECT_EQ(FindPhoneDrive(row.first, video), row.letter);
+    EXPECT_EQ(std::string(video), *row.video ? dir + "/" + row.video : std::string());
+  }
+}
+
+TEST_F(PhoneDrive, EachStorageOfAPhoneIsADrive) {
+  MakeFolder("gvfs/mtp:host=Phone_A/Internal shared storage/Music");
+  MakeFolder("gvfs/mtp:host=Phone_A/Card/Videos");
+  MakeFolder("gvfs/smb-share:server=x/share");
+  MakeFolder("jmtp/Phone storage");
+  const std::string mounts = "/dev/vda1 / ext4 rw 0 0\n"
+                             "gvfsd-fuse " +
+                             dir + "/gvfs fuse.gvfsd-fuse rw 0 0\n" + "jmtpfs " + dir +
+                             "/jmtp fuse.jmtpfs rw 0 0\n";
+  std::vector<DriveEntry> t = DriveTableFromMounts(
+      mounts, [](const std::string&) { return false; }, PhoneStorages);
+  ASSERT_EQ(t.size(), 4u);
+  EXPECT_EQ(t[1].root, dir + "/gvfs/mtp:host=Phone_A/Card");
+  EXPECT_EQ(t[2].root, dir + "/gvfs/mtp:host=Phone_A/Internal shared storage");
+  EXPECT_EQ(t[3].root, dir + "/jmtp/Phone storage");
+  for (std::size_t i = 1; i < t.size(); ++i) {
+    EXPECT_EQ(t[i].letter, 'C' + static_cast<int>(i));
+    EXPECT_EQ(t[i].type, DriveRemovable);
+  }
+  // A phone's card and its internal storage are found as drives of their own.
+  SetDrives({"D=gvfs/mtp:host=Phone_A/Card,removable",
+             "E=gvfs/mtp:host=Phone_A/Internal shared storage,removable"});
+  char video[260] = "";
+  EXPECT_EQ(FindPhoneDrive('D', video), 'D');
+  EXPECT_EQ(std::string(video), dir + "/gvfs/mtp:host=Phone_A/Card/Videos");
+}
+
+} // namespace
