@@ -236,4 +236,37 @@ TEST_F(Collect, DailyJobTakesTheServersDateIntoItsMonthFolder) {
   CarrierDisconnect(&client);
 }
 
+TEST_F(Collect, HarvestOffersAFreshLargeCacheFileAndSavesIt) {
+  std::ofstream(program / "Game" / "old.swf") << "FWS"; // no top list at this start
+  fs::path cached = root / "cache" / "skerry" / "Cache" / "AB12CD34";
+  fs::create_directories(cached);
+  std::string game = "FWS\x06" + std::string(600 * 1024, 'g');
+  std::ofstream(cached / "Fresh%20Game[1].swf", std::ios::binary) << game;
+  pid_t pid = Start(false);
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0)); // the game channel
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20210, 0)); // zone 20: the harvest
+  ASSERT_TRUE(AnswerBox("Collect The Game!!!", "y"));
+  ASSERT_TRUE(AnswerBox("Save game to", "Return")); // the proposed name in Game
+  fs::path saved = program / "Game" / "Fresh-Game[1].swf";
+  for (int i = 0; i < 100 && !fs::exists(saved); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(ReadAll(saved), game);
+  for (int i = 0;
+       i < 100 && ReadAll(program / "Web" / "Menu1.htm").find("Fresh-Game") == std::string::npos;
+       ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_NE(ReadAll(program / "Web" / "Menu1.htm").find("Fresh-Game[1].swf"), std::string::npos);
+
+  // Nothing fresh any more but what the Game folder holds: a second harvest
+  // over an emptied cache finds nothing and says so.
+  fs::remove_all(cached);
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20210, 0));
+  ASSERT_TRUE(AnswerBox("Tessel @Vexan", "Return")); // "New game not found !"
+  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
+  EXPECT_EQ(WaitExit(pid, 30000), 0);
+  CarrierDisconnect(&client);
+}
+
 } // namespace
