@@ -106,7 +106,8 @@ std::string CopyFile(const std::string& from, const std::string& to,
     }
   }
   close(in);
-  if (why.empty() && fsync(out) != 0 && errno != EINVAL)
+  // Phone mounts may not offer fsync at all; only a lost or full medium fails.
+  if (why.empty() && fsync(out) != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT))
     why = std::strerror(errno);
   if (close(out) != 0 && why.empty())
     why = std::strerror(errno);
