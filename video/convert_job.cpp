@@ -158,7 +158,8 @@ int ConvertJob(std::uint32_t slot) {
     if (source.empty())
       continue;
 
-    const std::string display = source.substr(source.rfind('/'));
+    std::size_t slash = source.rfind('/');
+    const std::string display = slash == std::string::npos ? "/" + source : source.substr(slash);
     const std::string output = ConversionOutput(format, source, k);
     const std::string converting = "Converting " + display + " video now...";
     Show(line, converting);
