@@ -24,8 +24,14 @@ namespace {
 std::mutex seenLock;
 std::set<std::string> seenLines;
 
+std::atomic<int> passesSinceDelivery{0};
+
 // Every pause of the job is a millisecond, and a look at the status lines.
-void ShortSleep(unsigned) {
+void ShortSleep(unsigned ms) {
+  if (ms == 300)
+    passesSinceDelivery = 0;
+  else if (ms == 600)
+    ++passesSinceDelivery;
   {
     std::lock_guard<std::mutex> hold(seenLock);
     seenLines.insert(Panel().CollectStatus.Get());
@@ -152,7 +158,18 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
   // Long idle while the download job runs: the job stays.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_FALSE(ended);
-  EndJob();
+
+  // The download job ends while the tool runs: the file is finished, then
+  // 51 passes from the one that found it, the last 50 behind its delivery.
+  std::ofstream(prog + "/hold");
+  Drop("Dddd0000", 4);
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 3; }));
+  VideoCollect().VideoJobs[0].ConvertTarget.Clear();
+  unlink((prog + "/hold").c_str());
+  EXPECT_TRUE(WaitFor([&] { return ended.load(); }));
+  job.join();
+  EXPECT_TRUE(FileThere(out + "/Dddd0000~4.avi"));
+  EXPECT_EQ(passesSinceDelivery, 50);
   EXPECT_TRUE(Panel().CollectStatus.Empty());
 }
 
