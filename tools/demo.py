@@ -86,8 +86,7 @@ def make_sites(sites):
     # Lists in the INI forms the jobs read: top games by link and by name,
     # and the games of the day.
     put(sites, "lists.demo.test", "/Top.ini",
-        "[List]\n1=https://games.demo.test/files/Star.swf\n2=Rocket Race\n"
-        "3=https://games.demo.test/flash_games.php?id=7\n"
+        "[List]\n1=https://games.demo.test/files/Star.swf\n2=Rocket Race\n3=Meteor Storm\n"
         "[Title]\n1=Star.swf\n2=Rocket Race.swf\n3=Meteor.swf\n")
     put(sites, "lists.demo.test", "/Daily.ini",
         "[Daily]\n1115=https://games.demo.test/daily/Moon.swf\n1115a=Rocket Race\n"
@@ -95,6 +94,11 @@ def make_sites(sites):
     answer(sites, "clock.demo.test", "*", "date=" + CLOCK_DATE)
     # The web search, answering in the form of its result pages.
     answer(sites, "search.demo.test", "/search?p=Rocket Race", "file=rocket-results.htm")
+    answer(sites, "search.demo.test", "/search?p=Meteor Storm", "file=meteor-results.htm")
+    put(sites, "search.demo.test", "/meteor-results.htm",
+        "<html><body><h2>>Search Results<</h2><ol>"
+        "<li><a class=\"r\" href=\"https://games.demo.test/flash_games.php?id=7\">Meteor Storm"
+        "</a></ol></body></html>")
     put(sites, "search.demo.test", "/rocket-results.htm",
         "<html><body><h2>>Search Results<</h2><ol>"
         "<li><a class=yschttl href=\"**https%3a//games.demo.test/play/rocket.htm\">Rocket Race"
@@ -111,7 +115,6 @@ def make_sites(sites):
         page("Comet", "#203040", "<script>showGame(\"comet.swf\", \"Comet\", 640, 480);</script>"
              "<p>Comet</p>"))
     answer(sites, "games.demo.test", "/flash_show.php?id=7", "file=meteor-show.htm")
-    answer(sites, "games.demo.test", "/flash_games.php?id=7", "file=meteor-show.htm")
     put(sites, "games.demo.test", "/meteor-show.htm",
         page("Meteor", "#303030", "<object><param name=movie value=\"/files/Meteor.swf\" "
              "width=550 height=400></object>"))
@@ -229,26 +232,35 @@ def write_system(demo, port):
 
 class Carrier:
     """A plain client of the panel's carrier, posting commands as another
-    process could."""
+    process could. Connects at the first post, waiting for the panel."""
 
     def __init__(self, path):
+        self.path = path
         self.sock = None
-        for _ in range(200):
+
+    def connect(self):
+        end = time.time() + 60
+        while self.sock is None and time.time() < end:
             try:
                 s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-                s.connect(path)
+                s.settimeout(10)
+                s.connect(self.path)
                 s.sendall(b"HELLO %d\n" % os.getpid())
-                s.settimeout(5)
                 if s.recv(256).startswith(b"HELLO"):
                     self.sock = s
-                    return
+                    break
+                s.close()
             except OSError:
                 pass
-            time.sleep(0.1)
+            time.sleep(0.5)
+        if self.sock is None:
+            print("demo: the panel's carrier did not answer")
 
     def post(self, message, wparam, lparam=0):
+        self.connect()
         if self.sock is not None:
             self.sock.sendall(b"POST %d %d %d\n" % (message, wparam, lparam))
+            print("demo: posted %d %d %d to the panel" % (message, wparam, lparam))
 
 
 def run(command):
@@ -280,16 +292,19 @@ def answer_boxes(seconds, keep=()):
                                stderr=subprocess.DEVNULL)
                 print("demo: answered \"%s\"" % name)
                 answered += 1
+        # A little mouse movement, as a user's, keeps the screen's events going.
+        subprocess.run(["xdotool", "mousemove", str(100 + answered % 2), "100"],
+                       stderr=subprocess.DEVNULL)
         time.sleep(1.5)
     return answered
 
 
-def walk(demo, program, shots, carrier):
-    os.makedirs(shots, exist_ok=True)
-    # The first start: no games, so the panel asks for the top games.
+def first_start(shots, carrier):
+    # No games yet, so the panel asks for the top games; the daily list
+    # follows by itself, since the demo's Define.ini collects it daily.
     time.sleep(8)
     screenshot(shots, "demo-1-first-start.png")
-    answer_boxes(45)
+    answer_boxes(40)
     screenshot(shots, "demo-2-top-games.png")
     # A copied link to a game page.
     if shutil.which("xclip"):
@@ -298,19 +313,39 @@ def walk(demo, program, shots, carrier):
         time.sleep(4)
         screenshot(shots, "demo-3-copied-link.png")
         answer_boxes(20)
-    # The game menu, with what was collected.
-    carrier.post(1033, 20100)
-    time.sleep(10)
-    screenshot(shots, "demo-4-game-menu.png")
-    # The video service: its Show page in the video Pane, then its list to
+    # The video service: its link on the top games page, then its list to
     # the Video folder (zone 20) and to the phone (zone 21).
-    carrier.post(1033, 19900)
+    subprocess.run(["xdotool", "mousemove", "700", "289", "click", "1"])
     time.sleep(10)
     carrier.post(1033, 20210)
-    answer_boxes(20)
+    answer_boxes(25)
     carrier.post(1033, 20220)
     answer_boxes(30)
-    screenshot(shots, "demo-5-videos.png")
+    screenshot(shots, "demo-4-videos.png")
+
+
+def second_start(shots, carrier):
+    # The program started again: the game menu holds what was collected.
+    time.sleep(10)
+    carrier.post(1033, 20100)
+    time.sleep(12)
+    screenshot(shots, "demo-5-game-menu.png")
+
+
+def end_panel(panel, carrier, program):
+    """Ends the panel, and the Panes it left running (they outlive it)."""
+    carrier.post(273, 8, 99)
+    try:
+        panel.wait(timeout=20)
+    except subprocess.TimeoutExpired:
+        panel.kill()
+    lumbrel = os.path.join(program, "Lumbrel.dll")
+    for pid in os.listdir("/proc"):
+        try:
+            if pid.isdigit() and os.readlink("/proc/%s/exe" % pid).startswith(lumbrel):
+                os.kill(int(pid), 15)
+        except OSError:
+            pass
 
 
 def report(demo, program):
@@ -350,7 +385,13 @@ def main():
                XDG_CACHE_HOME=os.path.join(demo, "cache"), LC_ALL="C")
     print("demo: the demo web answers %s on 127.0.0.1:%d" % (", ".join(HOSTS), port))
     log = open(os.path.join(demo, "panel.log"), "w")
-    panel = subprocess.Popen([os.path.join(program, "skerry")], env=env, stdout=log, stderr=log)
+    sock = os.path.join(runtime, "skerry", "panel.sock")
+
+    def start():
+        return subprocess.Popen([os.path.join(program, "skerry")], env=env, stdout=log,
+                                stderr=log)
+
+    panel = start()
     try:
         if shots is None:
             print("demo: the panel runs from %s; copy the link "
@@ -358,13 +399,13 @@ def main():
                   program)
             panel.wait()
         else:
-            carrier = Carrier(os.path.join(runtime, "skerry", "panel.sock"))
-            walk(demo, program, shots, carrier)
-            carrier.post(273, 8, 99)
-            try:
-                panel.wait(timeout=20)
-            except subprocess.TimeoutExpired:
-                panel.kill()
+            os.makedirs(shots, exist_ok=True)
+            first_start(shots, Carrier(sock))
+            end_panel(panel, Carrier(sock), program)
+            panel = start()
+            carrier = Carrier(sock)
+            second_start(shots, carrier)
+            end_panel(panel, carrier, program)
     finally:
         if panel.poll() is None:
             panel.terminate()
