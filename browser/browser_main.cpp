@@ -50,6 +50,7 @@
 #include "browser/game_server.h"
 #include "browser/local_pages.h"
 #include "browser/pane_protocol.h"
+#include "browser/video_stream.h"
 #include "platform/ini.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
@@ -146,6 +147,8 @@ class PlayerPageHandler : public QWebEngineUrlSchemeHandler {
     base.replace('&', "&amp;").replace('"', "%22");
     auto* body = new QBuffer(job);
     body->setData("<base href=\"" + base + "\">\n" + file.readAll());
+    if (QByteArray video = VideoPlayerFor(info.absoluteFilePath()); !video.isEmpty())
+      body->setData(video);
     job->reply("text/html", body);
   }
 };
@@ -678,6 +681,7 @@ int main(int argc, char** argv) {
   pane.startUrl = StartUrlOf(pane.args);
   pane.gameHost = GameHostName(programDir);
   StartGameServer(&app, programDir);
+  StartVideoStreams(&app);
   for (const char* folder : {"/Web", "/Game", "/Video"})
     pane.local.roots.push_back((programDir + folder).toStdString());
   if (pane.startUrl.isLocalFile()) {
@@ -686,8 +690,8 @@ int main(int argc, char** argv) {
         (start.isDir() ? start.absoluteFilePath() : start.absolutePath()).toStdString());
   }
   pane.local.gameHost = pane.gameHost.toLower().toStdString();
-  pane.local.serverPort = pane.serverPort;
-  pane.local.token = pane.games.token;
+  pane.local.servers.push_back({pane.serverPort, pane.games.token});
+  pane.local.servers.push_back(VideoStreamServer());
 
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);

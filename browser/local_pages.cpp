@@ -41,7 +41,12 @@ bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request) {
     return false;
   if (!policy.gameHost.empty() && request.host == policy.gameHost)
     return true;
-  return request.host == "127.0.0.1" && policy.serverPort > 0 &&
-         request.port == policy.serverPort && !policy.token.empty() &&
-         request.path.compare(0, policy.token.size() + 2, "/" + policy.token + "/") == 0;
+  if (request.host != "127.0.0.1")
+    return false;
+  for (const LoopbackServer& server : policy.servers) {
+    if (server.port > 0 && request.port == server.port && !server.token.empty() &&
+        request.path.compare(0, server.token.size() + 2, "/" + server.token + "/") == 0)
+      return true;
+  }
+  return false;
 }

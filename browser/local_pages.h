@@ -2,18 +2,25 @@
 // texts come from file names; should a name ever carry script into it, that
 // script must find nothing to read and nobody to tell: a local page may load
 // the files of a few folders (the program's Web, Game and Video folders and
-// the folder of the page the Pane started with) and the game server, and
-// nothing else, neither other local files nor other hosts.
+// the folder of the page the Pane started with), the game server's host and
+// the program's own loopback listeners, and nothing else, neither other
+// local files nor other hosts.
 #pragma once
 
 #include <string>
 #include <vector>
 
+// A loopback listener of the program (the game server, the video streams):
+// its port and the secret first path segment of its requests.
+struct LoopbackServer {
+  int port = 0;
+  std::string token;
+};
+
 struct LocalPolicy {
-  std::vector<std::string> roots; // folders whose files local pages may load
-  std::string gameHost;           // the service's host, which the game server answers
-  int serverPort = 0;             // the game server's loopback port
-  std::string token;              // its secret first path segment
+  std::vector<std::string> roots;      // folders whose files local pages may load
+  std::string gameHost;                // the service's host, which the game server answers
+  std::vector<LoopbackServer> servers; // the program's own listeners
 };
 
 // One request of a local page: scheme and host in lower case, the port (-1

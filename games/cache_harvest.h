@@ -1,14 +1,49 @@
 // Cache harvest: Flash files found in the browser cache are offered to the
 // user and saved into the Game folder; old cached copies of a list are purged.
+//
+// The harvest runs on the Panel's thread inside its command; HarvestPass and
+// HarvestPrompts have no other user. PurgeCachedCopies runs on job threads
+// and keeps its state on its own stack.
 #pragma once
+
+#include <cstdint>
 
 #include "platform/win.h"
 
-// Walks cacheFolder for files matching patterns and offers each new one.
-// Result: the number of files offered; 0 means no new game was found.
+struct FileEntry;
+
+// 0 to 4: the running pass; 5: the harvest is over.
+extern std::uint32_t HarvestPass;
+// Offers shown in this harvest.
+extern std::uint32_t HarvestPrompts;
+
+// Walks cacheFolder (subfolders included) five times, from the narrowest pass
+// to the widest, offering each file that the pass admits until the user
+// takes one or cancels. Result: HarvestPrompts; 0 means no game was found.
 int HarvestCache(const char* cacheFolder, const char* patterns);
 
-// Deletes the cached copies of link in cacheFolder. Result: files deleted.
+// The visit of the harvest's walk: offers the file when the running pass
+// admits it (Yes/No/Cancel); Yes leads to the save dialog and ends the
+// harvest, Cancel ends it.
+void OfferCacheFile(const char* fullPath, const char* name, const FileEntry& entry);
+
+// A time of the file listing (ns since 1970, UTC) as a count of 100 ns of
+// local time since 1601, shifted by the local offset of the present as the
+// desktop's conversion does.
+std::uint64_t LocalFileTime(std::int64_t unixNanos);
+
+// The present as the same count, to the millisecond.
+std::uint64_t LocalNow();
+
+// Whether pass (0-4) admits entry at the local time now (a count as above).
+bool HarvestAdmits(std::uint32_t pass, const FileEntry& entry, std::uint64_t now);
+
+// The clock the harvest reads (ns since 1970, UTC); null goes back to the
+// system clock. For tests.
+void SetHarvestClockForTests(std::int64_t (*now)());
+
+// Deletes the cached copies of link ("stem[N].ext" for a link ending in
+// "stem.ext") in cacheFolder and its subfolders. Result: files deleted.
 int PurgeCachedCopies(const char* link, const char* cacheFolder);
 
 // The save dialog: name (nameSize bytes) holds the proposed name on entry and

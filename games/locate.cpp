@@ -23,7 +23,7 @@ namespace {
 constexpr std::size_t TextSize = 512;
 
 bool StartsWithScheme(const char* text) {
-  return std::strncmp(text, "http://", 7) == 0;
+  return WebSchemeLength(text) != 0;
 }
 
 bool EndsWithCaseless(const char* text, std::size_t length, const char* ending) {

@@ -44,25 +44,37 @@ std::vector<std::string> SplitPatterns(const char* patterns) {
   }
 }
 
+// One listing per folder serves all patterns and the subfolders; a status is
+// read only for a name that a pattern matches, and for an entry whose kind
+// the listing doesn't tell.
 void WalkFolder(const GameVisit& visit, const std::string& folder,
                 const std::vector<std::string>& patterns) {
+  std::vector<FolderName> names;
+  if (!ListFolderNames(folder, names))
+    return;
+  FileEntry e;
   for (const std::string& pattern : patterns) {
     if (pattern.empty() || folder.size() + 1 + pattern.size() > MenuFolderPatternMax)
       continue;
-    ForEachFileEntry(folder, pattern.c_str(), [&](const FileEntry& e) {
-      std::string full = folder + "/" + e.name;
-      if (!e.isDirectory && full.size() <= MenuPathMax)
+    for (const FolderName& n : names) {
+      if (n.kind == EntryKind::Folder || !WildcardMatch(pattern.c_str(), n.name.c_str()))
+        continue;
+      std::string full = folder + "/" + n.name;
+      if (full.size() <= MenuPathMax && ReadFileEntry(folder, n.name, e) && !e.isDirectory)
         visit(full, e);
-      return true;
-    });
+    }
   }
   std::vector<std::string> subfolders;
-  ForEachFileEntry(folder, "*", [&](const FileEntry& e) {
-    std::string full = folder + "/" + e.name;
-    if (e.isDirectory && !e.isLink && e.name[0] != '.' && full.size() <= MenuPathMax)
+  for (const FolderName& n : names) {
+    std::string full = folder + "/" + n.name;
+    if (n.name[0] == '.' || full.size() > MenuPathMax)
+      continue;
+    bool enter = n.kind == EntryKind::Folder;
+    if (n.kind == EntryKind::Unknown)
+      enter = ReadFileEntry(folder, n.name, e) && e.isDirectory && !e.isLink;
+    if (enter)
       subfolders.push_back(full);
-    return true;
-  });
+  }
   for (const std::string& sub : subfolders)
     WalkFolder(visit, sub, patterns);
 }

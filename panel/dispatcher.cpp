@@ -28,6 +28,7 @@
 #include "shell/tray.h"
 #include "video/collect.h"
 #include "video/phone_drive.h"
+#include "web/url_text.h"
 
 namespace fs = std::filesystem;
 
@@ -517,7 +518,8 @@ void CollectToPhone(Hwnd window) {
   PanelState& p = Panel();
   int channel = p.Channel.load();
   if (channel == ChannelHome || channel == ChannelGame) {
-    if (!p.PhoneStatus.Empty()) {
+    // A daily job that is still fetching its list or the date has no line yet.
+    if (!p.PhoneStatus.Empty() || DailyJobRunning()) {
       Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);
       return;
     }
@@ -546,7 +548,7 @@ void CollectToPhone(Hwnd window) {
 
 int CutVideoAddress(const std::string& address, std::string* listUrl, std::uint32_t* entry) {
   std::string text = address.substr(0, PathSize - 1);
-  if (text.rfind("http://", 0) != 0 || text.find("Show") == std::string::npos)
+  if (WebSchemeLength(text.c_str()) == 0 || text.find("Show") == std::string::npos)
     return -1;
   std::size_t last = text.rfind('/');
   if (last == std::string::npos || last == 0)

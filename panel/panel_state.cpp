@@ -16,8 +16,9 @@ bool StatusLine::Empty() const {
 }
 
 PanelState& Panel() {
-  static PanelState state;
-  return state;
+  // Never destroyed: job threads read and write it while the process ends.
+  static PanelState* state = new PanelState;
+  return *state;
 }
 
 void ResetPanelState(PanelState& p) {

@@ -96,6 +96,34 @@ bool ForEachFileEntry(const std::string& folder, const char* pattern,
   return true;
 }
 
+bool ListFolderNames(const std::string& folder, std::vector<FolderName>& out) {
+  out.clear();
+  DIR* dir = opendir(folder.empty() ? "." : folder.c_str());
+  if (!dir)
+    return false;
+  while (struct dirent* d = readdir(dir)) {
+    if (std::strcmp(d->d_name, ".") == 0 || std::strcmp(d->d_name, "..") == 0)
+      continue;
+    EntryKind kind = d->d_type == DT_DIR       ? EntryKind::Folder
+                     : d->d_type == DT_LNK     ? EntryKind::Link
+                     : d->d_type == DT_UNKNOWN ? EntryKind::Unknown
+                                               : EntryKind::Other;
+    out.push_back(FolderName{d->d_name, kind});
+  }
+  closedir(dir);
+  return true;
+}
+
+bool ReadFileEntry(const std::string& folder, const std::string& name, FileEntry& entry) {
+  int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0)
+    return false;
+  entry.name = name;
+  bool ok = FillStatus(fd, entry);
+  close(fd);
+  return ok;
+}
+
 bool FindFiles(const std::string& folder, const char* pattern, std::vector<FileEntry>& out) {
   out.clear();
   return ForEachFileEntry(folder, pattern, [&out](const FileEntry& e) {

@@ -42,6 +42,23 @@ bool ForEachFileEntry(const std::string& folder, const char* pattern,
 // The same entries collected into out (which is cleared first).
 bool FindFiles(const std::string& folder, const char* pattern, std::vector<FileEntry>& out);
 
+// An entry's name as the listing gives it, with the kind the listing itself
+// tells (no status read): a folder, a symbolic link, another file, or unknown
+// where the file system doesn't say.
+enum class EntryKind { Unknown, Folder, Link, Other };
+struct FolderName {
+  std::string name;
+  EntryKind kind = EntryKind::Unknown;
+};
+
+// All names of folder ("." and ".." left out) in listing order, into out
+// (cleared first). Result: false when the folder can't be opened.
+bool ListFolderNames(const std::string& folder, std::vector<FolderName>& out);
+
+// The status of the entry name of folder, as ForEachFileEntry gives it.
+// Result: false when it has gone.
+bool ReadFileEntry(const std::string& folder, const std::string& name, FileEntry& entry);
+
 // Replaces path by bytes so that a reader, or a process killed at any point,
 // sees either the old file or the whole new one: a temporary file beside it
 // (its name begins with a point), flushed to the medium, then renamed over

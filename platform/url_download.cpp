@@ -327,6 +327,29 @@ unsigned short LoopbackRouteFor(const char* host) {
   return routePort;
 }
 
+std::string EscapeUrlForRequest(const char* url) {
+  std::string text = url != nullptr ? url : "";
+  std::size_t scheme = text.find("://");
+  std::size_t from = scheme == std::string::npos ? 0 : scheme + 3;
+  from = text.find_first_of("/?#", from);
+  if (from == std::string::npos)
+    return text;
+  static const char hex[] = "0123456789ABCDEF";
+  std::string out = text.substr(0, from);
+  out.reserve(text.size() + 16);
+  for (std::size_t i = from; i < text.size(); ++i) {
+    auto c = static_cast<unsigned char>(text[i]);
+    if (c <= 0x20 || c >= 0x7F || std::strchr("\"<>\\^`{|}", c) != nullptr) {
+      out += '%';
+      out += hex[c >> 4];
+      out += hex[c & 15];
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
+}
+
 std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
   if (cacheFolder == nullptr || *cacheFolder == '\0' || url == nullptr)
     return std::string();
@@ -371,6 +394,10 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   Sink sink;
   sink.handle = handle;
   sink.path = path;
+  // Blanks and other bytes an address may not hold go escaped, as a
+  // browser sends them; the answered address names the cache copy.
+  std::string escaped = EscapeUrlForRequest(url);
+  url = escaped.c_str();
   sink.url = url;
   sink.cacheFolder = cacheFolder != nullptr ? cacheFolder : "";
   struct stat st {};

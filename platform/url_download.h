@@ -41,6 +41,12 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
 // file made, or empty on failure. Every path stays under 260 characters.
 std::string ClaimCacheFile(const char* cacheFolder, const char* url);
 
+// url as a browser sends it: behind the host, every byte that an address
+// may not hold as it stands (controls, blanks, bytes from 128 on, and
+// " < > \\ ^ ` { | }) is percent-escaped; escapes already there stay.
+// So a search text with blanks or a title in Chinese can be asked for.
+std::string EscapeUrlForRequest(const char* url);
+
 // Tests only: connections to host (any port the address names, or 80) go to
 // 127.0.0.1:port instead, in this stand-in and in the socket clients of the
 // web layer alike. Lets a loopback server answer for a host name with no port

@@ -68,6 +68,42 @@ bool AtCaseless(const char* text, std::size_t at, std::size_t end, const char* w
   return at <= end && end - at >= length && strncasecmp(text + at, word, length) == 0;
 }
 
+// A marker and its https form: a marker holding "http" also finds the same
+// text with "https", and the positions counted into it then lie one further.
+// Both forms are found in one pass: the head up to "http", then either tail.
+struct Marker {
+  std::string head; // the whole marker when it holds no "http"
+  std::string tail; // what follows "http"
+  bool both = false;
+  explicit Marker(const char* text) : head(text) {
+    if (std::size_t at = head.find("http"); at != std::string::npos) {
+      tail = head.substr(at + 4);
+      head.resize(at + 4);
+      both = true;
+    }
+  }
+};
+
+// The first occurrence of either form at or behind from, or npos; extra
+// takes 1 when the https form stands there.
+std::size_t Find(const Page& page, const Marker& marker, std::size_t from, std::size_t& extra) {
+  extra = 0;
+  for (;;) {
+    std::size_t at = Find(page, marker.head.c_str(), from);
+    if (at == std::string::npos || !marker.both)
+      return at;
+    std::size_t behind = at + marker.head.size();
+    if (At(page.text, behind, page.end, marker.tail.c_str()))
+      return at;
+    if (behind < page.end && page.text[behind] == 's' &&
+        At(page.text, behind + 1, page.end, marker.tail.c_str())) {
+      extra = 1;
+      return at;
+    }
+    from = at + 1;
+  }
+}
+
 // Copies text of length bytes into result when it fits; false when not.
 bool CopyResult(char* result, const char* text, std::size_t length) {
   if (length >= ScanResultSize)
@@ -79,8 +115,9 @@ bool CopyResult(char* result, const char* text, std::size_t length) {
 
 std::atomic<ResultLocator> resultLocator{LocateGameFile};
 
-int ScanFieldValueText(Page page, const char* marker, char* result) {
-  std::size_t start = Find(page, marker, 0);
+int ScanFieldValueText(Page page, const Marker& marker, char* result) {
+  std::size_t extra = 0;
+  std::size_t start = Find(page, marker, 0, extra);
   if (start == std::string::npos)
     return 0;
   std::size_t stop = std::string::npos;
@@ -101,15 +138,16 @@ int ScanFieldValueText(Page page, const char* marker, char* result) {
   return static_cast<int>(stop);
 }
 
-int ScanSearchResultsText(Page page, const char* marker, char* result) {
+int ScanSearchResultsText(Page page, const Marker& marker, char* result) {
   std::size_t from = Find(page, ">Search Results<", 0);
   if (from == std::string::npos)
     return 0;
   for (;;) {
-    std::size_t occurrence = Find(page, marker, from);
+    std::size_t extra = 0;
+    std::size_t occurrence = Find(page, marker, from, extra);
     if (occurrence == std::string::npos)
       return 0;
-    std::size_t quote = FindChar(page, '"', occurrence + 5);
+    std::size_t quote = FindChar(page, '"', occurrence + 5 + extra);
     if (quote == std::string::npos)
       return 0;
     from = occurrence + 1;
@@ -141,18 +179,19 @@ int ScanSearchResultsText(Page page, const char* marker, char* result) {
   }
 }
 
-int ScanEmbedLinkText(Page page, const char* marker, char* result) {
+int ScanEmbedLinkText(Page page, const Marker& marker, char* result) {
   char wanted[WantedTextSize];
   std::snprintf(wanted, sizeof wanted, "%s", result);
   std::size_t wantedLength = std::strlen(wanted);
   result[0] = '\0';
   std::size_t from = 0;
   for (;;) {
-    std::size_t occurrence = Find(page, marker, from);
+    std::size_t extra = 0;
+    std::size_t occurrence = Find(page, marker, from, extra);
     if (occurrence == std::string::npos)
       return 0;
     char before = occurrence > 0 ? page.text[occurrence - 1] : '\0';
-    std::size_t start = occurrence + 5;
+    std::size_t start = occurrence + 5 + extra;
     std::size_t cut = std::string::npos;
     std::size_t question = std::string::npos; // offset in the link
     if (before == '"') {
@@ -179,8 +218,8 @@ int ScanEmbedLinkText(Page page, const char* marker, char* result) {
 
     bool passes = false;
     std::size_t anchor = cut;
-    if (question != std::string::npos && linkLength > 5 &&
-        strcasestr(link + 5, wanted) != nullptr) {
+    if (question != std::string::npos && linkLength > 5 + extra &&
+        strcasestr(link + 5 + extra, wanted) != nullptr) {
       passes = true;
       anchor = occurrence + question;
     }
@@ -199,17 +238,18 @@ int ScanEmbedLinkText(Page page, const char* marker, char* result) {
   }
 }
 
-int ScanRelativeLinkText(Page page, const char* url, const char* marker, char* result) {
+int ScanRelativeLinkText(Page page, const char* url, const Marker& marker, char* result) {
   char wanted[WantedTextSize];
   std::snprintf(wanted, sizeof wanted, "%s", result);
   std::size_t wantedLength = std::strlen(wanted);
   std::size_t urlLength = std::strlen(url);
   std::size_t from = 0;
   for (;;) {
-    std::size_t occurrence = Find(page, marker, from);
+    std::size_t extra = 0;
+    std::size_t occurrence = Find(page, marker, from, extra);
     if (occurrence == std::string::npos)
       return 0;
-    std::size_t cut = occurrence + wantedLength;
+    std::size_t cut = occurrence + wantedLength + extra;
     char after = cut < page.end ? page.text[cut] : '\0';
     char opening = after == '"' || after == '&' ? '"' : after == '\'' ? '\'' : '\0';
     std::size_t candidateStart = occurrence + 1;
@@ -244,7 +284,7 @@ int ScanRelativeLinkText(Page page, const char* url, const char* marker, char* r
         std::string address = std::string(url, slash) + candidate;
         built = CopyResult(result, address.data(), address.size());
       }
-    } else if (candidate == "swf" || candidate.rfind("http://", 0) == 0) {
+    } else if (candidate == "swf" || WebSchemeLength(candidate.c_str()) != 0) {
       // the marker outside quotes, or an absolute link
     } else if (const char* slash = std::strrchr(url, '/'); slash != nullptr) {
       std::string address = std::string(url, slash + 1) + candidate;
@@ -341,15 +381,16 @@ int ScanPageText(char* page, std::size_t length, const char* url, int mode, cons
     return 0;
   page[length] = '\0';
   Page text{page, std::strlen(page)};
+  Marker markers(marker);
   switch (mode) {
   case ScanFieldValue:
-    return ScanFieldValueText(text, marker, result);
+    return ScanFieldValueText(text, markers, result);
   case ScanSearchResults:
-    return ScanSearchResultsText(text, marker, result);
+    return ScanSearchResultsText(text, markers, result);
   case ScanEmbedLink:
-    return ScanEmbedLinkText(text, marker, result);
+    return ScanEmbedLinkText(text, markers, result);
   case ScanRelativeLink:
-    return ScanRelativeLinkText(text, url, marker, result);
+    return ScanRelativeLinkText(text, url, markers, result);
   default:
     return 0;
   }

@@ -384,6 +384,9 @@ int FetchToFile(const char* url, char* path) {
   std::memcpy(host, work, hostLength);
   host[hostLength] = '\0';
   std::snprintf(target, sizeof target, "%s", pathStart != nullptr ? pathStart : "/");
+  // The path goes out as a browser sends it: blanks and bytes from 128 on
+  // escaped, or the server refuses the request line.
+  std::string escaped = EscapeUrlForRequest(target);
 
   int fd = ConnectWebServer(host);
   if (fd < 0)
@@ -398,7 +401,8 @@ int FetchToFile(const char* url, char* path) {
   }
 
   std::vector<char> request(FetchBlockSize);
-  int requestLength = std::snprintf(request.data(), request.size(), RequestTemplate, target, host);
+  int requestLength =
+      std::snprintf(request.data(), request.size(), RequestTemplate, escaped.c_str(), host);
   requestLength = std::min(requestLength, static_cast<int>(request.size()) - 1);
   send(fd, request.data(), static_cast<std::size_t>(requestLength), MSG_NOSIGNAL);
   WebSleep(300);

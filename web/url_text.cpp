@@ -75,3 +75,11 @@ int ReplaceInText(char* text, const char* find, const char* replacement) {
   }
   return 0;
 }
+
+int WebSchemeLength(const char* text) {
+  if (std::strncmp(text, "http://", 7) == 0)
+    return 7;
+  if (std::strncmp(text, "https://", 8) == 0)
+    return 8;
+  return 0;
+}

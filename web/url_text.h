@@ -27,3 +27,8 @@ int DecodePercent(const char* source, char* target);
 // nothing was replaced (no match, empty text or find, text too long, or a
 // result that would not fit).
 int ReplaceInText(char* text, const char* find, const char* replacement);
+
+// The length of the web scheme text begins with: 7 for "http://", 8 for
+// "https://", both in lower case only; 0 for anything else (a scheme in
+// capitals is no link).
+int WebSchemeLength(const char* text);

@@ -312,7 +312,7 @@ TEST(VideoAddress, CutsListAddressAndEntry) {
       {"only the last two segments go", "http://h/a/Show/b/7", 1,
        "http://h/a/Show/Show/sortlink.htm", 7},
       {"no number is the whole list", "http://h/Show/list", 1, "http://h/Show/sortlink.htm", 0},
-      {"https isn't the service", "https://h/Show/12", -1, "", 0},
+      {"https is the service too", "https://h/Show/12", 1, "https://h/Show/sortlink.htm", 12},
       {"case of the scheme counts", "HTTP://h/Show/12", -1, "", 0},
       {"no Show", "http://h/show/12", -1, "", 0},
       {"empty", "", -1, "", 0},

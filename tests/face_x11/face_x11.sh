@@ -6,8 +6,11 @@
 set -euo pipefail
 program_dir=$1
 state=$(mktemp -d)
-trap 'rm -rf "$state"' EXIT
+# A file in Game keeps the first start's top-list question off the face.
+keep="$program_dir/Game/.face-x11"
+trap 'rm -rf "$state" "$keep"' EXIT
 cp "$program_dir/Define.ini" "$state/Define.ini.saved" 2>/dev/null || true
+mkdir -p "$program_dir/Game" && : >"$keep"
 
 xvfb-run -a -s "-screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$state" \
   SKERRY_SYSTEM_DIR="$state/sys" bash -c '

@@ -108,6 +108,8 @@ TEST(ScanFieldValue, TakesTheValueUpToItsStop) {
       {"value of 511 characters", marker + std::string(499, 'a') + "&", 511,
        marker + std::string(499, 'a')},
       {"no marker", "nothing here", 0, "entry"},
+      {"the https form of the marker", "x=C5%7Chttps%3A%2F%2Fv.test%2Fa.flv%2C22", 33,
+       "C5%7Chttps%3A%2F%2Fv.test%2Fa.flv"},
   };
   CheckRows(rows, ScanFieldValue, marker.c_str(), "entry");
 }
@@ -142,6 +144,12 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
        ""},
       {"no closing quote", "<embed src=\"http://a.test/g.swf width=640", 0, ""},
       {"marker at the very first byte", "http://a.test/g.swf", 0, ""},
+      {"https link", "<embed src=\"https://a.test/g.swf\" width=640 height=480>", 20,
+       "https://a.test/g.swf"},
+      {"https query link", "<param value=\"https://a.test/play?file=g.swf\" width=640 height=480>",
+       30, "https://a.test/play?file=g.swf"},
+      {"a scheme in capitals is no link",
+       "<embed src=\"HTTPS://a.test/g.swf\" width=640 height=480>", 0, ""},
   };
   CheckRows(rows, ScanEmbedLink, "http://", ".swf");
 }
@@ -159,6 +167,8 @@ TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
       {"outside quotes: swf given up", "x.swf is a file", 0, ".swf"},
       {"absolute link given up", "<embed src=\"http://a.test/g.swf\" width=640 height=480>", 0,
        ".swf"},
+      {"absolute https link given up", "<embed src=\"https://a.test/g.swf\" width=640 height=480>",
+       0, ".swf"},
       {"absolute given up, a large relative one follows",
        "<embed src=\"http://a.test/g.swf\" width=640 height=480><embed src=\"r.swf\" "
        "width=640 height=480>",

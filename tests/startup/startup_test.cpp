@@ -20,6 +20,7 @@
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
 #include "shell/startup.h"
+#include "web/fetcher.h"
 
 namespace fs = std::filesystem;
 
@@ -128,9 +129,17 @@ TEST(StartupText, TopSwitchAndLanguage) {
 
 TEST_F(Startup, TopModeShowsItsCountAndMakesNoPanel) {
   std::ofstream(dir / "program" / "Define.ini") << "[Game]\nList=\n";
+  SetWebSleepForTests([](unsigned) {});
+  HeadlessScriptAnswers({IDYES});
   EXPECT_EQ(Main({"skerry", "/TOP"}), 0);
-  EXPECT_EQ(BoxTexts(), std::vector<std::string>{"Tessel @Vexan: Got 0 games from top list."});
-  EXPECT_EQ(HeadlessBoxes()[0].owner, 0u);
+  SetWebSleepForTests(nullptr);
+  EXPECT_EQ(BoxTexts(), (std::vector<std::string>{
+                            "Tessel @Vexan: Do you want to start searching the top games from "
+                            "internet?",
+                            "Tessel @Vexan: Auto search & collect games are finished.",
+                            "Tessel @Vexan: Got 0 games from top list."}));
+  for (const HeadlessBox& box : HeadlessBoxes())
+    EXPECT_EQ(box.owner, 0u);
   EXPECT_EQ(HeadlessFindClass("#32770"), 0u);
   EXPECT_NE(HeadlessFindClass("VexanMsgClass"), 0u);
   EXPECT_FALSE(fs::exists(CarrierSocketPath()));

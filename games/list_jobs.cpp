@@ -1,0 +1,142 @@
+#include "games/list_jobs.h"
+
+#include <unistd.h>
+
+#include <cstring>
+#include <mutex>
+#include <thread>
+
+#include "games/cache_harvest.h"
+#include "library/menus.h"
+#include "panel/dispatcher.h"
+#include "panel/panel_state.h"
+#include "platform/files.h"
+#include "platform/sysdirs.h"
+#include "shell/module_path.h"
+#include "shell/settings.h"
+#include "web/download.h"
+
+namespace {
+
+constexpr std::size_t PathSize = 260;
+constexpr std::size_t ListSourceSize = 256;
+// A game file of a list is at most this large; anything bigger isn't copied.
+constexpr std::size_t GameFileMax = std::size_t(1) << 30;
+
+struct SharedArguments {
+  std::mutex lock;
+  JobArguments fields;
+};
+
+// Never destroyed: a job thread may read it while the process ends.
+SharedArguments& Shared() {
+  static SharedArguments* shared = new SharedArguments;
+  return *shared;
+}
+
+std::string Beside(const char* name) {
+  char out[PathSize] = {};
+  ModuleFilePath(0, out, name);
+  return out;
+}
+
+} // namespace
+
+void StoreJobArguments(Hwnd window, const char* listSource, const char* folder) {
+  SharedArguments& s = Shared();
+  std::lock_guard<std::mutex> guard(s.lock);
+  s.fields.JobWindow = window;
+  s.fields.JobListSource = std::string(listSource ? listSource : "").substr(0, ListSourceSize - 1);
+  s.fields.JobFolder = std::string(folder ? folder : "").substr(0, PathSize - 1);
+}
+
+JobArguments CopyJobArguments() {
+  SharedArguments& s = Shared();
+  std::lock_guard<std::mutex> guard(s.lock);
+  return s.fields;
+}
+
+bool StartJobThread(std::atomic<bool>& running,
+                    int (*fn)(Hwnd, const char*, const char*, Hwnd, int)) {
+  if (running.exchange(true))
+    return false;
+  try {
+    std::thread([&running, fn] {
+      JobArguments a = CopyJobArguments();
+      PanelState& p = Panel();
+      fn(a.JobWindow, a.JobListSource.c_str(), a.JobFolder.c_str(), p.TooltipWindow.load(),
+         p.PanelRotation.load());
+      running = false;
+    }).detach();
+  } catch (const std::system_error&) {
+    running = false;
+    return false;
+  }
+  return true;
+}
+
+bool IsListLink(const char* text) {
+  return text != nullptr && std::strncmp(text, "http", 4) == 0;
+}
+
+JobFiles PrepareJobList(const char* listSource) {
+  JobFiles f;
+  f.tempFolder = SystemSubfolder("Temp");
+  if (!IsListLink(listSource)) {
+    f.listPath = Beside(listSource);
+    return f;
+  }
+  char cache[RegistryValueSize] = "";
+  if (ReadShellFolder("Cache", cache) == 0 && cache[0] != '\0')
+    f.tempFolder = cache;
+  PurgeCachedCopies(listSource, f.tempFolder.c_str());
+  f.listPath = SystemSubfolder("Temp") + "/List.htm";
+  URLDownloadToFile(listSource, f.listPath.c_str());
+  return f;
+}
+
+std::string ListValue(const std::string& listPath, const char* section, const char* key) {
+  char value[ProfileValueSize] = "";
+  ProfileRead(section, key, value, listPath.c_str());
+  value[ListValueSize - 1] = '\0';
+  return value;
+}
+
+bool CopyGameUnder(const std::string& from, const std::string& folder, const std::string& title) {
+  if (title.empty() || title[0] == '/' || title[0] == '\\')
+    return false;
+  std::string name = title;
+  for (char& c : name)
+    if (c == '\\')
+      c = '/';
+  std::size_t start = 0;
+  for (;;) {
+    std::size_t slash = name.find('/', start);
+    std::string part = name.substr(start, slash == std::string::npos ? slash : slash - start);
+    if (part.empty() || part == "." || part == "..")
+      return false;
+    if (slash == std::string::npos)
+      break;
+    start = slash + 1;
+  }
+  std::string target = folder + "/" + name;
+  if (target.size() > PathSize - 1)
+    return false;
+  MakeFolders(folder);
+  std::string bytes;
+  if (!ReadWholeFile(from, bytes, GameFileMax))
+    return false;
+  return WriteFileAtomically(target, bytes);
+}
+
+void ShowNewGame(Hwnd window, long openArg) {
+  RebuildGameMenu(Beside("Web\\Menu1.htm").c_str(), Beside("Game").c_str(), GameMenuMasks);
+  if (window == 0)
+    return;
+  PanelState& p = Panel();
+  if (p.PaneSlots[ChannelGame].load() == 0)
+    WinSendMessage(window, MsgPanelCommand, 19030, openArg);
+  Hwnd pane = p.PaneSlots[ChannelGame].load();
+  if (pane != 0)
+    WinPostMessage(pane, WM_COMMAND, PaneCmdReload, 0);
+}

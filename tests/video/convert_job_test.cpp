@@ -1,0 +1,216 @@
+// The conversion job's hand-over rules and its failures, with short pacing
+// and a stand-in ffmpeg beside the program that waits while a "hold" file
+// exists, logs its inputs, fails on sources named "Bad", leaves no output for
+// "Empty", and else copies its input. The real tool's rows are tried in
+// convert_table_test.cpp.
+#include "panel/panel_state.h"
+#include "shell/module_path.h"
+#include "tests/video/clips.h"
+#include "video/convert.h"
+#include "video/video_jobs.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <fstream>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace {
+
+std::mutex seenLock;
+std::set<std::string> seenLines;
+
+// Every pause of the job is a millisecond, and a look at the status lines.
+void ShortSleep(unsigned) {
+  {
+    std::lock_guard<std::mutex> hold(seenLock);
+    seenLines.insert(Panel().CollectStatus.Get());
+    seenLines.insert(Panel().PhoneStatus.Get());
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+bool Seen(const std::string& line) {
+  std::lock_guard<std::mutex> hold(seenLock);
+  return seenLines.count(line) > 0;
+}
+
+constexpr const char* StandIn = R"(#!/bin/sh
+here=$(dirname "$0")
+for a in "$@"; do case "$a" in -encoders|-h) exit 0;; esac; done
+prev=""; for a in "$@"; do [ "$prev" = "-i" ] && src="$a"; prev="$a"; out="$a"; done
+echo "$src" >> "$here/runs.log"
+while [ -e "$here/hold" ]; do sleep 0.02; done
+case "$src" in *Bad*) echo "Invalid data found when processing input" >&2; exit 1;; esac
+case "$src" in *Empty*) exit 0;; esac
+cp "$src" "$out"
+)";
+
+class ConvertJobRun : public TempFolder {
+ protected:
+  void SetUp() override {
+    TempFolder::SetUp();
+    ResetVideoCollect();
+    ResetPanelState(Panel());
+    {
+      std::lock_guard<std::mutex> hold(seenLock);
+      seenLines.clear();
+    }
+    SetVideoSleepForTests(ShortSleep);
+    prog = dir + "/prog";
+    mkdir(prog.c_str(), 0755);
+    SetModulePathForTests(prog + "/skerry");
+    std::ofstream(prog + "/ffmpeg") << StandIn;
+    chmod((prog + "/ffmpeg").c_str(), 0755);
+  }
+  void TearDown() override {
+    if (job.joinable()) {
+      VideoCollect().VideoJobs[0].ConvertTarget.Clear();
+      job.join();
+    }
+    for (const std::string& m : mounts)
+      EXPECT_EQ(std::system(("umount '" + m + "'").c_str()), 0);
+    SetVideoSleepForTests(nullptr);
+    SetModulePathForTests("");
+    TempFolder::TearDown();
+  }
+
+  void Start(std::uint32_t format, const std::string& target) {
+    VideoCollect().CollectFormat = format;
+    VideoCollect().VideoJobs[0].ConvertTarget.Set(target);
+    job = std::thread([this] {
+      ConvertJob(0);
+      ended = true;
+    });
+  }
+  // A finished download: written aside, renamed into place, announced.
+  void Drop(const std::string& stem, int k, std::size_t bytes = 1000) {
+    std::string aside = dir + "/.incoming";
+    std::ofstream(aside) << std::string(bytes, 'v');
+    ASSERT_EQ(rename(aside.c_str(), (dir + "/" + stem + "~" + std::to_string(k)).c_str()), 0);
+    VideoCollect().VideoJobs[0].ConvertBase.Set(dir + "/" + stem);
+  }
+  template <class Pred> bool WaitFor(Pred pred) {
+    for (int i = 0; i < 3000 && !pred(); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return pred();
+  }
+  int Runs() {
+    std::ifstream log(prog + "/runs.log");
+    int n = 0;
+    for (std::string line; std::getline(log, line);)
+      ++n;
+    return n;
+  }
+  void EndJob() {
+    VideoCollect().VideoJobs[0].ConvertTarget.Clear();
+    EXPECT_TRUE(WaitFor([&] { return ended.load(); }));
+    job.join();
+  }
+  // A tmpfs with options at path; false where the machine doesn't allow it.
+  bool Mount(const std::string& path, const std::string& options) {
+    mkdir(path.c_str(), 0755);
+    if (geteuid() != 0 ||
+        std::system(("mount -t tmpfs -o " + options + " tmpfs '" + path + "' 2>/dev/null").c_str()))
+      return false;
+    mounts.push_back(path);
+    return true;
+  }
+
+  std::string prog;
+  std::thread job;
+  std::atomic<bool> ended{false};
+  std::vector<std::string> mounts;
+};
+
+TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
+  std::string out = dir + "/out";
+  mkdir(out.c_str(), 0755);
+  std::ofstream(prog + "/hold");
+  Start(FormatAvi, out);
+  Drop("Clip0000", 1);
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 1; }));
+  EXPECT_EQ(Panel().CollectStatus.Get(), "Converting /Clip0000~1 video now...");
+
+  // Two downloads end during the conversion: the first stem is never seen.
+  Drop("Bbbb0000", 2);
+  Drop("Cccc0000", 3);
+  unlink((prog + "/hold").c_str());
+  ASSERT_TRUE(WaitFor([&] { return !FileThere(dir + "/Cccc0000~3"); }));
+  EXPECT_TRUE(FileThere(out + "/Clip0000~1.avi"));
+  EXPECT_TRUE(FileThere(out + "/Cccc0000~3.avi"));
+  EXPECT_FALSE(FileThere(dir + "/Clip0000~1"));
+  EXPECT_FALSE(FileThere(dir + "/Clip0000~1-1.avi"));
+  EXPECT_TRUE(FileThere(dir + "/Bbbb0000~2"));
+  EXPECT_EQ(Runs(), 2);
+  EXPECT_TRUE(Seen("Copy /Cccc0000~3 video to storage now..."));
+
+  // Long idle while the download job runs: the job stays.
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_FALSE(ended);
+  EndJob();
+  EXPECT_TRUE(Panel().CollectStatus.Empty());
+}
+
+TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
+  std::string card = dir + "/card";
+  std::string videos = card + "/Videos";
+  std::system(("mkdir -p '" + videos + "'").c_str());
+  Start(FormatPhone, videos);
+  Drop("Bad00000", 1);
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 1; }));
+  Drop("Empty0000", 2);
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 2; }));
+  Drop("Good0000", 3);
+  ASSERT_TRUE(WaitFor([&] { return FileThere(videos + "/Good0000~3.3gp"); }));
+  EXPECT_TRUE(WaitFor([&] { return !FileThere(dir + "/Good0000~3"); }));
+
+  // No tool at all: neither beside the program nor on PATH.
+  std::string path = getenv("PATH");
+  setenv("PATH", dir.c_str(), 1);
+  unlink((prog + "/ffmpeg").c_str());
+  Drop("Gone0000", 4);
+  EXPECT_TRUE(WaitFor([&] { return Seen("Converting /Gone0000~4 video failed: no ffmpeg"); }));
+  setenv("PATH", path.c_str(), 1);
+  EndJob();
+
+  EXPECT_TRUE(Seen("Converting /Bad00000~1 video failed: exit 1: Invalid data found when "
+                   "processing input"));
+  EXPECT_TRUE(Seen("Converting /Empty0000~2 video failed: ffmpeg left no output"));
+  EXPECT_TRUE(Seen("Upload /Good0000~3 video to phone now..."));
+  for (const char* kept : {"Bad00000~1", "Empty0000~2", "Gone0000~4"})
+    EXPECT_TRUE(FileThere(dir + "/" + kept)) << kept;
+  EXPECT_EQ(Runs(), 3); // a failed source is not tried again
+  EXPECT_TRUE(Panel().PhoneStatus.Empty());
+}
+
+TEST_F(ConvertJobRun, ReadOnlyTargetAndCardThatFailsMidCopy) {
+  std::string readOnly = dir + "/ro";
+  std::string card = dir + "/card";
+  if (!Mount(readOnly, "ro,size=1m") || !Mount(card, "size=256k"))
+    GTEST_SKIP() << "needs root and tmpfs mounts for a read-only folder and a small card";
+  Start(FormatMp4, readOnly);
+  Drop("Clip0000", 1);
+  EXPECT_TRUE(
+      WaitFor([&] { return Seen("Copy /Clip0000~1 video failed: Read-only file system"); }));
+  EndJob();
+  EXPECT_TRUE(FileThere(dir + "/Clip0000~1"));
+
+  // The card gives out after a quarter of the upload.
+  ended = false;
+  Start(FormatPhone, card);
+  Drop("Long0000", 2, 1 << 20);
+  EXPECT_TRUE(
+      WaitFor([&] { return Seen("Upload /Long0000~2 video failed: No space left on device"); }));
+  EndJob();
+  EXPECT_TRUE(FileThere(dir + "/Long0000~2"));
+  EXPECT_FALSE(FileThere(card + "/Long0000~2.3gp"));
+  EXPECT_FALSE(FileThere(card + "/.Long0000~2.3gp.part"));
+  EXPECT_FALSE(FileThere(dir + "/Long0000~2-2.3gp"));
+}
+
+} // namespace
