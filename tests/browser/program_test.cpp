@@ -495,7 +495,13 @@ TEST_F(BrowserProgram, HostileNamesListAndPlay) {
   fs::create_directories(game.parent_path());
   std::ofstream(game, std::ios::binary) << TinySwf(310, 396, GameColour);
   fs::create_directories(program.root / "Video");
-  std::ofstream(program.root / "Video" / "v\"<b>&'#?.mpg") << "not a video";
+  fs::path video = program.root / "Video" / "v\"<b>&'#?.mpg";
+  ASSERT_EQ(std::system(("ffmpeg -loglevel error -f lavfi -i color=c=0x2060C0:s=160x120:d=3:r=25 "
+                         "-c:v mpeg1video -y '" +
+                         (program.root / "Video" / "clip.mpg").string() + "'")
+                            .c_str()),
+            0);
+  fs::rename(program.root / "Video" / "clip.mpg", video);
   fs::create_directories(program.root / "system");
   std::ofstream(program.root / "system" / "drives.ini") << "[Drives]\nC=/\n";
   setenv("SKERRY_SYSTEM_DIR", (program.root / "system").c_str(), 1);
@@ -514,7 +520,7 @@ TEST_F(BrowserProgram, HostileNamesListAndPlay) {
     const char* page;
     const char* slot;
     unsigned colour; // of the main area once the icon was clicked
-  } roads[] = {{"Index.htm", "/h2", GameColour}, {"iVideo.htm", "/h8", 0x000000}};
+  } roads[] = {{"Index.htm", "/h2", GameColour}, {"iVideo.htm", "/h8", 0x2060C0}};
   for (const Road& road : roads) {
     SCOPED_TRACE(road.page);
     fs::remove(program.runtime / "skerry" / "panel.sock");
@@ -531,7 +537,7 @@ TEST_F(BrowserProgram, HostileNamesListAndPlay) {
     if (road.colour == GameColour) {
       EXPECT_TRUE(panel.Expect("TEXT 2010 " + fs::canonical(game).string(), 30s));
     }
-    seen = AwaitColour(shot, road.colour, 100, 250, 100, 50, 60s);
+    seen = AwaitColour(shot, road.colour, 100, 150, 100, 50, 60s);
     EXPECT_TRUE(Near(seen, road.colour)) << Hex(seen);
     panel.Send("POST 18 0 0");
     EXPECT_TRUE(Ended(pid, 20s));
