@@ -47,10 +47,12 @@
 #include <unistd.h>
 #include <vector>
 
+#include "browser/flash_pages.h"
 #include "browser/game_server.h"
 #include "browser/local_pages.h"
 #include "browser/pane_protocol.h"
 #include "browser/video_stream.h"
+#include "browser/web_hosts.h"
 #include "platform/ini.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
@@ -218,6 +220,7 @@ bool LocalPageMayLoad(const QUrl& url) {
 class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
  public:
   void interceptRequest(QWebEngineUrlRequestInfo& info) override {
+    NoteFlashRequest(info);
     QUrl url = info.requestUrl();
     if (FromLocalPage(info) && !LocalPageMayLoad(url)) {
       std::fprintf(stderr, "Lumbrel: a local page may not reach %s\n",
@@ -668,6 +671,24 @@ int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();
+  // The hosts table's resolver switch holds blanks, which the engine's
+  // environment switches can't carry: with a table, every switch moves among
+  // the arguments behind --webEngineArgs, which the engine reads when that
+  // environment is unset.
+  std::vector<std::string> engineWords = HostResolverArguments();
+  if (!engineWords.empty()) {
+    engineWords.insert(engineWords.begin(), "--webEngineArgs");
+    for (const QByteArray& flag : qgetenv("QTWEBENGINE_CHROMIUM_FLAGS").split(' '))
+      if (!flag.isEmpty())
+        engineWords.push_back(flag.toStdString());
+    qunsetenv("QTWEBENGINE_CHROMIUM_FLAGS");
+  }
+  std::vector<char*> engineArgs(argv, argv + argc);
+  for (std::string& word : engineWords)
+    engineArgs.push_back(word.data());
+  engineArgs.push_back(nullptr);
+  argc = static_cast<int>(engineArgs.size()) - 1;
+  argv = engineArgs.data();
   QWebEngineUrlScheme playerPages(PlayerPageScheme);
   playerPages.setSyntax(QWebEngineUrlScheme::Syntax::Path);
   playerPages.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
@@ -697,6 +718,7 @@ int main(int argc, char** argv) {
   interceptor->setParent(&app);
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
   profile->setUrlRequestInterceptor(interceptor);
+  InstallFlashOnEveryPage(profile, pane.serverPort);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
@@ -711,6 +733,7 @@ int main(int argc, char** argv) {
   layout->setContentsMargins(0, 0, 0, 0);
   pane.view = new QWebEngineView(pane.window);
   pane.view->setPage(new QWebEnginePage(profile, pane.view));
+  TrustListedHosts(pane.view->page());
   pane.view->setContextMenuPolicy(Qt::NoContextMenu);
   layout->addWidget(pane.view);
   pane.slides = new QTimer(&app);

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 using Hwnd = std::uint32_t;
 using WParam = std::uint64_t;
@@ -100,6 +101,23 @@ struct PopupEntry {
   std::string Text;
 };
 
+// One row of a save dialog's filter: the label shown and its patterns,
+// separated by ';' ("Game Files (*.swf;*.htm)", "*.swf;*.htm").
+struct FilterRow {
+  std::string label;
+  std::string patterns;
+};
+
+// The rows of a filter in the Windows form: label and patterns alternate,
+// each ended by a NUL, and an empty label (a second NUL) ends the list. A row
+// without its patterns is dropped.
+std::vector<FilterRow> FilterRows(const char* filter);
+
+// The name a save dialog returns: path as chosen, or, when its last element
+// has no '.', with the ending of the first of patterns appended ("*.swf" gives
+// ".swf"; "*.*" and "*" give nothing).
+std::string WithPatternEnding(const std::string& path, const std::string& patterns);
+
 // A drawing target. In the program it is the backing picture of a window,
 // shown by the backend on release; in tests it is a memory picture. Pixels
 // are 32-bit 0x00RRGGBB, rows top-down, width * height of them.
@@ -138,6 +156,14 @@ struct WindowBackend {
   // Callable from any thread: a worker's box is shown on the GUI thread and
   // the worker waits for the answer.
   int (*messageBox)(Hwnd owner, const std::string& text, const std::string& title, unsigned type);
+  // The save-file dialog, callable from any thread like messageBox: title,
+  // filter rows (the first selected), the proposed name and the folder shown
+  // first. It never warns about an existing file. Result: the full path
+  // chosen, with the selected row's ending appended to a name typed without
+  // one (WithPatternEnding), or empty when the user cancelled.
+  std::string (*saveFileDialog)(Hwnd owner, const std::string& title,
+                                const std::vector<FilterRow>& filter, const std::string& name,
+                                const std::string& folder);
   // Text of a control of a local window (the Panel's AddressControl is 2010).
   std::string (*getControlText)(Hwnd window, int control);
   void (*setControlText)(Hwnd window, int control, const std::string& text);
@@ -203,6 +229,8 @@ int WinScreenWidth();
 int WinScreenHeight();
 int WinDisplayBits(Hwnd window);
 int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type);
+std::string WinSaveFileDialog(Hwnd owner, const std::string& title, const char* filter,
+                              const std::string& name, const std::string& folder);
 std::string WinGetControlText(Hwnd window, int control);
 void WinSetControlText(Hwnd window, int control, const std::string& text);
 Canvas* WinGetCanvas(Hwnd window);

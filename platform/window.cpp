@@ -111,6 +111,44 @@ int WinMessageBox(Hwnd owner, const std::string& text, const std::string& title,
   ROUTE(Local(), messageBox, 0, owner, text, title, type);
 }
 
+std::string WinSaveFileDialog(Hwnd owner, const std::string& title, const char* filter,
+                              const std::string& name, const std::string& folder) {
+  ROUTE(Local(), saveFileDialog, std::string(), owner, title, FilterRows(filter), name, folder);
+}
+
+std::vector<FilterRow> FilterRows(const char* filter) {
+  std::vector<FilterRow> rows;
+  if (filter == nullptr)
+    return rows;
+  // Each text runs to its NUL; the list ends at an empty label.
+  while (*filter != '\0') {
+    FilterRow row;
+    row.label = filter;
+    filter += row.label.size() + 1;
+    if (*filter == '\0')
+      break;
+    row.patterns = filter;
+    filter += row.patterns.size() + 1;
+    rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+std::string WithPatternEnding(const std::string& path, const std::string& patterns) {
+  std::size_t slash = path.find_last_of('/');
+  std::size_t nameStart = slash == std::string::npos ? 0 : slash + 1;
+  if (path.size() == nameStart || path.find('.', nameStart) != std::string::npos)
+    return path;
+  std::string first = patterns.substr(0, patterns.find(';'));
+  std::size_t dot = first.rfind('.');
+  if (dot == std::string::npos)
+    return path;
+  std::string ending = first.substr(dot);
+  if (ending.size() < 2 || ending.find_first_of("*?") != std::string::npos)
+    return path;
+  return path + ending;
+}
+
 std::string WinGetControlText(Hwnd window, int control) {
   ROUTE(For(window), getControlText, std::string(), window, control);
 }

@@ -48,6 +48,8 @@ struct State {
   std::vector<HeadlessCall> calls;
   std::deque<int> answers;
   std::vector<HeadlessBox> boxes;
+  std::deque<std::string> saveAnswers;
+  std::vector<HeadlessSaveAsk> saveAsks;
   int unscripted = 0;
   Point cursor;
   int screenWidth = 1280;
@@ -304,6 +306,27 @@ int MessageBox(Hwnd owner, const std::string& text, const std::string& title, un
   return box.answer;
 }
 
+std::string SaveFileDialog(Hwnd owner, const std::string& title,
+                           const std::vector<FilterRow>& filter, const std::string& name,
+                           const std::string& folder) {
+  HeadlessSaveAsk ask{owner, title, filter, name, folder, std::string(), false};
+  {
+    std::lock_guard<std::mutex> guard(S().lock);
+    if (!S().saveAnswers.empty()) {
+      ask.answer = S().saveAnswers.front();
+      ask.scripted = true;
+      S().saveAnswers.pop_front();
+    } else {
+      ++S().unscripted;
+    }
+    S().saveAsks.push_back(ask);
+  }
+  HeadlessCall c = Call("saveFileDialog", owner);
+  c.text = title + ": " + name;
+  Record(c);
+  return ask.answer;
+}
+
 std::string GetControlText(Hwnd window, int control) {
   std::lock_guard<std::mutex> guard(S().lock);
   auto it = S().windows.find(window);
@@ -498,6 +521,7 @@ const WindowBackend backend = [] {
   b.screenHeight = ScreenHeight;
   b.displayBits = DisplayBits;
   b.messageBox = MessageBox;
+  b.saveFileDialog = SaveFileDialog;
   b.getControlText = GetControlText;
   b.setControlText = SetControlText;
   b.getCanvas = GetCanvas;
@@ -571,6 +595,8 @@ void HeadlessInstall() {
     S().calls.clear();
     S().answers.clear();
     S().boxes.clear();
+    S().saveAnswers.clear();
+    S().saveAsks.clear();
     S().unscripted = 0;
     S().cursor = {};
     S().screenWidth = 1280;
@@ -656,6 +682,16 @@ void HeadlessScriptAnswers(const std::vector<int>& answers) {
 std::vector<HeadlessBox> HeadlessBoxes() {
   std::lock_guard<std::mutex> guard(S().lock);
   return S().boxes;
+}
+
+void HeadlessScriptSaveAnswers(const std::vector<std::string>& answers) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  S().saveAnswers.insert(S().saveAnswers.end(), answers.begin(), answers.end());
+}
+
+std::vector<HeadlessSaveAsk> HeadlessSaveAsks() {
+  std::lock_guard<std::mutex> guard(S().lock);
+  return S().saveAsks;
 }
 
 int HeadlessUnscriptedQuestions() {

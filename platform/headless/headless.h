@@ -12,6 +12,8 @@
 //
 // Popup menus are recorded only; a test posts the chosen WM_COMMAND itself.
 //
+// Save dialogs answer from their own script (HeadlessScriptSaveAnswers).
+//
 // Unscripted message boxes: a box with only OK answers IDOK; a question with
 // no scripted answer answers IDCANCEL (Yes/No/Cancel) or IDNO (Yes/No) and is
 // counted by HeadlessUnscriptedQuestions, which a test expects to stay 0.
@@ -42,6 +44,17 @@ struct HeadlessBox {
   std::string title;
   unsigned type = 0;
   int answer = 0;
+  bool scripted = false;
+};
+
+// One save dialog as the system asked for it, and what it was answered.
+struct HeadlessSaveAsk {
+  Hwnd owner = 0;
+  std::string title;
+  std::vector<FilterRow> filter;
+  std::string name;
+  std::string folder;
+  std::string answer; // empty: cancelled
   bool scripted = false;
 };
 
@@ -84,6 +97,12 @@ std::vector<HeadlessCall> HeadlessCallsOf(const std::string& op, Hwnd window = 0
 void HeadlessScriptAnswers(const std::vector<int>& answers);
 std::vector<HeadlessBox> HeadlessBoxes();
 int HeadlessUnscriptedQuestions();
+
+// Answers for the next save dialogs, used in order: a full path to return,
+// or an empty text for a cancel. An unscripted save dialog is cancelled and
+// counts as an unscripted question. Any thread may be the one that asks.
+void HeadlessScriptSaveAnswers(const std::vector<std::string>& answers);
+std::vector<HeadlessSaveAsk> HeadlessSaveAsks();
 
 bool HeadlessWindowInfo(Hwnd window, HeadlessWindow* out);
 // The window of that class, 0 if none.

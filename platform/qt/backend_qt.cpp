@@ -667,6 +667,7 @@ const WindowBackend backend = [] {
   b.screenHeight = ScreenHeight;
   b.displayBits = DisplayBits;
   b.messageBox = MessageBox;
+  b.saveFileDialog = QtSaveFileDialog;
   b.getControlText = GetControlText;
   b.setControlText = SetControlText;
   b.getCanvas = GetCanvas;
@@ -686,6 +687,10 @@ const WindowBackend backend = [] {
 }();
 
 } // namespace
+
+QWidget* QtWindowWidget(Hwnd window) {
+  return WidgetOf(window);
+}
 
 const WindowBackend* QtBackend() {
   if (router == nullptr)

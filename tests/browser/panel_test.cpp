@@ -19,7 +19,9 @@
 #include <vector>
 
 #include "platform/carrier_client.h"
+#include "platform/ini.h"
 #include "swf_file.h"
+#include "tests/testweb/test_web.h"
 #include "x11_shots.h"
 
 namespace fs = std::filesystem;
@@ -250,3 +252,51 @@ TEST_F(PanelWithPanes, StartPageGameMenuHistoryAndPanesOutliveThePanel) {
     EXPECT_TRUE(Running(pid)) << "Pane " << pid << " ended with the Panel";
   CarrierDisconnect(&client);
 }
+
+namespace {
+
+// hosts.ini sends named hosts to the test web: the Panel's own fetches (the
+// daily collection's clock, list and game) and the browser program's engine
+// (the Home page, over https with the test web's certificate) go there.
+TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
+  TestWeb web;
+  web.Answer("clock.test", "*", {"date=Sat, 15 Nov 2008 10:00:00 GMT"});
+  web.Put("lists.test", "/Daily.ini",
+          "[Daily]\n1115=https://games.test/daily.swf\n"
+          "[Title]\n1115=Daily Game.swf\n");
+  web.Put("games.test", "/daily.swf", TinySwf(310, 370, 0x3366CC));
+  web.Put("home.test", "/start.htm", "<html><body bgcolor=#22AA44>home</body></html>");
+  ASSERT_TRUE(web.Start());
+  web.WriteHosts(root / "system", {"clock.test", "lists.test", "games.test", "home.test"});
+  std::string define = (program / "Define.ini").string();
+  IniWrite(define.c_str(), "@Vexan", "Collect2", "2");
+  IniWrite(define.c_str(), "Game", "Search", "https://lists.test/Daily.ini");
+  IniWrite(define.c_str(), "Web", "ClockHost", "clock.test");
+  IniWrite(define.c_str(), "MainWeb", "Start", "https://home.test/start.htm");
+  IniWrite(define.c_str(), "MainWeb", "StartEng", "https://home.test/start.htm");
+
+  StartPanel();
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0)); // the Home channel
+  fs::path saved = program / "Game" / "200811" / "Daily Game.swf";
+  auto deadline = Clock::now() + 120s;
+  while (Clock::now() < deadline &&
+         !(fs::exists(saved) && web.Count("home.test", "/start.htm") > 0))
+    std::this_thread::sleep_for(500ms);
+  EXPECT_EQ(web.Count("clock.test", "."), 1);
+  EXPECT_GE(web.Count("lists.test", "/Daily.ini"), 1);
+  EXPECT_GE(web.Count("games.test", "/daily.swf"), 1);
+  EXPECT_TRUE(fs::exists(saved)) << "the daily game was not saved";
+  bool paneOverHttps = false;
+  for (const TestWebRequest& request : web.Requests())
+    paneOverHttps |= request.host == "home.test" && request.scheme == "https";
+  EXPECT_TRUE(paneOverHttps) << "the Home Pane did not reach home.test over https";
+  panes = ChildrenOf(panelPid);
+  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
+  EXPECT_TRUE(Ended(panelPid, 20s));
+  panelPid = -1;
+  CarrierDisconnect(&client);
+}
+
+} // namespace
