@@ -53,6 +53,7 @@
 #include "browser/pane_protocol.h"
 #include "browser/video_stream.h"
 #include "browser/web_hosts.h"
+#include "platform/carrier.h"
 #include "platform/ini.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
@@ -578,6 +579,13 @@ void ReadCarrier() {
 // False when no Panel answers: the Pane then runs as a plain window.
 bool ReachPanel(QObject* owner) {
   pane.carrier = new QLocalSocket(owner);
+  // A socket in a folder another user could reach isn't the Panel's: this
+  // Pane would tell a stranger its addresses.
+  std::string why;
+  if (!CarrierPathTrusted(PaneCarrierPath(), &why)) {
+    std::fprintf(stderr, "Lumbrel: not using the Panel's socket: %s\n", why.c_str());
+    return false;
+  }
   pane.carrier->connectToServer(QString::fromStdString(PaneCarrierPath()));
   if (!pane.carrier->waitForConnected(1500))
     return false;
