@@ -60,9 +60,11 @@ bool StartJobThread(std::atomic<bool>& running,
                     int (*fn)(Hwnd, const char*, const char*, Hwnd, int)) {
   if (running.exchange(true))
     return false;
+  // The thread takes the arguments as they stand at its start, so a start of
+  // the other job right behind this one can't change them under it.
+  JobArguments a = CopyJobArguments();
   try {
-    std::thread([&running, fn] {
-      JobArguments a = CopyJobArguments();
+    std::thread([&running, fn, a] {
       PanelState& p = Panel();
       fn(a.JobWindow, a.JobListSource.c_str(), a.JobFolder.c_str(), p.TooltipWindow.load(),
          p.PanelRotation.load());

@@ -25,12 +25,12 @@ struct JobArguments {
 
 // Stores the three fields of a start (cut to their sizes).
 void StoreJobArguments(Hwnd window, const char* listSource, const char* folder);
-// The fields as they stand now, copied whole: a job thread's first act.
+// The fields as they stand now, copied whole.
 JobArguments CopyJobArguments();
 
-// Starts fn on a detached thread with the stored arguments, unless running is
-// already set: then nothing starts and the result is false. running is set
-// before the thread starts and cleared when fn returns.
+// Starts fn on a detached thread with the stored arguments as they stand
+// now, unless running is already set: then nothing starts and the result is
+// false. running is set before the thread starts and cleared when fn returns.
 bool StartJobThread(std::atomic<bool>& running,
                     int (*fn)(Hwnd, const char*, const char*, Hwnd, int));
 
