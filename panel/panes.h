@@ -9,7 +9,15 @@
 
 // Rows of the launch table.
 // PaneRowImage: the image player (slot 1) on the folder given as address.
-enum PaneRow { PaneRowStart, PaneRowClock, PaneRowGame, PaneRowHome, PaneRowVideo, PaneRowImage };
+enum PaneRow {
+  PaneRowStart,
+  PaneRowClock,
+  PaneRowGame,
+  PaneRowHome,
+  PaneRowVideo,
+  PaneRowVideoSite,
+  PaneRowImage
+};
 
 // Starts the browser program for row with address (used by Home and Video;
 // ignored by the other rows) and waits, at most 2000 ms, until the new process

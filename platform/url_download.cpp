@@ -214,12 +214,15 @@ struct Sink {
   curl_off_t seenBytes = -1;
   std::chrono::steady_clock::time_point lastMove;
   long stallSeconds = 60;
+  const DownloadOptions* options = nullptr;
 };
 
 // Called by libcurl about once a second even while nothing arrives; ends a
 // transfer whose byte count has not moved for the stall time.
-int OnProgress(void* context, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+int OnProgress(void* context, curl_off_t whole, curl_off_t received, curl_off_t, curl_off_t sent) {
   Sink& sink = *static_cast<Sink*>(context);
+  if (sink.options->progress != nullptr)
+    sink.options->progress(sink.options->progressContext, received, whole);
   auto now = std::chrono::steady_clock::now();
   if (received + sent != sink.seenBytes) {
     sink.seenBytes = received + sent;
@@ -442,6 +445,7 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   curl_easy_setopt(handle, CURLOPT_USERAGENT, options.userAgent);
   curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, options.connectTimeoutSeconds);
   sink.stallSeconds = options.stallSeconds;
+  sink.options = &options;
   sink.lastMove = std::chrono::steady_clock::now();
   curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);

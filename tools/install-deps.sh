@@ -12,10 +12,10 @@ packages=(
   qt6-webengine-dev qt6-webengine-dev-tools
   libgl-dev libxkbcommon-dev
   libcurl4-openssl-dev curl
-  ffmpeg
+  ffmpeg yt-dlp
   xvfb xauth xdotool x11-utils imagemagick libx11-dev openbox
   fonts-dejavu-core fonts-wqy-microhei qt6-translations-l10n
-  python3 openssl
+  python3 openssl xclip
 )
 
 missing=()
