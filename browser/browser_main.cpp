@@ -47,6 +47,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "browser/flash_pages.h"
 #include "browser/game_server.h"
 #include "browser/pane_protocol.h"
 #include "browser/video_stream.h"
@@ -184,6 +185,7 @@ QString PathIgnoringCase(const QString& path) {
 class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
  public:
   void interceptRequest(QWebEngineUrlRequestInfo& info) override {
+    NoteFlashRequest(info);
     QUrl url = info.requestUrl();
     if (url.isLocalFile()) {
       QString path = url.toLocalFile();
@@ -665,6 +667,7 @@ int main(int argc, char** argv) {
   interceptor->setParent(&app);
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
   profile->setUrlRequestInterceptor(interceptor);
+  InstallFlashOnEveryPage(profile, pane.serverPort);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);

@@ -4,6 +4,7 @@
 //                                    redirect to the file itself)
 //   Game/<relative path>             a file of the Game folder
 //   ruffle/<name>                    a file of the emulator's build
+// and, outside the token, /ruffle/<name> again for pages of any origin.
 // Everything else, and any path that resolves outside its folder, is a plain
 // "not found" page. Paths of the old index may use backslashes; they are read
 // as separators.
@@ -250,6 +251,12 @@ HttpAnswer AnswerGameRequest(const GameServer& server, const std::string& target
   std::size_t hash = query.find('#');
   if (hash != std::string::npos)
     query.resize(hash);
+  // The emulator's files are public: every page that shows Flash loads them.
+  if (path.compare(0, 8, "/ruffle/") == 0) {
+    HttpAnswer answer = FileAnswer(server.ruffleDir, PercentDecode(path.substr(8)));
+    answer.anyOrigin = true;
+    return answer;
+  }
   std::string prefix = "/" + server.token + "/";
   if (server.token.empty() || path.compare(0, prefix.size(), prefix) != 0)
     return NotFound("Not found.");
@@ -273,6 +280,8 @@ std::string AnswerHead(const HttpAnswer& answer, unsigned long long contentLengt
   head += "Content-Length: " + std::to_string(contentLength) + "\r\n";
   if (!answer.location.empty())
     head += "Location: " + answer.location + "\r\n";
+  if (answer.anyOrigin)
+    head += "Access-Control-Allow-Origin: *\r\n";
   head += "Cache-Control: no-store\r\nConnection: close\r\n\r\n";
   return head;
 }

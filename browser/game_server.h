@@ -21,11 +21,12 @@ struct GameServer {
 // One answer. When file is set the body is that file's content.
 struct HttpAnswer {
   int status = 200;
-  std::string type;     // Content-Type
-  std::string body;     // used when file is empty
-  std::string file;     // canonical path of a file to send
-  std::string location; // redirect target for 302
-  std::string game;     // canonical path of the game a TodayAD page plays
+  std::string type;       // Content-Type
+  std::string body;       // used when file is empty
+  std::string file;       // canonical path of a file to send
+  std::string location;   // redirect target for 302
+  std::string game;       // canonical path of the game a TodayAD page plays
+  bool anyOrigin = false; // pages of every origin may read it (the emulator's files)
 };
 
 // Answers a request target (path and query as they stand in the request line).

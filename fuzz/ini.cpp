@@ -1,8 +1,10 @@
-// Feeds arbitrary bytes as an INI file to the INI engine and the settings
-// store: lookups, macro expansion with the file's own Env sections, a write
+// Feeds arbitrary bytes as an INI file to the INI engine, the settings
+// store and the hosts table (whose entries must all be numeric addresses
+// with ports in range): lookups, macro expansion with the file's own Env sections, a write
 // and the read that must give back what was written, and removals. Runs in a
 // temporary folder of its own.
 #include "platform/ini.h"
+#include "platform/hosts.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
 
@@ -69,9 +71,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   IniKeys(file.c_str(), section.c_str());
   IniSections(file.c_str());
 
+  std::filesystem::create_directories(Folder() + "/sys");
+  std::filesystem::copy_file(file, HostsFilePath(),
+                             std::filesystem::copy_options::overwrite_existing);
+  HostEntry entry;
+  for (const HostEntry& listed : ReadHostsTable())
+    if (listed.port > 65535 ||
+        !ParseHostValue(listed.ipv6 ? "[" + listed.address + "]" : listed.address, entry))
+      std::abort();
+  LookupHost(key.c_str(), entry);
+  HostsCertificate();
+
   std::string text(reinterpret_cast<const char*>(data), size < 2048 ? size : 2048);
   text.resize(std::strlen(text.c_str()));
   ExpandMacros(text.c_str(), out, file.c_str());
+  if (ParseHostValue(text, entry) && (entry.port > 65535 || entry.address.empty()))
+    std::abort();
   ResolveRegistryValue(text.c_str(), out);
 
   // What is written reads back exactly, for a value without blanks at its

@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -72,10 +74,21 @@ bool SysRemovable(const std::string& device) {
   if (device.empty() || device.find('/') != std::string::npos || device[0] == '.')
     return false;
   // A partition's own folder has no "removable"; its disk's folder, one up, does.
+  std::string base = "/sys/class/block/" + device;
   for (const char* rel : {"/removable", "/../removable"}) {
     std::string text;
-    if (ReadWholeFile("/sys/class/block/" + device + rel, text, 64))
-      return !text.empty() && text[0] == '1';
+    if (ReadWholeFile(base + rel, text, 64) && !text.empty() && text[0] == '1')
+      return true;
+  }
+  // Many USB sticks and disks say 0 there; the bus tells. An SD card in a
+  // built-in reader says 0 too; its device type tells it from soldered eMMC.
+  char real[PATH_MAX];
+  if (realpath(base.c_str(), real) && std::strstr(real, "/usb"))
+    return true;
+  for (const char* rel : {"/device/type", "/../device/type"}) {
+    std::string text;
+    if (ReadWholeFile(base + rel, text, 64))
+      return text.rfind("SD", 0) == 0;
   }
   return false;
 }

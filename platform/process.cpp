@@ -134,6 +134,13 @@ bool ProcessWait(ProcessResult* process, int timeoutMs) {
   }
 }
 
+void ProcessKill(ProcessResult* process) {
+  if (process->pid <= 0)
+    return;
+  kill(process->pid, SIGKILL);
+  ProcessWait(process, -1);
+}
+
 ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs) {
   ProcessResult result = ProcessStart(request);
   if (result.pid > 0 && !ProcessWait(&result, timeoutMs) && result.error.empty())

@@ -29,13 +29,29 @@ struct ProcessResult {
   std::string error; // why nothing started, or why the wait failed
 };
 
+// Where the child's standard output and error go: a file, made or emptied
+// ("/dev/null" silences it); empty: inherited.
+struct ProcessOutput {
+  std::string outputPath;
+  std::string errorPath;
+};
+
 // Starts the program and returns at once. A missing or non-executable program
 // gives pid 0 and the reason in error.
 ProcessResult ProcessStart(const ProcessRequest& request);
+ProcessResult ProcessStart(const ProcessRequest& request, const ProcessOutput& output);
 
 // Waits at most timeoutMs (negative: for ever) for the process to end. True
 // when it ended; exitCode is then filled and the process is reaped.
 bool ProcessWait(ProcessResult* process, int timeoutMs);
+
+// Ends a started process at once (SIGKILL) and reaps it; exitCode is then
+// 128 + 9.
+void ProcessKill(ProcessResult* process);
+
+// Ends a started process at once (SIGKILL) and reaps it; exitCode is then
+// 128 + 9.
+void ProcessKill(ProcessResult* process);
 
 // Start, then wait at most timeoutMs.
 ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs);

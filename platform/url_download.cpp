@@ -125,11 +125,14 @@ int OpenTarget(const char* path) {
   return open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
 }
 
-bool CopyFileTo(const std::string& from, const char* path) {
+// Copies from to path. A name standing at path is replaced, unless onlyNew
+// asks to leave any name there alone (and fail).
+bool CopyFileTo(const std::string& from, const char* path, bool onlyNew = false) {
   int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
   if (in < 0)
     return false;
-  int out = OpenTarget(path);
+  int out = onlyNew ? open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644)
+                    : OpenTarget(path);
   bool ok = out >= 0;
   while (ok) {
     ssize_t n = copy_file_range(in, nullptr, out, nullptr, 1 << 30, 0);
@@ -181,6 +184,18 @@ bool ShareFile(const std::string& from, const char* to) {
   return true;
 }
 
+// Gives the data of from the name claimed, an empty file of this call's own
+// in the cache: the claim gives way to a link (or, across file systems, a
+// copy) under the same name. Never a rename over the claim: some file
+// systems write a whole renamed body out at once when it replaces a name.
+// False when another download took the name in between; theirs stands.
+bool FillClaim(const std::string& from, const std::string& claimed) {
+  unlink(claimed.c_str());
+  if (link(from.c_str(), claimed.c_str()) == 0)
+    return true;
+  return errno != EEXIST && CopyFileTo(from, claimed.c_str(), true);
+}
+
 // Where the body goes while it arrives: straight into a target that did not
 // exist, else into a staging file (the cache copy, or a private file in the
 // system's Temp folder) from which the target is replaced once all is there.
@@ -199,12 +214,15 @@ struct Sink {
   curl_off_t seenBytes = -1;
   std::chrono::steady_clock::time_point lastMove;
   long stallSeconds = 60;
+  const DownloadOptions* options = nullptr;
 };
 
 // Called by libcurl about once a second even while nothing arrives; ends a
 // transfer whose byte count has not moved for the stall time.
-int OnProgress(void* context, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+int OnProgress(void* context, curl_off_t whole, curl_off_t received, curl_off_t, curl_off_t sent) {
   Sink& sink = *static_cast<Sink*>(context);
+  if (sink.options->progress != nullptr)
+    sink.options->progress(sink.options->progressContext, received, whole);
   auto now = std::chrono::steady_clock::now();
   if (received + sent != sink.seenBytes) {
     sink.seenBytes = received + sent;
@@ -268,8 +286,8 @@ bool FinishSink(Sink& sink) {
   if (sink.stagePath.empty()) {
     if (!sink.cacheFolder.empty()) {
       std::string copy = ClaimCacheFile(sink.cacheFolder.c_str(), AnsweredUrl(sink).c_str());
-      if (!copy.empty() && !ShareFile(sink.path, copy.c_str()))
-        unlink(copy.c_str()); // the copy is a courtesy; the download stands
+      if (!copy.empty())
+        FillClaim(sink.path, copy); // the copy is a courtesy; the download stands
     }
     return true;
   }
@@ -427,6 +445,7 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   curl_easy_setopt(handle, CURLOPT_USERAGENT, options.userAgent);
   curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, options.connectTimeoutSeconds);
   sink.stallSeconds = options.stallSeconds;
+  sink.options = &options;
   sink.lastMove = std::chrono::steady_clock::now();
   curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);

@@ -16,6 +16,10 @@ struct DownloadOptions {
   // A transfer that moves no byte for this long is given up.
   long stallSeconds = 60;
   const char* userAgent = "Mozilla/4.0 (compatible; Skerry 1.0)";
+  // Called on the downloading thread about once a second and as bytes come:
+  // the bytes received and the whole (0 while the answer names no length).
+  void (*progress)(void* context, long long received, long long total) = nullptr;
+  void* progressContext = nullptr;
 };
 
 // Downloads url to the file path. cacheFolder is the browser cache folder

@@ -12,7 +12,7 @@ packages=(
   qt6-webengine-dev qt6-webengine-dev-tools
   libgl-dev libxkbcommon-dev
   libcurl4-openssl-dev curl
-  ffmpeg
+  ffmpeg yt-dlp
   xvfb xauth xdotool x11-utils imagemagick libx11-dev
   fonts-dejavu-core
   python3 openssl

@@ -41,6 +41,15 @@ struct FfmpegOutcome {
 FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
                         const std::function<void(int percent)>& progress, int timeoutMs = -1);
 
+// The input's duration in microseconds from what ffmpeg writes to its error
+// output ("Duration: 00:01:02.50, start: ..."); 0 when it names none.
+long long FfmpegDuration(const std::string& errorText);
+
+// The share done, 0 to 100, that a line of "-progress" output
+// ("out_time_us=<n>") gives for a duration; -1 for any other line or no
+// duration.
+int FfmpegShare(const std::string& progressLine, long long durationMicros);
+
 // --- The conversion table ---
 
 // A format code of the video request is converted (2, 3, 14, 16, 17, 24, 26,

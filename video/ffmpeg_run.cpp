@@ -16,10 +16,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -50,19 +50,6 @@ std::string LastLine(const std::string& text) {
   if (line.size() > ReasonMax)
     line.resize(ReasonMax);
   return line;
-}
-
-// "Duration: 00:00:30.02," in the error output, in microseconds; 0 when
-// missing or "N/A".
-long long DurationMicros(const std::string& text) {
-  std::size_t at = text.find("Duration: ");
-  if (at == std::string::npos)
-    return 0;
-  int h = 0, m = 0;
-  double s = 0;
-  if (std::sscanf(text.c_str() + at + 10, "%d:%d:%lf", &h, &m, &s) != 3)
-    return 0;
-  return (static_cast<long long>(h) * 3600 + m * 60) * 1000000 + static_cast<long long>(s * 1e6);
 }
 
 struct Pipe {
@@ -180,6 +167,41 @@ std::map<std::string, FfmpegAbilities>& KnownAbilities() {
 
 } // namespace
 
+long long FfmpegDuration(const std::string& errorText) {
+  std::size_t at = errorText.find("Duration: ");
+  if (at == std::string::npos)
+    return 0;
+  // hh:mm:ss.ff, each field read with a bound so that no digit run overflows.
+  long long fields[3] = {0, 0, 0};
+  long long fraction = 0, scale = 1000000;
+  const char* p = errorText.c_str() + at + 10;
+  for (int f = 0; f < 3; ++f) {
+    if (!std::isdigit(static_cast<unsigned char>(*p)))
+      return 0;
+    for (int digits = 0; std::isdigit(static_cast<unsigned char>(*p)); ++p)
+      if (++digits <= 6)
+        fields[f] = fields[f] * 10 + (*p - '0');
+    if (f < 2 && *p++ != ':')
+      return 0;
+  }
+  if (*p == '.')
+    for (++p; std::isdigit(static_cast<unsigned char>(*p)); ++p)
+      if (scale > 1) {
+        scale /= 10;
+        fraction += (*p - '0') * scale;
+      }
+  return (fields[0] * 3600 + fields[1] * 60 + fields[2]) * 1000000 + fraction;
+}
+
+int FfmpegShare(const std::string& progressLine, long long durationMicros) {
+  const char* key = "out_time_us=";
+  if (durationMicros <= 0 || progressLine.compare(0, std::strlen(key), key) != 0)
+    return -1;
+  long long at = std::strtoll(progressLine.c_str() + std::strlen(key), nullptr, 10);
+  at = std::clamp(at, 0LL, durationMicros);
+  return static_cast<int>(static_cast<double>(at) * 100 / static_cast<double>(durationMicros));
+}
+
 std::string FfmpegPath() {
   std::string beside = ModulePath();
   std::size_t slash = beside.rfind('/');
@@ -243,16 +265,14 @@ FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
   RunWithPipes(
       r, program, args, false,
       [&](const std::string& line) {
-        if (!progress || line.rfind("out_time_us=", 0) != 0)
+        if (!progress)
           return;
         if (duration <= 0)
-          duration = DurationMicros(r.err);
-        if (duration <= 0)
-          return;
-        long long at = std::atoll(line.c_str() + 12);
-        int share = static_cast<int>(std::clamp(at * 100 / duration, 0LL, 100LL));
+          duration = FfmpegDuration(r.err);
+        int share = FfmpegShare(line, duration);
         Clock::time_point now = Clock::now();
-        if (share != lastShare && now - lastReport >= std::chrono::milliseconds(500)) {
+        if (share >= 0 && share != lastShare &&
+            now - lastReport >= std::chrono::milliseconds(500)) {
           lastShare = share;
           lastReport = now;
           progress(share);

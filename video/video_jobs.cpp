@@ -6,6 +6,7 @@
 namespace {
 
 std::atomic<void (*)(unsigned)> SleepHook{nullptr};
+std::atomic<int> running{0};
 
 } // namespace
 
@@ -31,7 +32,15 @@ void ResetVideoCollect() {
 }
 
 void StartVideoThread(int (*body)(std::uint32_t), std::uint32_t slot) {
-  std::thread([body, slot] { body(slot); }).detach();
+  ++running;
+  std::thread([body, slot] {
+    body(slot);
+    --running;
+  }).detach();
+}
+
+int RunningVideoThreads() {
+  return running.load();
 }
 
 void VideoSleep(unsigned milliseconds) {

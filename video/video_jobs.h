@@ -92,6 +92,9 @@ int ConvertJob(std::uint32_t slot);
 // Starts body(slot) on a thread of its own and leaves it running.
 void StartVideoThread(int (*body)(std::uint32_t), std::uint32_t slot);
 
+// How many threads that StartVideoThread started are still at work.
+int RunningVideoThreads();
+
 // The pacing of the video jobs (their Sleep). Tests may shorten or count it:
 // a null function goes back to the real sleep.
 void VideoSleep(unsigned milliseconds);

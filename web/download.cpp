@@ -3,11 +3,14 @@
 // used.
 #include "web/download.h"
 
-#include "platform/url_download.h"
 #include "shell/settings.h"
 
 int URLDownloadToFile(const char* url, const char* path) {
+  return URLDownloadToFileWith(url, path, DownloadOptions());
+}
+
+int URLDownloadToFileWith(const char* url, const char* path, const DownloadOptions& options) {
   char cache[RegistryValueSize] = "";
   ReadShellFolder("Cache", cache);
-  return DownloadUrlToFile(url, path, cache);
+  return DownloadUrlToFile(url, path, cache, options);
 }

@@ -58,6 +58,14 @@ TEST(Process, WaitTimesOutThenReaps) {
   EXPECT_FALSE(ProcessWait(&r, 0)); // already reaped
 }
 
+TEST(Process, KillEndsAndReaps) {
+  ProcessResult r = ProcessStart({"sleep", {"30"}, {}, false});
+  ASSERT_GT(r.pid, 0) << r.error;
+  ProcessKill(&r);
+  EXPECT_EQ(r.exitCode, 128 + SIGKILL);
+  EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(r.pid)));
+}
+
 TEST(Process, ForgottenChildLeavesNoZombie) {
   ProcessResult r = ProcessStart({"true", {}, {}, false});
   ASSERT_GT(r.pid, 0);

@@ -39,6 +39,27 @@ TEST_F(ConvertTable, CommandTextFollowsTheBuild) {
   EXPECT_TRUE(FormatConverts(4));
 }
 
+TEST(FfmpegProgress, SharesFromTheToolsWords) {
+  struct Row {
+    const char* error;
+    long long duration;
+  } durations[] = {
+      {"Input #0, flv\n  Duration: 00:00:30.02, start: 0.000", 30020000},
+      {"  Duration: 01:02:03.5, bitrate", 3723500000},
+      {"  Duration: N/A, start", 0},
+      {"  Duration: 00:00", 0},
+      {"  Duration: 99999999999999999999:00:00.00", 999999LL * 3600 * 1000000},
+      {"no duration here", 0},
+  };
+  for (const Row& row : durations)
+    EXPECT_EQ(FfmpegDuration(row.error), row.duration) << row.error;
+  EXPECT_EQ(FfmpegShare("out_time_us=15010000", 30020000), 50);
+  EXPECT_EQ(FfmpegShare("out_time_us=-5", 30020000), 0);
+  EXPECT_EQ(FfmpegShare("out_time_us=99999999999999999999999", 30020000), 100);
+  EXPECT_EQ(FfmpegShare("out_time_us=100", 0), -1);
+  EXPECT_EQ(FfmpegShare("progress=continue", 30020000), -1);
+}
+
 TEST_F(ConvertTable, EveryRowMakesAFileThatPlays) {
   std::string ffmpeg = FfmpegPath();
   ASSERT_FALSE(ffmpeg.empty());

@@ -1,0 +1,494 @@
+// The download job of a video request. One entry at a time: the entry's link
+// becomes the address of its watch page, the page's doubly escaped markers
+// (or the resolver) give the direct address, the file is downloaded into the
+// system's Temp folder and then either kept as a Flash video under its
+// cleaned title or dropped as "<stem>~<n>" for the conversion job. A file
+// only ever appears under its final name when it is whole.
+#include "video/sorted_list.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cctype>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+#include "library/menus.h"
+#include "panel/panel_state.h"
+#include "panel/tips.h"
+#include "platform/files.h"
+#include "platform/process.h"
+#include "platform/sysdirs.h"
+#include "shell/module_path.h"
+#include "shell/settings.h"
+#include "video/convert.h"
+#include "video/scanner.h"
+#include "video/video_jobs.h"
+#include "web/download.h"
+#include "web/url_text.h"
+
+namespace {
+
+constexpr const char* MediaPatterns = "*.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
+constexpr std::size_t WorkTextSize = 1024;
+constexpr std::size_t PathSize = 260;
+constexpr std::size_t NameMax = 255; // one name in a folder, in bytes
+constexpr int DefaultResolverSeconds = 60;
+
+std::atomic<long> mediaStallSeconds{60};
+
+// The line a job reports on: the phone's for formats from 100 up.
+struct JobLine {
+  StatusLine* line;
+  Hwnd owner;
+  int zone;
+
+  void Show(const std::string& text) const {
+    line->Set(text);
+    PanelState& p = Panel();
+    UpdateTip(owner, p.TooltipWindow.load(), zone, p.PanelRotation.load());
+  }
+};
+
+// The share done of a download, behind the line's text; shown at most twice
+// a second and only when it changed.
+struct DownloadShare {
+  const JobLine* line;
+  std::string text;
+  int shown = -1;
+  std::chrono::steady_clock::time_point last{};
+};
+
+void OnDownloadProgress(void* context, long long received, long long total) {
+  DownloadShare& share = *static_cast<DownloadShare*>(context);
+  if (total <= 0 || received < 0)
+    return;
+  int percent = static_cast<int>(received >= total ? 100 : received * 100 / total);
+  auto now = std::chrono::steady_clock::now();
+  if (percent == share.shown || now - share.last < std::chrono::milliseconds(500))
+    return;
+  share.shown = percent;
+  share.last = now;
+  share.line->Show(share.text + " " + std::to_string(percent) + "%");
+}
+
+int DownloadMedia(const char* url, const std::string& path, DownloadShare& share) {
+  DownloadOptions options;
+  options.stallSeconds = mediaStallSeconds.load();
+  options.progress = OnDownloadProgress;
+  options.progressContext = &share;
+  return URLDownloadToFileWith(url, path.c_str(), options);
+}
+
+// Key n of section in the list, cut to the entry's buffer.
+void ReadListValue(const char* section, std::uint32_t n, char* out, const std::string& listPath) {
+  char key[16];
+  std::snprintf(key, sizeof key, "%u", n);
+  char value[ProfileValueSize] = "";
+  ProfileRead(section, key, value, listPath.c_str());
+  std::snprintf(out, ListTextSize, "%s", value);
+}
+
+// The value of a "<head>%7Chttp%3A..." field from its sixth character on,
+// percent-decoded twice: the page holds the address escaped twice.
+void DecodeMarkedAddress(const char* work, char* out) {
+  char once[WorkTextSize] = "";
+  if (std::strlen(work) <= 5)
+    return;
+  DecodePercent(work + 5, once);
+  DecodePercent(once, out);
+}
+
+bool IsWebAddress(const std::string& text) {
+  return text.rfind("http://", 0) == 0 || text.rfind("https://", 0) == 0;
+}
+
+// A text cut to at most size bytes without splitting a UTF-8 character.
+std::string CutText(const std::string& text, std::size_t size) {
+  if (text.size() <= size)
+    return text;
+  std::size_t end = size;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+    --end;
+  return text.substr(0, end);
+}
+
+std::string FolderOf(const std::string& path) {
+  std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+}
+
+// A private name in folder for a file that is still being written.
+std::string PartPath(const std::string& folder, int* fd) {
+  std::string pattern = folder + "/.skerry-part-XXXXXX";
+  std::vector<char> name(pattern.begin(), pattern.end());
+  name.push_back('\0');
+  *fd = mkostemp(name.data(), O_CLOEXEC);
+  return *fd >= 0 ? std::string(name.data()) : std::string();
+}
+
+bool CopyInto(int out, const std::string& source) {
+  int in = open(source.c_str(), O_RDONLY | O_CLOEXEC);
+  if (in < 0)
+    return false;
+  std::vector<char> buffer(1 << 20);
+  bool ok = true;
+  for (;;) {
+    ssize_t got = read(in, buffer.data(), buffer.size());
+    if (got == 0)
+      break;
+    if (got < 0) {
+      ok = false;
+      break;
+    }
+    if (!WriteAll(out, buffer.data(), static_cast<std::size_t>(got))) {
+      ok = false;
+      break;
+    }
+  }
+  close(in);
+  return ok;
+}
+
+// Moves source to target (overwriting) so that target is whole the moment it
+// appears: a rename where both lie on one file system, else a copy under a
+// private name beside target, then a rename. Source is gone afterwards when
+// this succeeded.
+bool PlaceWhole(const std::string& source, const std::string& target) {
+  if (rename(source.c_str(), target.c_str()) == 0)
+    return true;
+  int fd = -1;
+  std::string part = PartPath(FolderOf(target), &fd);
+  if (part.empty())
+    return false;
+  bool ok = CopyInto(fd, source);
+  ok = close(fd) == 0 && ok;
+  if (ok && rename(part.c_str(), target.c_str()) == 0) {
+    unlink(source.c_str());
+    return true;
+  }
+  unlink(part.c_str());
+  return false;
+}
+
+std::string FirstBytes(const std::string& path, std::size_t count) {
+  std::string bytes(count, '\0');
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
+    return std::string();
+  ssize_t got = read(fd, bytes.data(), count);
+  close(fd);
+  bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  return bytes;
+}
+
+// The ending that names the container a file's first bytes show.
+const char* OwnEnding(const std::string& head) {
+  if (head.size() >= 8 && head.compare(4, 4, "ftyp") == 0)
+    return ".mp4";
+  if (head.rfind("\x1A\x45\xDF\xA3", 0) == 0)
+    return ".webm";
+  if (head.rfind("RIFF", 0) == 0)
+    return ".avi";
+  if (head.rfind("\x30\x26\xB2\x75", 0) == 0)
+    return ".wmv";
+  if (head.rfind(std::string("\0\0\1\xBA", 4), 0) == 0)
+    return ".mpg";
+  return ".video";
+}
+
+// Cleaned title cut so that it and ending make one name of a folder.
+std::string NameWithEnding(const std::string& title, const char* ending) {
+  return CutText(title, NameMax - std::strlen(ending)) + ending;
+}
+
+} // namespace
+
+int ListTitleCount(const char* title) {
+  std::uint32_t a = 0, f = 0, t = 0;
+  for (const char* p = title; *p != '\0'; ++p) {
+    char c = *p;
+    if (c == '/') {
+      if (a > 20 || f != 0) { // a date's slash, or a position seen before
+        f = a;
+        a = 0;
+        continue;
+      }
+      t = 0;
+      for (const char* q = p + 1; *q >= '0' && *q <= '9'; ++q)
+        t = t > (INT_MAX - 9) / 10 ? INT_MAX : t * 10u + static_cast<std::uint32_t>(*q - '0');
+      if (t != 0)
+        break;
+    } else if (c >= '0' && c <= '9') {
+      a = a * 10u + static_cast<std::uint32_t>(c - '0');
+    } else if (c != ' ') {
+      a = 0;
+    }
+  }
+  if (t == 0 || a == 0)
+    return 1;
+  return static_cast<int>(t);
+}
+
+int TitleDate(const char* title) {
+  int v = 0;
+  for (const char* p = title; *p != '\0'; ++p) {
+    if (*p >= '0' && *p <= '9')
+      v = v * 10 + (*p - '0');
+    else if (*p != '-') {
+      v = 0;
+      continue;
+    }
+    if (v > 19800000)
+      return v;
+  }
+  return 0;
+}
+
+void CleanVideoTitle(char* title) {
+  static const char from[] = ".:<>\\/\"*?#%";
+  static const char to[] = "_=[]--'~!~^";
+  for (char* p = title; *p != '\0'; ++p) {
+    if (static_cast<unsigned char>(*p) < 0x20 || *p == 0x7F) {
+      *p = '_';
+      continue;
+    }
+    const char* hit = std::strchr(from, *p);
+    if (hit != nullptr)
+      *p = to[hit - from];
+  }
+}
+
+std::string ResolveVideoAddress(const char* pageUrl) {
+  char path[PathSize] = "";
+  ModuleFilePath(0, path, "Define.ini");
+  char command[ProfileValueSize] = "";
+  ProfileRead("Video", "Resolver", command, path);
+  char limit[ProfileValueSize] = "";
+  ProfileRead("Video", "ResolverTimeout", limit, path);
+  int seconds = std::atoi(limit) > 0 ? std::atoi(limit) : DefaultResolverSeconds;
+
+  ProcessRequest request;
+  for (const char* p = command; *p != '\0';) {
+    while (*p == ' ' || *p == '\t')
+      ++p;
+    const char* start = p;
+    while (*p != '\0' && *p != ' ' && *p != '\t')
+      ++p;
+    if (p == start)
+      break;
+    if (request.program.empty())
+      request.program.assign(start, p);
+    else
+      request.arguments.emplace_back(start, p);
+  }
+  if (request.program.empty() || pageUrl == nullptr || *pageUrl == '\0')
+    return std::string();
+  request.arguments.emplace_back(pageUrl);
+
+  int pipeFds[2];
+  if (pipe2(pipeFds, O_CLOEXEC) != 0)
+    return std::string();
+  int quiet = open("/dev/null", O_RDWR | O_CLOEXEC);
+  request.inputFd = quiet;
+  request.outputFd = pipeFds[1];
+  request.errorFd = quiet;
+  ProcessResult process = ProcessStart(request);
+  close(pipeFds[1]);
+  if (quiet >= 0)
+    close(quiet);
+
+  // The first line is all that counts; the rest is read away so the child
+  // never blocks on a full pipe.
+  std::string printed;
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  bool timedOut = false;
+  for (;;) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) {
+      timedOut = true;
+      break;
+    }
+    pollfd waitFor{pipeFds[0], POLLIN, 0};
+    int ready = poll(&waitFor, 1, static_cast<int>(left.count()));
+    if (ready < 0 && errno == EINTR)
+      continue;
+    if (ready <= 0) {
+      timedOut = ready == 0;
+      break;
+    }
+    char chunk[4096];
+    ssize_t got = read(pipeFds[0], chunk, sizeof chunk);
+    if (got <= 0)
+      break;
+    if (printed.size() < WorkTextSize)
+      printed.append(chunk, static_cast<std::size_t>(got));
+  }
+  close(pipeFds[0]);
+  if (timedOut)
+    ProcessKill(&process);
+  else if (!ProcessWait(&process, 2000))
+    ProcessKill(&process);
+  if (timedOut)
+    return std::string();
+
+  std::string line = printed.substr(0, printed.find('\n'));
+  if (!line.empty() && line.back() == '\r')
+    line.pop_back();
+  if (!IsWebAddress(line) || line.size() >= ListTextSize)
+    return std::string();
+  return line;
+}
+
+std::string KeepAsFlashVideo(const std::string& source, const std::string& target) {
+  std::string head = FirstBytes(source, 12);
+  if (head.empty())
+    return std::string();
+  if (head.rfind("FLV", 0) == 0)
+    return PlaceWhole(source, target) ? target : std::string();
+
+  int fd = -1;
+  std::string part = PartPath(FolderOf(target), &fd);
+  if (part.empty())
+    return std::string();
+  close(fd);
+  const std::vector<std::vector<std::string>> tries = {
+      {"-y", "-i", source, "-map", "0:v:0?", "-map", "0:a:0?", "-c", "copy", "-f", "flv", part},
+      {"-y", "-i", source, "-map", "0:v:0?", "-map", "0:a:0?", "-c:v", "libx264", "-preset",
+       "veryfast", "-c:a", "aac", "-f", "flv", part},
+  };
+  for (const auto& arguments : tries) {
+    FfmpegOutcome outcome = RunFfmpeg(arguments, nullptr);
+    struct stat st {};
+    if (outcome.ok && stat(part.c_str(), &st) == 0 && st.st_size > 0 &&
+        FirstBytes(part, 3) == "FLV" && rename(part.c_str(), target.c_str()) == 0) {
+      unlink(source.c_str());
+      return target;
+    }
+  }
+  unlink(part.c_str());
+
+  // No Flash video can be made of it: the video is kept under its own ending.
+  std::string stem = target.substr(0, target.size() - 4);
+  std::string folder = FolderOf(target);
+  std::string name = stem.substr(folder.size() + 1);
+  std::string kept = folder + "/" + NameWithEnding(name, OwnEnding(head));
+  return PlaceWhole(source, kept) ? kept : std::string();
+}
+
+void SetMediaStallForTests(long seconds) {
+  mediaStallSeconds = seconds > 0 ? seconds : 60;
+}
+
+int DownloadSortedList(std::uint32_t slot) {
+  VideoCollectRecord& record = VideoCollect();
+  std::string listUrl = record.CollectListUrl.Get();
+  std::string folder = record.CollectDir.Get();
+  std::uint32_t format = record.CollectFormat.load();
+  VideoJob& job = record.VideoJobs[slot % VideoJobCount];
+  std::uint32_t startEntry = job.StartEntry.load();
+  bool phone = format >= FormatPhone;
+  PanelState& panel = Panel();
+  JobLine line{phone ? &panel.PhoneStatus : &panel.CollectStatus, record.CollectOwner.load(),
+               phone ? 21 : 20};
+
+  std::string temp = SystemSubfolder("Temp");
+  std::string listPath = temp + "/Sort.htm";
+  // After a failure the list of an earlier job is read, if one lies there.
+  URLDownloadToFile(listUrl.c_str(), listPath.c_str());
+
+  std::uint32_t total = 1;
+  std::uint32_t n = startEntry == 0 ? 1 : startEntry;
+  for (;; ++n) {
+    char link[ListTextSize] = "";
+    char title[ListTextSize] = "";
+    ReadListValue("Sorted", n, link, listPath);
+    ReadListValue("Title", n, title, listPath);
+    if (startEntry == 0 && n == 1)
+      total = static_cast<std::uint32_t>(ListTitleCount(title));
+    // A count beyond the list's end finds no more entries: nothing is left
+    // to fetch, so the job ends rather than count through the void.
+    if (n > 1 && link[0] == '\0' && title[0] == '\0')
+      break;
+
+    // The watch page of the entry; a link without "/v/" has none.
+    char page[ListTextSize] = "";
+    const char* cut = nullptr;
+    for (const char* p = std::strstr(link, "/v/"); p != nullptr; p = std::strstr(p + 1, "/v/"))
+      cut = p;
+    if (cut != nullptr) {
+      std::string site(link, static_cast<std::size_t>(cut - link));
+      std::snprintf(page, sizeof page, format == 0 ? "%s/watch?v=%s" : "%s/watch?v=%s&fmt=18",
+                    site.c_str(), cut + 3);
+    }
+
+    char work[WorkTextSize] = "";
+    char secondTry[ListTextSize] = "";
+    char direct[WorkTextSize] = "";
+    if (page[0] != '\0') {
+      if (ScanPage(page, ScanFieldValue, "C5%7Chttp%3A", work) > 20)
+        DecodeMarkedAddress(work, secondTry);
+      ScanPage(page, ScanFieldValue, format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A", work);
+      DecodeMarkedAddress(work, direct);
+      if (direct[0] == '\0') {
+        std::string resolved = ResolveVideoAddress(page);
+        std::snprintf(direct, sizeof direct, "%s", resolved.c_str());
+      }
+    }
+
+    CleanVideoTitle(title);
+    char text[WorkTextSize];
+    std::snprintf(text, sizeof text, "Download %u / %u video now...", n, total);
+    line.Show(text);
+    DownloadShare share{&line, text};
+
+    char tempName[64];
+    std::snprintf(tempName, sizeof tempName, "/cv%u-%u", n, total);
+    std::string tempPath = temp + tempName;
+    bool fetched = direct[0] != '\0' && DownloadMedia(direct, tempPath, share) == 0;
+    if (!fetched && format != 0 && secondTry[0] != '\0')
+      fetched = DownloadMedia(secondTry, tempPath, share) == 0;
+
+    if (fetched && format == 0) {
+      std::string target = folder + "/" + NameWithEnding(title, ".flv");
+      KeepAsFlashVideo(tempPath, target);
+    } else if (fetched) {
+      std::snprintf(text, sizeof text, "Download %u / %u video ok.", n, total);
+      line.Show(text);
+      int date = TitleDate(title);
+      std::string stem = CutText(title, 8);
+      for (char& c : stem)
+        if (c == ' ')
+          c = '_';
+      char base[WorkTextSize];
+      std::snprintf(base, sizeof base, "%s/%s%04d", folder.c_str(), stem.c_str(), date % 10000);
+      std::string dropped = std::string(base) + "~" + std::to_string(n);
+      // A stem the record can't hold whole would name a file nobody finds.
+      if (dropped.size() < decltype(job.ConvertBase)::Capacity) {
+        job.ConvertBase.Set(base);
+        PlaceWhole(tempPath, dropped);
+      }
+    }
+    unlink(tempPath.c_str());
+    if (n >= total)
+      break;
+  }
+
+  line.Show(std::string());
+  job.ConvertTarget.Clear();
+  char menu[PathSize] = "";
+  char video[PathSize] = "";
+  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
+  ModuleFilePath(0, video, "Video");
+  RebuildMediaMenu(menu, video, MediaPatterns);
+  return static_cast<int>(total);
+}
