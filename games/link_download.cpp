@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <thread>
@@ -268,7 +269,13 @@ void RefreshGamePane(int mode) {
   Hwnd pane = p.PaneSlots[ChannelGame].load();
   if (pane == 0) {
     WinSendMessage(p.PanelWindow.load(), MsgPanelCommand, 19030, 0);
-    pane = p.PaneSlots[ChannelGame].load();
+    // A Pane just launched announces itself a moment after the launch has
+    // returned: its refresh waits for it, a few seconds at most.
+    for (int i = 0; i < 60 && pane == 0; ++i) {
+      pane = p.PaneSlots[ChannelGame].load();
+      if (pane == 0 && p.PanelWindow.load() != 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
   }
   WParam code = mode == 1 ? 32779 : mode == 2 ? 32789 : 0;
   if (code != 0 && pane != 0)
