@@ -50,6 +50,7 @@
 #include "browser/flash_pages.h"
 #include "browser/game_server.h"
 #include "browser/pane_protocol.h"
+#include "browser/video_site.h"
 #include "browser/video_stream.h"
 #include "browser/web_hosts.h"
 #include "platform/ini.h"
@@ -681,7 +682,17 @@ int main(int argc, char** argv) {
   auto* layout = new QVBoxLayout(pane.window);
   layout->setContentsMargins(0, 0, 0, 0);
   pane.view = new QWebEngineView(pane.window);
-  pane.view->setPage(new QWebEnginePage(profile, pane.view));
+  // Pages of the video service belong to channel 4: other Panes hand them to
+  // the Panel instead of showing them.
+  pane.view->setPage(NewHandingPage(profile, pane.view, [](const QUrl& url) {
+    if (pane.args.slot == 4 || pane.args.slot == 1 || !pane.carrier ||
+        pane.carrier->state() != QLocalSocket::ConnectedState ||
+        !IsVideoServicePage(url.toString().toStdString()))
+      return false;
+    SendFrame("TEXT 2010 " + AddressText(url.toString().toStdString()));
+    SendFrame("POST 1033 19040 0");
+    return true;
+  }));
   TrustListedHosts(pane.view->page());
   pane.view->setContextMenuPolicy(Qt::NoContextMenu);
   layout->addWidget(pane.view);

@@ -80,8 +80,9 @@ std::string MediaOfPlayerPage(const std::string& pagePath) {
   if (!EndsWithNoCase(pagePath, ".htw"))
     return std::string();
   std::string media = pagePath.substr(0, pagePath.size() - 4);
-  static const char* const endings[] = {".flv", ".mpg", ".wmv",  ".avi", ".mov",
-                                        ".mp4", ".rm",  ".rmvb", ".3gp"};
+  // The media menu's endings, and the sounds that player pages know too.
+  static const char* const endings[] = {".flv", ".mpg",  ".wmv", ".avi", ".mov", ".mp4",
+                                        ".rm",  ".rmvb", ".3gp", ".mp3", ".wav", ".wma"};
   for (const char* e : endings)
     if (EndsWithNoCase(media, e))
       return IsRegularFile(media) ? media : std::string();

@@ -12,7 +12,8 @@
 #include <vector>
 
 // The media file of a player page: pagePath less its ".htw", when that is an
-// existing regular file with an ending of the media menu; else empty.
+// existing regular file with an ending of the media menu (or a sound that
+// player pages know: .mp3, .wav, .wma); else empty.
 std::string MediaOfPlayerPage(const std::string& pagePath);
 
 // The page that plays media (its full path) with the name shown above the

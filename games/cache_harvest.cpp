@@ -20,7 +20,6 @@
 #include "panel/dispatcher.h"
 #include "panel/panel_state.h"
 #include "platform/files.h"
-#include "shell/module_path.h"
 
 std::uint32_t HarvestPass = 0;
 std::uint32_t HarvestPrompts = 0;
@@ -64,19 +63,6 @@ Date DateOf(std::uint64_t local) {
 
 std::uint32_t Kilobytes(const FileEntry& e) {
   return static_cast<std::uint32_t>(e.size) >> 10;
-}
-
-std::string Beside(const char* name) {
-  char out[260] = {};
-  ModuleFilePath(0, out, name);
-  return out;
-}
-
-// Copies from to the path the dialog gave, replacing a file there whole.
-void CopyChosen(const char* from, const char* to) {
-  std::string bytes;
-  if (ReadWholeFile(from, bytes, std::size_t(1) << 30))
-    WriteFileAtomically(to, bytes);
 }
 
 const char SaveFilter[] = "Game Files (*.swf;*.htm)\0*.swf;*.htm\0All Files (*.*)\0*.*\0";
@@ -150,10 +136,11 @@ void OfferCacheFile(const char* fullPath, const char* name, const FileEntry& ent
   char proposed[256];
   std::snprintf(proposed, sizeof proposed, "%s", slash != nullptr ? slash + 1 : fullPath);
   if (SaveGameDialog(Panel().PanelWindow.load(), "Save game to", SaveFilter, proposed,
-                     sizeof proposed, Beside("Game").c_str()) != 0)
-    CopyChosen(fullPath, proposed);
+                     sizeof proposed, ProgramFile("Game").c_str()) != 0)
+    CopyWhole(fullPath, proposed);
   HarvestPass = 5;
-  RebuildGameMenu(Beside("Web\\Menu1.htm").c_str(), Beside("Game").c_str(), GameMenuMasks);
+  RebuildGameMenu(ProgramFile("Web\\Menu1.htm").c_str(), ProgramFile("Game").c_str(),
+                  GameMenuMasks);
   Hwnd pane = Panel().PaneSlots[ChannelGame].load();
   if (pane != 0)
     WinPostMessage(pane, WM_COMMAND, PaneCmdReload, 0);

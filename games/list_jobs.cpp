@@ -34,13 +34,13 @@ SharedArguments& Shared() {
   return *shared;
 }
 
-std::string Beside(const char* name) {
+} // namespace
+
+std::string ProgramFile(const char* name) {
   char out[PathSize] = {};
   ModuleFilePath(0, out, name);
   return out;
 }
-
-} // namespace
 
 void StoreJobArguments(Hwnd window, const char* listSource, const char* folder) {
   SharedArguments& s = Shared();
@@ -60,9 +60,11 @@ bool StartJobThread(std::atomic<bool>& running,
                     int (*fn)(Hwnd, const char*, const char*, Hwnd, int)) {
   if (running.exchange(true))
     return false;
+  // The thread takes the arguments as they stand at its start, so a start of
+  // the other job right behind this one can't change them under it.
+  JobArguments a = CopyJobArguments();
   try {
-    std::thread([&running, fn] {
-      JobArguments a = CopyJobArguments();
+    std::thread([&running, fn, a] {
       PanelState& p = Panel();
       fn(a.JobWindow, a.JobListSource.c_str(), a.JobFolder.c_str(), p.TooltipWindow.load(),
          p.PanelRotation.load());
@@ -83,7 +85,7 @@ JobFiles PrepareJobList(const char* listSource) {
   JobFiles f;
   f.tempFolder = SystemSubfolder("Temp");
   if (!IsListLink(listSource)) {
-    f.listPath = Beside(listSource);
+    f.listPath = ProgramFile(listSource);
     return f;
   }
   char cache[RegistryValueSize] = "";
@@ -123,14 +125,17 @@ bool CopyGameUnder(const std::string& from, const std::string& folder, const std
   if (target.size() > PathSize - 1)
     return false;
   MakeFolders(folder);
+  return CopyWhole(from, target);
+}
+
+bool CopyWhole(const std::string& from, const std::string& to) {
   std::string bytes;
-  if (!ReadWholeFile(from, bytes, GameFileMax))
-    return false;
-  return WriteFileAtomically(target, bytes);
+  return ReadWholeFile(from, bytes, GameFileMax) && WriteFileAtomically(to, bytes);
 }
 
 void ShowNewGame(Hwnd window, long openArg) {
-  RebuildGameMenu(Beside("Web\\Menu1.htm").c_str(), Beside("Game").c_str(), GameMenuMasks);
+  RebuildGameMenu(ProgramFile("Web\\Menu1.htm").c_str(), ProgramFile("Game").c_str(),
+                  GameMenuMasks);
   if (window == 0)
     return;
   PanelState& p = Panel();

@@ -25,14 +25,17 @@ struct JobArguments {
 
 // Stores the three fields of a start (cut to their sizes).
 void StoreJobArguments(Hwnd window, const char* listSource, const char* folder);
-// The fields as they stand now, copied whole: a job thread's first act.
+// The fields as they stand now, copied whole.
 JobArguments CopyJobArguments();
 
-// Starts fn on a detached thread with the stored arguments, unless running is
-// already set: then nothing starts and the result is false. running is set
-// before the thread starts and cleared when fn returns.
+// Starts fn on a detached thread with the stored arguments as they stand
+// now, unless running is already set: then nothing starts and the result is
+// false. running is set before the thread starts and cleared when fn returns.
 bool StartJobThread(std::atomic<bool>& running,
                     int (*fn)(Hwnd, const char*, const char*, Hwnd, int));
+
+// A file beside the program (ModuleFilePath).
+std::string ProgramFile(const char* name);
 
 // Whether text names a link ("http" in lower case at its start).
 bool IsListLink(const char* text);
@@ -50,6 +53,10 @@ JobFiles PrepareJobList(const char* listSource);
 
 // One value of the list file, cut to 259 bytes.
 std::string ListValue(const std::string& listPath, const char* section, const char* key);
+
+// Copies from to the path to, replacing a file there whole (written beside
+// it, then renamed). Result: true when the copy stands.
+bool CopyWhole(const std::string& from, const std::string& to);
 
 // Copies the fetched file from to folder/title, the folder made when missing,
 // replacing a file of that name whole (written beside it, then renamed). A

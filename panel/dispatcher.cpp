@@ -300,6 +300,9 @@ LResult CommandDispatcher(Hwnd window, LParam arg) {
     p.Channel = ChannelClock;
     WinPostMessage(PanelOf(window), MsgPanelCommand, 20070, 0);
     break;
+  case CommandOpenVideoSite:
+    OpenVideoSite(window);
+    break;
   default:
     break;
   }
@@ -580,6 +583,22 @@ void VideoRequest(Hwnd window, const char* target) {
     return;
   if (Svc().collectVideo != nullptr)
     Svc().collectVideo(PanelOf(window), listUrl.c_str(), target != nullptr ? target : "", entry);
+}
+
+void OpenVideoSite(Hwnd window) {
+  std::string address = WinGetControlText(PanelOf(window), AddressControl);
+  std::string listUrl;
+  std::uint32_t entry = 0;
+  if (CutVideoAddress(address, &listUrl, &entry) < 0 || address.size() > LinkSize - 1)
+    return;
+  PanelState& p = Panel();
+  p.PreviousChannel = p.Channel.load();
+  p.Channel = ChannelVideoSite;
+  // The channel has one Pane: a live one gives way to the new page.
+  Hwnd pane = Slot(ChannelVideoSite);
+  if (IsLive(pane))
+    WinPostMessage(pane, WM_QUIT, 0, 0);
+  Launch(PaneRowVideoSite, address.c_str());
 }
 
 void OpenVideoFolder(Hwnd window) {

@@ -13,6 +13,10 @@
 // ZoneCommand of zone z is ZoneCommandBase + 10 * z.
 constexpr std::uint32_t ZoneCommandBase = 20010;
 
+// A Pane that meets a page of the video service outside its channel hands
+// it over: it sets AddressControl to the page's address and posts this code.
+constexpr std::uint32_t CommandOpenVideoSite = 19040;
+
 // Numbers posted to a Pane as WM_COMMAND wParam (lParam 0).
 constexpr WParam PaneCmdPause = 32777;
 constexpr WParam PaneCmdMystery = 32778;
@@ -73,6 +77,10 @@ void CollectToFolder(Hwnd window);
 void CollectToPhone(Hwnd window);
 void VideoRequest(Hwnd window, const char* target);
 void OpenVideoFolder(Hwnd window);
+// The way into the video service's channel: when AddressControl holds an
+// address of the service (the video request's own test), Channel := 4 and the
+// one Pane of slot 4 shows it (a live one is ended and launched anew).
+void OpenVideoSite(Hwnd window);
 
 // From the text of AddressControl to the local file it names, when it names a
 // game file (a path of more than 10 characters ending in ".swf", in any case,

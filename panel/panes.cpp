@@ -97,6 +97,10 @@ bool ComposePaneLaunch(PaneRow row, const char* addressIn, PaneLaunch* out) {
     launch.arguments = {"/U=" + address, "/h5"};
     launch.commandLine = program + " /U=" + address + " /h5";
     break;
+  case PaneRowVideoSite:
+    launch.arguments = {"/U=" + address, "/h4"};
+    launch.commandLine = program + " /U=" + address + " /h4";
+    break;
   case PaneRowVideo: {
     std::string slot = "/h" + std::to_string(Panel().Channel.load());
     if (address.size() >= 5 && address[4] == ':' && address.compare(0, 4, "http") == 0) {

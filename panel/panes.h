@@ -8,7 +8,14 @@
 #include "platform/win.h"
 
 // Rows of the launch table.
-enum PaneRow { PaneRowStart, PaneRowClock, PaneRowGame, PaneRowHome, PaneRowVideo };
+enum PaneRow {
+  PaneRowStart,
+  PaneRowClock,
+  PaneRowGame,
+  PaneRowHome,
+  PaneRowVideo,
+  PaneRowVideoSite
+};
 
 // Starts the browser program for row with address (used by Home and Video;
 // ignored by the other rows) and waits, at most 2000 ms, until the new process

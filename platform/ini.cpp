@@ -90,7 +90,8 @@ struct Parsed {
 using ParsedPtr = std::shared_ptr<const Parsed>;
 
 std::mutex cacheMutex;
-std::unordered_map<std::string, ParsedPtr> cache;
+// Never destroyed: job threads may still read settings while the process ends.
+std::unordered_map<std::string, ParsedPtr>& cache = *new std::unordered_map<std::string, ParsedPtr>;
 std::mutex writeMutex;
 std::atomic<std::size_t> parseCount{0};
 

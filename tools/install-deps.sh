@@ -15,7 +15,7 @@ packages=(
   ffmpeg yt-dlp
   xvfb xauth xdotool x11-utils imagemagick libx11-dev xclip
   fonts-dejavu-core
-  python3 openssl
+  python3 openssl xclip
 )
 
 missing=()

@@ -106,7 +106,8 @@ std::string CopyFile(const std::string& from, const std::string& to,
     }
   }
   close(in);
-  if (why.empty() && fsync(out) != 0 && errno != EINVAL)
+  // Phone mounts may not offer fsync at all; only a lost or full medium fails.
+  if (why.empty() && fsync(out) != 0 && (errno == EIO || errno == ENOSPC || errno == EDQUOT))
     why = std::strerror(errno);
   if (close(out) != 0 && why.empty())
     why = std::strerror(errno);
@@ -157,7 +158,8 @@ int ConvertJob(std::uint32_t slot) {
     if (source.empty())
       continue;
 
-    const std::string display = source.substr(source.rfind('/'));
+    std::size_t slash = source.rfind('/');
+    const std::string display = slash == std::string::npos ? "/" + source : source.substr(slash);
     const std::string output = ConversionOutput(format, source, k);
     const std::string converting = "Converting " + display + " video now...";
     Show(line, converting);

@@ -120,7 +120,9 @@ void RunWithPipes(RunPipes& r, const std::string& program,
     if (n < 0 && errno != EINTR)
       break;
     char buffer[4096];
-    for (int i = 0; i < 2; ++i) {
+    // The error output first: the duration written there before a progress
+    // line must be known when that line is read.
+    for (int i = 1; i >= 0; --i) {
       if (fds[i].fd < 0 || !(fds[i].revents & (POLLIN | POLLHUP | POLLERR)))
         continue;
       ssize_t got = read(fds[i].fd, buffer, sizeof buffer);

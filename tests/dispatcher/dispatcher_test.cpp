@@ -34,7 +34,7 @@ void Rec(const std::string& line) {
 const DispatcherServices recording = [] {
   DispatcherServices s{};
   s.launchPane = [](PaneRow row, const char* address) {
-    static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video"};
+    static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video", "VideoSite"};
     Rec(std::string("launch ") + rows[row] + " " + Text(address));
   };
   s.rebuildGameMenu = [](const char* menu, const char* folder, const char* patterns) {
@@ -373,6 +373,27 @@ TEST_F(Dispatcher, VideoRequestsAndTheirRefusals) {
   Command(20220);
   EXPECT_EQ(outside, Lines{"findPhone 68"});
   EXPECT_EQ(BoxTexts(), (Lines{"Tessel @Vexan: Please wait...", "Tessel @Vexan: Please wait..."}));
+}
+
+TEST_F(Dispatcher, ServicePageHandedOverOpensTheVideoSiteChannel) {
+  Panel().Channel = ChannelHome;
+  WinSetControlText(panel, AddressControl, "http://video.example/watch/12");
+  Command(CommandOpenVideoSite);
+  EXPECT_TRUE(outside.empty()) << "no page of the service";
+  EXPECT_EQ(Panel().Channel.load(), ChannelHome);
+
+  WinSetControlText(panel, AddressControl, "https://video.example/Show/12");
+  Command(CommandOpenVideoSite);
+  EXPECT_EQ(outside, Lines{"launch VideoSite https://video.example/Show/12"});
+  EXPECT_EQ(Panel().Channel.load(), ChannelVideoSite);
+  EXPECT_EQ(Panel().PreviousChannel, ChannelHome);
+
+  // The live Pane of the channel ends; the new page takes its slot.
+  outside.clear();
+  Live(4, 400);
+  Command(CommandOpenVideoSite);
+  EXPECT_EQ(PaneTraffic(), Lines{"post 400 18 0"});
+  EXPECT_EQ(outside, Lines{"launch VideoSite https://video.example/Show/12"});
 }
 
 TEST_F(Dispatcher, CollectOnGameAndHomeChannels) {

@@ -252,6 +252,48 @@ TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
   EXPECT_EQ(listFetches, 1);
 }
 
+TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
+  // 10,000 entries, each refused: the walk takes them all and stops.
+  std::string many = "[List]\n";
+  for (int i = 1; i <= 10000; ++i)
+    many += std::to_string(i) + "=http://web.test/files/one.swf\n";
+  WriteWhole((env.program / "many.ini").string(), many);
+  std::vector<int> answers(10001, IDNO);
+  answers[0] = IDYES;
+  HeadlessScriptAnswers(answers);
+  EXPECT_EQ(TopListJob(panel, "many.ini", Game().c_str(), 0, 0), 10000);
+  EXPECT_EQ(HeadlessBoxes().size(), 10002u);
+
+  // Values of a megabyte are cut; titles that lead out of Game, or that a
+  // NUL byte cuts short, never write outside it.
+  std::string mega(1 << 20, 'a');
+  std::string hostile = "[List]\n1=http://web.test/" + mega + "\n";
+  const char* titles[] = {"../up.swf", "/tmp/abs.swf", "..\\up2.swf", "x/../../up3.swf"};
+  for (int i = 0; i < 5; ++i)
+    hostile += std::to_string(i + 2) + "=http://web.test/files/one.swf\n";
+  hostile += "[Title]\n1=" + mega + "\n";
+  for (int i = 0; i < 4; ++i)
+    hostile += std::to_string(i + 2) + "=" + titles[i] + "\n";
+  hostile += "6=cut" + std::string(1, '\0') + "/../../nul.swf\n";
+  WriteWhole((env.program / "hostile.ini").string(), hostile);
+  HeadlessInstall();
+  HeadlessScriptAnswers(std::vector<int>(7, IDYES));
+  EXPECT_EQ(TopListJob(panel, "hostile.ini", Game().c_str(), 0, 0), 6);
+  std::vector<std::string> written;
+  for (const auto& e : fs::recursive_directory_iterator(env.root))
+    if (e.is_regular_file() && e.path().extension() == ".swf")
+      written.push_back(fs::relative(e.path(), env.root).string());
+  // Only the cache's copies of the fetched file, and in Game only the name
+  // that the NUL byte cut short.
+  for (const std::string& w : written)
+    EXPECT_EQ(w.rfind("cache/", 0), 0u) << w;
+  EXPECT_FALSE(fs::exists("/tmp/abs.swf"));
+  std::vector<std::string> inGame;
+  for (const auto& e : fs::recursive_directory_iterator(Game()))
+    inGame.push_back(fs::relative(e.path(), Game()).string());
+  EXPECT_EQ(inGame, std::vector<std::string>{"cut"});
+}
+
 TEST(ListTitles, NeverLeadOutsideTheirFolder) {
   fs::path root = fs::temp_directory_path() / ("skerry-titles-" + std::to_string(getpid()));
   fs::create_directories(root / "Game");

@@ -123,6 +123,8 @@ TEST_F(PanesTest, EveryRowLaunchesWithItsArgumentsAndLandsInItsSlot) {
        {"@/Web/MenuVideo.htm", "/h8"}},
       {"video https is a file name", PaneRowVideo, "https://x/y", ChannelVideoSite, 4,
        ChannelVideoSite, {"@/https://x/y", "/h4"}},
+      {"service page", PaneRowVideoSite, "https://video.example/Show/a b", ChannelVideoSite, 4,
+       ChannelVideoSite, {"/U=https://video.example/Show/a b", "/h4"}},
   };
   // clang-format on
   for (const LaunchRow& row : rows) {

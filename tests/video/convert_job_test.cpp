@@ -1,8 +1,8 @@
 // The conversion job's hand-over rules and its failures, with short pacing
-// and a stand-in ffmpeg beside the program that waits while a "hold" file
-// exists, logs its inputs, fails on sources named "Bad", leaves no output for
-// "Empty", and else copies its input. The real tool's rows are tried in
-// convert_table_test.cpp.
+// and a stand-in ffmpeg beside the program that logs its inputs, says it is
+// half done, waits while a "hold" file exists, fails on sources named "Bad",
+// leaves no output for "Empty", and else copies its input. The real tool's
+// rows are tried in convert_table_test.cpp.
 #include "panel/panel_state.h"
 #include "shell/module_path.h"
 #include "tests/video/clips.h"
@@ -24,8 +24,14 @@ namespace {
 std::mutex seenLock;
 std::set<std::string> seenLines;
 
+std::atomic<int> passesSinceDelivery{0};
+
 // Every pause of the job is a millisecond, and a look at the status lines.
-void ShortSleep(unsigned) {
+void ShortSleep(unsigned ms) {
+  if (ms == 300)
+    passesSinceDelivery = 0;
+  else if (ms == 600)
+    ++passesSinceDelivery;
   {
     std::lock_guard<std::mutex> hold(seenLock);
     seenLines.insert(Panel().CollectStatus.Get());
@@ -44,6 +50,8 @@ here=$(dirname "$0")
 for a in "$@"; do case "$a" in -encoders|-h) exit 0;; esac; done
 prev=""; for a in "$@"; do [ "$prev" = "-i" ] && src="$a"; prev="$a"; out="$a"; done
 echo "$src" >> "$here/runs.log"
+echo "  Duration: 00:00:10.00, start: 0.000000" >&2
+echo "out_time_us=5000000"
 while [ -e "$here/hold" ]; do sleep 0.02; done
 case "$src" in *Bad*) echo "Invalid data found when processing input" >&2; exit 1;; esac
 case "$src" in *Empty*) exit 0;; esac
@@ -134,7 +142,9 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
   Start(FormatAvi, out);
   Drop("Clip0000", 1);
   ASSERT_TRUE(WaitFor([&] { return Runs() == 1; }));
-  EXPECT_EQ(Panel().CollectStatus.Get(), "Converting /Clip0000~1 video now...");
+  EXPECT_TRUE(WaitFor([&] {
+    return Panel().CollectStatus.Get() == "Converting /Clip0000~1 video now... 50%";
+  })) << Panel().CollectStatus.Get();
 
   // Two downloads end during the conversion: the first stem is never seen.
   Drop("Bbbb0000", 2);
@@ -152,7 +162,18 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
   // Long idle while the download job runs: the job stays.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_FALSE(ended);
-  EndJob();
+
+  // The download job ends while the tool runs: the file is finished, then
+  // 51 passes from the one that found it, the last 50 behind its delivery.
+  std::ofstream(prog + "/hold");
+  Drop("Dddd0000", 4);
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 3; }));
+  VideoCollect().VideoJobs[0].ConvertTarget.Clear();
+  unlink((prog + "/hold").c_str());
+  EXPECT_TRUE(WaitFor([&] { return ended.load(); }));
+  job.join();
+  EXPECT_TRUE(FileThere(out + "/Dddd0000~4.avi"));
+  EXPECT_EQ(passesSinceDelivery, 50);
   EXPECT_TRUE(Panel().CollectStatus.Empty());
 }
 

@@ -1,0 +1,316 @@
+// The video road with the real program on a virtual display: a Pane of the
+// video service (the test, over the carrier) shows a list's address, a zone
+// asks for the videos, the save dialog is answered by typing into it as a
+// user would, and the files that come out of the test web, ffmpeg and the
+// jobs are checked with ffprobe. One run per road: a Flash list, one format
+// of each converting family, the phone's card, a single entry resolved by the
+// resolver, and the refusals.
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/carrier_client.h"
+#include "tests/testweb/test_web.h"
+#include "tests/video/clips.h"
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+std::string Output(const std::string& command) {
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pipe))
+      out += buffer;
+    pclose(pipe);
+  }
+  return out;
+}
+
+std::string Escaped(const std::string& url) {
+  std::string out;
+  for (char c : url)
+    out += c == ':' ? "%3A" : c == '/' ? "%2F" : std::string(1, c);
+  return out;
+}
+
+std::string WatchPage(const std::string& marker, const std::string& url) {
+  return "body=<html><script>var flashvars = \"fmt_url_map=" + marker + "%7C" + Escaped(url) +
+         "&amp;vq=None\";</script></html>";
+}
+
+class Road : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/skerry-road-XXXXXX";
+    root = mkdtemp(pattern);
+    program = root / "program";
+    out = root / "out";
+    for (const fs::path& p : {program / "Web", program / "Game", program / "Video", out,
+                              root / "run", root / "system", root / "media"})
+      fs::create_directories(p);
+    fs::permissions(root / "run", fs::perms::owner_all);
+    fs::copy_file(SKERRY_PROGRAM, program / "skerry");
+    fs::copy_file(FAKE_PANE, program / "Lumbrel.dll");
+    fs::path resources = fs::path(SKERRY_SOURCE_DIR) / "resources" / "program";
+    fs::copy_file(resources / "Define.ini", program / "Define.ini");
+    fs::copy_file(resources / "@VEXANH.BMP", program / "@VEXANH.BMP");
+    fs::copy(resources / "Res", program / "Res", fs::copy_options::recursive);
+    for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm", "iVideo.htm"})
+      std::ofstream(program / "Web" / page) << "<html></html>";
+    std::ofstream(program / "Game" / "a.swf") << "FWS"; // no top-list job at start
+
+    // The resolver prints the media address for the page without markers.
+    std::string resolver = (root / "resolve").string();
+    std::ofstream(resolver) << "#!/bin/sh\necho http://media.test/c.mp4\n";
+    fs::permissions(resolver, fs::perms::owner_all);
+    std::string define;
+    {
+      std::ifstream in(program / "Define.ini", std::ios::binary);
+      define.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    std::size_t at = define.find("\nResolver=");
+    ASSERT_NE(at, std::string::npos);
+    define.replace(at + 1, define.find('\n', at + 1) - at - 1, "Resolver=" + resolver);
+    std::ofstream(program / "Define.ini", std::ios::binary | std::ios::trunc) << define;
+
+    ASSERT_TRUE(MakeClip((root / "media" / "a.flv").string(), 1));
+    ASSERT_TRUE(MakeClip((root / "media" / "a.mp4").string(), 1));
+    auto bytes = [&](const char* name) {
+      std::ifstream in(root / "media" / name, std::ios::binary);
+      return std::string(std::istreambuf_iterator<char>(in), {});
+    };
+    web.Put("media.test", "/a.flv", bytes("a.flv"));
+    for (const char* name : {"/a.mp4", "/b.mp4", "/c.mp4"})
+      web.Put("media.test", name, bytes("a.mp4"));
+    web.Put("tube.test", "/Show/Show/sortlink.htm",
+            "[Sorted]\n1=http://tube.test/v/a\n2=http://tube.test/v/b\n3=http://tube.test/v/c\n"
+            "[Title]\n1=Evening news 1/2 2008-10-12\n2=Rain on glass 2/2\n3=Resolved 3/3\n");
+    web.Answer("tube.test", "/watch?v=a", {WatchPage("34", "http://media.test/a.flv")});
+    web.Answer("tube.test", "/watch?v=b", {WatchPage("34", "http://media.test/b.mp4")});
+    web.Answer("tube.test", "/watch?v=a&fmt=18", {WatchPage("18", "http://media.test/a.mp4")});
+    // Entry 2 comes late enough for the conversion to take entry 1 first: it
+    // only ever sees the stem of the latest download.
+    web.Answer("tube.test", "/watch?v=b&fmt=18",
+               {WatchPage("18", "http://media.test/b.mp4"), "delay=4000"});
+    web.Put("tube.test", "/watch", "<html>a page without markers</html>");
+    ASSERT_TRUE(web.Start());
+    web.WriteHosts(root / "system", {"tube.test", "media.test"});
+  }
+
+  void TearDown() override {
+    Stop();
+    std::error_code ignored;
+    fs::remove_all(root, ignored);
+  }
+
+  void Start() {
+    Stop();
+    panel = fork();
+    if (panel == 0) {
+      setenv("QT_QPA_PLATFORM", "xcb", 1);
+      setenv("XDG_RUNTIME_DIR", (root / "run").c_str(), 1);
+      setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
+      setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
+      setenv("FAKE_PANE_LOG", (root / "pane.log").c_str(), 1);
+      setenv("LC_ALL", "C", 1);
+      std::string exe = (program / "skerry").string();
+      execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    std::string socket = (root / "run" / "skerry" / "panel.sock").string();
+    auto end = Clock::now() + std::chrono::seconds(30);
+    bool connected = false;
+    while (!connected && Clock::now() < end) {
+      std::string error;
+      long long native = 0;
+      connected = CarrierConnect(&client, socket, &error) &&
+                  CarrierClientHello(&client, getpid(), 3000, &native);
+      if (!connected) {
+        CarrierDisconnect(&client);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      }
+    }
+    ASSERT_TRUE(connected) << "the Panel did not come up";
+  }
+
+  void Stop() {
+    CarrierDisconnect(&client);
+    if (panel > 0) {
+      kill(panel, SIGKILL);
+      waitpid(panel, nullptr, 0);
+    }
+    panel = -1;
+  }
+
+  // The video service's channel shows address, and the zone's command runs.
+  void Ask(const std::string& address, std::uint32_t command) {
+    ASSERT_TRUE(CarrierClientWriteRaw(&client, "TEXT 2010 " + address + "\n"));
+    ASSERT_TRUE(CarrierClientPost(&client, 1033, 20070, 4));
+    ASSERT_TRUE(CarrierClientPost(&client, 1033, command, 0));
+  }
+
+  // The first visible window with that title, waited for.
+  static std::string Window(const std::string& title, int seconds = 30) {
+    auto end = Clock::now() + std::chrono::seconds(seconds);
+    while (Clock::now() < end) {
+      std::string ids = Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null");
+      if (!ids.empty())
+        return ids.substr(0, ids.find('\n'));
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    return std::string();
+  }
+
+  // Types text into the window (the name field of the save dialog has the
+  // focus), then Enter.
+  static void Type(const std::string& window, const std::string& text) {
+    std::system(("xdotool windowfocus --sync " + window + " 2>/dev/null").c_str());
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::system("xdotool key --clearmodifiers ctrl+a");
+    std::system(("xdotool type --delay 5 '" + text + "'").c_str());
+    std::system("xdotool key --clearmodifiers Return");
+  }
+
+  void Answer(const std::string& text) {
+    std::string dialog = Window("Save video to");
+    ASSERT_FALSE(dialog.empty()) << "no save dialog";
+    Type(dialog, text);
+  }
+
+  static bool Await(const fs::path& file, int seconds = 120) {
+    auto end = Clock::now() + std::chrono::seconds(seconds);
+    while (Clock::now() < end) {
+      if (fs::exists(file) && fs::file_size(file) > 0)
+        return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+    return false;
+  }
+
+  fs::path root, program, out;
+  TestWeb web;
+  CarrierConnection client;
+  pid_t panel = -1;
+};
+
+TEST_F(Road, FlashListNamedByTitles) {
+  Start();
+  Ask("http://tube.test/Show/list/0", 20210);
+  Answer((out / "Video.flv").string());
+  for (const char* name : {"Evening news 1-2 2008-10-12.flv", "Rain on glass 2-2.flv"}) {
+    ASSERT_TRUE(Await(out / name)) << name;
+    Probe p = ProbeFile((out / name).string());
+    EXPECT_EQ(p.container, "flv") << name;
+    EXPECT_EQ(p.width, 160) << name;
+  }
+  EXPECT_EQ(web.Count("tube.test", "/watch?v=c"), 0) << "the list's count is 2";
+}
+
+TEST_F(Road, EachConvertingFamily) {
+  struct Family {
+    const char* typed; // as the user types it into the dialog
+    const char* ending;
+    const char* container;
+    const char* video;
+    int width, height;
+  };
+  const Family families[] = {
+      {"Video.avi", ".avi", "avi", "mpeg4", 160, 120},
+      {"clip.WMV", ".wmv", "asf", "wmv2", 160, 120},
+      {"Video.mp4", ".mp4", "mov,mp4,m4a,3gp,3g2,mj2", "h264", 160, 120},
+      {"Video.mpg(p6)", ".mpg", "mpeg", "mpeg2video", 720, 576},
+  };
+  for (const Family& f : families) {
+    fs::path folder = out / (f.ending + 1);
+    fs::create_directories(folder);
+    Start();
+    Ask("http://tube.test/Show/list/0", 20210);
+    Answer((folder / f.typed).string());
+    for (std::string stem : {"Evening_1012~1", "Rain_on_0000~2"}) {
+      fs::path result = folder / (stem + f.ending);
+      ASSERT_TRUE(Await(result)) << result << "\n" << Output("ls -la '" + folder.string() + "'");
+      Probe p = ProbeFile(result.string());
+      EXPECT_EQ(p.container, f.container) << result;
+      EXPECT_EQ(p.video, f.video) << result;
+      EXPECT_EQ(p.width, f.width) << result;
+      EXPECT_EQ(p.height, f.height) << result;
+    }
+    // The sources go once their results are delivered.
+    for (int i = 0; i < 100 && fs::exists(folder / "Rain_on_0000~2"); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(fs::exists(folder / "Evening_1012~1"));
+    EXPECT_FALSE(fs::exists(folder / "Rain_on_0000~2"));
+  }
+}
+
+TEST_F(Road, PhoneCardGets3gp) {
+  fs::path card = root / "card";
+  for (const char* f : {"Video", "System", "Music"})
+    fs::create_directories(card / f);
+  std::ofstream(root / "system" / "drives.ini")
+      << "[Drives]\nC=/\nD=" << card.string() << ",removable\n";
+  Start();
+  Ask("http://tube.test/Show/list/0", 20220);
+  Answer((card / "Video" / "Video.3gp").string());
+  fs::path result = card / "Video" / "Evening_1012~1.3gp";
+  ASSERT_TRUE(Await(result));
+  Probe p = ProbeFile(result.string());
+  EXPECT_EQ(p.video, "h263");
+  EXPECT_EQ(p.audio, "aac");
+  EXPECT_EQ(p.width, 176);
+  EXPECT_EQ(p.height, 144);
+  EXPECT_TRUE(Await(card / "Video" / "Rain_on_0000~2.3gp"));
+}
+
+TEST_F(Road, SingleEntryThroughTheResolver) {
+  Start();
+  Ask("http://tube.test/Show/list/3", 20210);
+  Answer((out / "Video.flv").string());
+  ASSERT_TRUE(Await(out / "Resolved 3-3.flv"));
+  EXPECT_EQ(ProbeFile((out / "Resolved 3-3.flv").string()).container, "flv");
+  EXPECT_EQ(web.Count("tube.test", "/watch?v=a"), 0) << "only entry 3 is fetched";
+  EXPECT_EQ(web.Count("media.test", "/c.mp4"), 1);
+}
+
+TEST_F(Road, Refusals) {
+  Start();
+  // An address outside the service.
+  Ask("http://tube.test/other/1", 20210);
+  std::string box = Window("Tessel @Vexan");
+  ASSERT_FALSE(box.empty()) << "no refusal of the link";
+  Type(box, "");
+  // No phone for zone 21.
+  Ask("http://tube.test/Show/list/0", 20220);
+  box = Window("Tessel @Vexan");
+  ASSERT_FALSE(box.empty()) << "no refusal without a phone";
+  Type(box, "");
+  EXPECT_TRUE(Window("Save video to", 2).empty());
+
+  // A second request while the first job is at work.
+  web.Answer("media.test", "/a.flv", {"file=a.flv", "rate=2000"});
+  Ask("http://tube.test/Show/list/0", 20210);
+  Answer((out / "Video.flv").string());
+  for (int i = 0; i < 100 && web.Count("tube.test", "/watch?v=a") == 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  Ask("http://tube.test/Show/list/0", 20210);
+  box = Window("Tessel @Vexan");
+  ASSERT_FALSE(box.empty()) << "no \"Please wait...\"";
+  Type(box, "");
+  EXPECT_EQ(web.Count("tube.test", "/Show/Show/sortlink.htm"), 1) << "a second job started";
+}
+
+} // namespace
