@@ -49,10 +49,12 @@
 
 #include "browser/flash_pages.h"
 #include "browser/game_server.h"
+#include "browser/local_pages.h"
 #include "browser/pane_protocol.h"
 #include "browser/video_site.h"
 #include "browser/video_stream.h"
 #include "browser/web_hosts.h"
+#include "platform/carrier.h"
 #include "platform/ini.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
@@ -78,6 +80,7 @@ struct Pane {
   bool filling = false; // fills the screen after 61488
   QRect paneRect = UprightPaneRect;
   GameServer games;
+  LocalPolicy local; // what local pages may reach
   QString gameHost;
   quint16 serverPort = 0;
   // Image player.
@@ -145,7 +148,7 @@ class PlayerPageHandler : public QWebEngineUrlSchemeHandler {
       return;
     }
     QByteArray base = QUrl::fromLocalFile(info.absolutePath() + "/").toEncoded();
-    base.replace('"', "%22");
+    base.replace('&', "&amp;").replace('"', "%22");
     auto* body = new QBuffer(job);
     body->setData("<base href=\"" + base + "\">\n" + file.readAll());
     if (QByteArray video = VideoPlayerFor(info.absoluteFilePath()); !video.isEmpty())
@@ -183,11 +186,50 @@ QString PathIgnoringCase(const QString& path) {
   return found;
 }
 
+bool IsLocalPage(const QUrl& url) {
+  return url.isLocalFile() || url.scheme() == QString::fromLatin1(PlayerPageScheme);
+}
+
+// Whether a request comes from a local page: a subresource or frame of a
+// document under a local top page, or a navigation of the top page away from
+// a local one that the page itself started (not one of ours: the start, a
+// reload, a step through the history).
+bool FromLocalPage(const QWebEngineUrlRequestInfo& info) {
+  if (info.resourceType() != QWebEngineUrlRequestInfo::ResourceTypeMainFrame)
+    return IsLocalPage(info.firstPartyUrl()) || IsLocalPage(info.initiator());
+  switch (info.navigationType()) {
+  case QWebEngineUrlRequestInfo::NavigationTypeTyped:
+  case QWebEngineUrlRequestInfo::NavigationTypeBackForward:
+  case QWebEngineUrlRequestInfo::NavigationTypeReload:
+    return false;
+  default:
+    return IsLocalPage(pane.view->url()) || IsLocalPage(info.initiator());
+  }
+}
+
+bool LocalPageMayLoad(const QUrl& url) {
+  LocalRequest request;
+  request.scheme = url.scheme().toLower().toStdString();
+  request.host = url.host().toLower().toStdString();
+  request.port = url.port();
+  request.path = url.isLocalFile() ? url.toLocalFile().toStdString()
+                                   : url.path(QUrl::FullyDecoded).toStdString();
+  if (request.scheme == "http")
+    request.path = url.path(QUrl::FullyEncoded).toStdString();
+  return LocalPageMayReach(pane.local, request);
+}
+
 class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
  public:
   void interceptRequest(QWebEngineUrlRequestInfo& info) override {
     NoteFlashRequest(info);
     QUrl url = info.requestUrl();
+    if (FromLocalPage(info) && !LocalPageMayLoad(url)) {
+      std::fprintf(stderr, "Lumbrel: a local page may not reach %s\n",
+                   url.toString(QUrl::RemoveQuery).toLocal8Bit().constData());
+      info.block(true);
+      return;
+    }
     if (url.isLocalFile()) {
       QString path = url.toLocalFile();
       if (IsPlayerPage(path) && QFileInfo(path).isFile()) {
@@ -538,6 +580,13 @@ void ReadCarrier() {
 // False when no Panel answers: the Pane then runs as a plain window.
 bool ReachPanel(QObject* owner) {
   pane.carrier = new QLocalSocket(owner);
+  // A socket in a folder another user could reach isn't the Panel's: this
+  // Pane would tell a stranger its addresses.
+  std::string why;
+  if (!CarrierPathTrusted(PaneCarrierPath(), &why)) {
+    std::fprintf(stderr, "Lumbrel: not using the Panel's socket: %s\n", why.c_str());
+    return false;
+  }
   pane.carrier->connectToServer(QString::fromStdString(PaneCarrierPath()));
   if (!pane.carrier->waitForConnected(1500))
     return false;
@@ -663,6 +712,16 @@ int main(int argc, char** argv) {
   pane.gameHost = GameHostName(programDir);
   StartGameServer(&app, programDir);
   StartVideoStreams(&app);
+  for (const char* folder : {"/Web", "/Game", "/Video"})
+    pane.local.roots.push_back((programDir + folder).toStdString());
+  if (pane.startUrl.isLocalFile()) {
+    QFileInfo start(pane.startUrl.toLocalFile());
+    pane.local.roots.push_back(
+        (start.isDir() ? start.absoluteFilePath() : start.absolutePath()).toStdString());
+  }
+  pane.local.gameHost = pane.gameHost.toLower().toStdString();
+  pane.local.servers.push_back({pane.serverPort, pane.games.token});
+  pane.local.servers.push_back(VideoStreamServer());
 
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);

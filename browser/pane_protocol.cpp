@@ -4,6 +4,8 @@
 // without a window is decided here.
 #include "browser/pane_protocol.h"
 
+#include "platform/carrier.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -88,10 +90,7 @@ unsigned PaneHandleFor(long pid) {
 }
 
 std::string PaneCarrierPath() {
-  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-  if (runtime && *runtime)
-    return std::string(runtime) + "/skerry/panel.sock";
-  return "/tmp/skerry-" + std::to_string(getuid()) + "/panel.sock";
+  return CarrierSocketPath();
 }
 
 Frame ParseFrame(const std::string& line) {

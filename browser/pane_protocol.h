@@ -26,7 +26,7 @@ unsigned AnnouncementFor(int slot);
 // The handle a process announces: the low 16 bits of its pid, never 0.
 unsigned PaneHandleFor(long pid);
 
-// $XDG_RUNTIME_DIR/skerry/panel.sock, else /tmp/skerry-<uid>/panel.sock.
+// The Panel's socket: the carrier's own path (platform/carrier.h).
 std::string PaneCarrierPath();
 
 // A line received from the carrier, cut into its fields. Frames longer than

@@ -139,6 +139,10 @@ void StartVideoStreams(QObject* owner) {
   });
 }
 
+LoopbackServer VideoStreamServer() {
+  return {streams.port, streams.token};
+}
+
 QByteArray VideoPlayerFor(const QString& pagePath) {
   std::string media = MediaOfPlayerPage(pagePath.toStdString());
   if (media.empty() || streams.port == 0)

@@ -12,6 +12,10 @@
 #include <cstring>
 
 std::uint32_t MenuItemCount = 0;
+
+namespace {
+constexpr std::uint32_t IndexNumberMax = 999999999; // nine digits
+}
 void (*RebuildPauseForTests)() = nullptr;
 
 namespace {
@@ -215,6 +219,10 @@ std::uint32_t AssignNumber(IndexRun& run, const std::string& rel) {
     IndexWrite(run.index, run.numberSection, std::to_string(held), rel);
     return held;
   }
+  if (files >= IndexNumberMax) {
+    run.full = true;
+    return 0;
+  }
   std::uint32_t n = files + 1;
   std::string number = std::to_string(n);
   IndexWrite(run.index, run.nameSection, rel, number);
@@ -224,6 +232,8 @@ std::uint32_t AssignNumber(IndexRun& run, const std::string& rel) {
 }
 
 bool IndexHasGap(const IndexRun& run) {
+  if (run.full)
+    return true;
   std::uint32_t files = IndexedFiles(run);
   for (std::uint32_t n = 1; n <= files; ++n)
     if (IndexRead(run.index, run.numberSection, std::to_string(n)).empty())

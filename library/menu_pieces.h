@@ -89,6 +89,7 @@ struct IndexRun {
   std::string programDir; // no closing separator
   const char* nameSection = "";
   const char* numberSection = "";
+  bool full = false; // a file found no number below the highest one the index can hold
 };
 
 // Files of Status: the highest number given out (0 when missing or broken).
@@ -96,7 +97,9 @@ std::uint32_t IndexedFiles(const IndexRun& run);
 
 // Numbers the file of relative path rel: a number from 1 to Files that the
 // name section holds for it is kept, anything else gives Files + 1. Writes
-// the number section's entry. Result: the number.
+// the number section's entry. Result: the number; 0 when Files + 1 would
+// pass the nine digits an index number has (the run is then full, which
+// counts as a gap, so the index is dropped rather than wrapped to 0).
 std::uint32_t AssignNumber(IndexRun& run, const std::string& rel);
 
 // Whether some number from 1 to Files has no entry in the number section.

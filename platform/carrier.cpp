@@ -17,6 +17,11 @@
 //     cut to 16 bits; it is live while that connection stays open.
 //   - A client that sends over-long lines loses those lines; one that stops
 //     reading is dropped when its outgoing buffer passes OutgoingLimit.
+//   - Idle clients can't hold the places: one that hasn't said HELLO within
+//     HelloWithinMs is dropped (a timer in the event set wakes the host for
+//     it), and when every place is taken a newcomer is still let in, in the
+//     place of the oldest client that announced no Pane (one without HELLO
+//     first). So a starting Pane always gets in.
 #include "platform/carrier.h"
 
 #include "platform/carrier_frame.h"
@@ -28,6 +33,7 @@
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -48,12 +54,15 @@ constexpr std::size_t ReadBudget = 64 * 1024;     // bytes read per client per t
 constexpr std::size_t MaxClients = 64;
 constexpr std::size_t MaxPending = 4096; // frames waiting for the Panel
 constexpr std::size_t RememberedPids = 256;
+constexpr int HelloWithinMs = 5000;
 
 struct Client {
   int fd = -1;
   int id = 0; // serial number, never reused; survives the fd being reused
   int pid = 0;
-  Hwnd pane = 0; // announced handle, 0 while none
+  bool hello = false;
+  Clock::time_point since; // accepted
+  Hwnd pane = 0;           // announced handle, 0 while none
   CarrierLineBuffer in;
   std::string out;
   bool watchingOut = false;
@@ -74,6 +83,8 @@ struct Server {
   int listenFd = -1;
   int epollFd = -1;
   int wakeFd = -1;
+  int timerFd = -1; // armed while a client owes its HELLO
+  bool timerArmed = false;
   int lockFd = -1;
   std::string path;
   ino_t socketInode = 0;
@@ -193,6 +204,7 @@ bool Take(Client* c, const std::string& line) {
     return true;
   switch (f.kind) {
   case CarrierFrameHello: {
+    c->hello = true;
     if (f.number > 0 && f.number <= 0x7FFFFFFF) {
       c->pid = static_cast<int>(f.number);
       RememberHello(c->pid);
@@ -246,8 +258,60 @@ void ReadClient(Client* c) {
     Drop(c);
 }
 
+void ArmTimer(bool on) {
+  Server& s = S();
+  if (s.timerFd < 0 || on == s.timerArmed)
+    return;
+  itimerspec every{};
+  if (on)
+    every.it_interval.tv_sec = every.it_value.tv_sec = 1;
+  timerfd_settime(s.timerFd, 0, &every, nullptr);
+  s.timerArmed = on;
+}
+
+// Drops the clients whose HELLO is overdue; the timer runs while any owes it.
+void DropSilent() {
+  Server& s = S();
+  Clock::time_point now = Clock::now();
+  bool owed = false;
+  for (std::size_t i = 0; i < s.clients.size();) {
+    Client* c = s.clients[i].get();
+    if (!c->hello && now - c->since >= std::chrono::milliseconds(HelloWithinMs)) {
+      Drop(c);
+      continue;
+    }
+    owed = owed || !c->hello;
+    ++i;
+  }
+  ArmTimer(owed);
+}
+
+// Makes a place for a newcomer when all are taken: the oldest client without
+// HELLO goes, else the oldest that announced no Pane. False when every place
+// holds a Pane.
+bool MakePlace() {
+  Server& s = S();
+  Client* victim = nullptr;
+  for (auto& c : s.clients)
+    if (!c->hello) {
+      victim = c.get();
+      break;
+    }
+  if (victim == nullptr)
+    for (auto& c : s.clients)
+      if (c->pane == 0) {
+        victim = c.get();
+        break;
+      }
+  if (victim == nullptr)
+    return false;
+  Drop(victim);
+  return true;
+}
+
 void Accept() {
   Server& s = S();
+  DropSilent();
   while (true) {
     int fd = accept4(s.listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
@@ -255,13 +319,14 @@ void Accept() {
         continue;
       return;
     }
-    if (s.clients.size() >= MaxClients) {
+    if (s.clients.size() >= MaxClients && !MakePlace()) {
       close(fd);
       continue;
     }
     auto c = std::make_unique<Client>();
     c->fd = fd;
     c->id = s.nextId++;
+    c->since = Clock::now();
     epoll_event ev{};
     ev.events = EPOLLIN;
     ev.data.fd = fd;
@@ -270,6 +335,7 @@ void Accept() {
       continue;
     }
     s.clients.push_back(std::move(c));
+    ArmTimer(true);
   }
 }
 
@@ -283,6 +349,12 @@ void ServiceFd(int fd, bool writable) {
   if (fd == s.wakeFd) {
     std::uint64_t count = 0;
     (void)!read(s.wakeFd, &count, sizeof count);
+    return;
+  }
+  if (fd == s.timerFd) {
+    std::uint64_t count = 0;
+    (void)!read(s.timerFd, &count, sizeof count);
+    DropSilent();
     return;
   }
   Client* c = FindByFd(fd);
@@ -301,6 +373,7 @@ void Pump(int timeoutMs) {
     return;
   std::vector<pollfd> fds;
   fds.push_back(pollfd{s.listenFd, POLLIN, 0});
+  fds.push_back(pollfd{s.timerFd, POLLIN, 0});
   for (auto& c : s.clients)
     fds.push_back(pollfd{c->fd, static_cast<short>(POLLIN | (c->out.empty() ? 0 : POLLOUT)), 0});
   int n = poll(fds.data(), fds.size(), timeoutMs);
@@ -356,9 +429,11 @@ bool Fail(std::string* error, const std::string& why) {
   return false;
 }
 
-// Makes the folder of the socket, or checks the one there: ours, a real
-// folder, mode 0700.
+// Makes the folder of the socket (and the folders above it, 0700), or checks
+// the one there: ours, a real folder, mode 0700.
 bool PrepareFolder(const std::string& folder, std::string* error) {
+  for (std::size_t at = folder.find('/', 1); at != std::string::npos; at = folder.find('/', at + 1))
+    mkdir(folder.substr(0, at).c_str(), 0700);
   if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
     return Fail(error, "can't make " + folder + ": " + std::strerror(errno));
   struct stat st {};
@@ -380,10 +455,10 @@ bool FillAddress(const std::string& path, sockaddr_un* address) {
   return true;
 }
 
-// True when something accepts connections at path.
+// True when something we may trust accepts connections at path.
 bool Answers(const std::string& path) {
   sockaddr_un address;
-  if (!FillAddress(path, &address))
+  if (!CarrierPathTrusted(path, nullptr) || !FillAddress(path, &address))
     return false;
   int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0)
@@ -407,10 +482,11 @@ void CloseAll() {
       unlink(s.path.c_str());
     close(s.listenFd);
   }
-  for (int* fd : {&s.epollFd, &s.wakeFd, &s.lockFd})
+  for (int* fd : {&s.epollFd, &s.wakeFd, &s.timerFd, &s.lockFd})
     if (*fd >= 0)
       close(*fd);
-  s.listenFd = s.epollFd = s.wakeFd = s.lockFd = -1;
+  s.listenFd = s.epollFd = s.wakeFd = s.timerFd = s.lockFd = -1;
+  s.timerArmed = false;
   s.listening = false;
   s.path.clear();
 }
@@ -521,7 +597,33 @@ std::string CarrierSocketPath() {
   const char* runtime = std::getenv("XDG_RUNTIME_DIR");
   if (runtime != nullptr && runtime[0] == '/')
     return std::string(runtime) + "/skerry/panel.sock";
+  // Without a runtime folder: below the user's own state folder, which no
+  // other user can make first, as one could a folder in /tmp.
+  const char* state = std::getenv("XDG_STATE_HOME");
+  const char* home = std::getenv("HOME");
+  std::string base;
+  if (state != nullptr && state[0] == '/')
+    base = state;
+  else if (home != nullptr && home[0] == '/')
+    base = std::string(home) + "/.local/state";
+  std::string path = base + "/skerry/run/panel.sock";
+  if (!base.empty() && path.size() < sizeof(sockaddr_un{}.sun_path))
+    return path;
   return "/tmp/skerry-" + std::to_string(getuid()) + "/panel.sock";
+}
+
+bool CarrierPathTrusted(const std::string& path, std::string* why) {
+  std::string folder = path.substr(0, path.rfind('/'));
+  struct stat st {};
+  if (folder.empty() || lstat(folder.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
+    return Fail(why, folder + " is not a folder");
+  if (st.st_uid != getuid())
+    return Fail(why, folder + " belongs to another user");
+  if ((st.st_mode & 0077) != 0)
+    return Fail(why, folder + " is open to other users");
+  if (lstat(path.c_str(), &st) == 0 && (!S_ISSOCK(st.st_mode) || st.st_uid != getuid()))
+    return Fail(why, path + " is not a socket of this user");
+  return true;
 }
 
 bool CarrierPanelRunning() {
@@ -575,11 +677,12 @@ bool CarrierListen(const CarrierHandlers& handlers, std::string* error) {
   s.path = path;
   s.epollFd = epoll_create1(EPOLL_CLOEXEC);
   s.wakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-  if (s.epollFd < 0 || s.wakeFd < 0) {
+  s.timerFd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+  if (s.epollFd < 0 || s.wakeFd < 0 || s.timerFd < 0) {
     CloseAll();
     return Fail(error, "can't make the carrier's event set");
   }
-  for (int fd : {s.listenFd, s.wakeFd}) {
+  for (int fd : {s.listenFd, s.wakeFd, s.timerFd}) {
     epoll_event ev{};
     ev.events = EPOLLIN;
     ev.data.fd = fd;

@@ -24,10 +24,18 @@ struct CarrierHandlers {
   Hwnd (*nativeWindow)(); // what HELLO answers: the Panel's native window id, or 0
 };
 
-// $XDG_RUNTIME_DIR/skerry/panel.sock, else /tmp/skerry-<uid>/panel.sock.
+// $XDG_RUNTIME_DIR/skerry/panel.sock, else
+// ${XDG_STATE_HOME:-~/.local/state}/skerry/run/panel.sock (/tmp/skerry-<uid>/
+// panel.sock only when that path would be too long for a socket).
 std::string CarrierSocketPath();
 
-// True when a Panel answers on the socket.
+// Whether a socket at path may be trusted, by clients and the listener
+// alike: its folder is a real folder of this user that no other user may
+// enter (mode 0700), and the socket, when there, is a socket of this user.
+// False with the reason in why.
+bool CarrierPathTrusted(const std::string& path, std::string* why);
+
+// True when a Panel answers on a trusted socket.
 bool CarrierPanelRunning();
 
 // Makes the 0700 folder, replaces a stale socket and listens. False (with a

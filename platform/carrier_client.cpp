@@ -88,6 +88,12 @@ bool CarrierConnect(CarrierConnection* c, const std::string& pathIn, std::string
     return false;
   }
   std::memcpy(address.sun_path, path.data(), path.size());
+  std::string why;
+  if (!CarrierPathTrusted(path, &why)) {
+    if (error)
+      *error = "won't use the socket " + path + ": " + why;
+    return false;
+  }
   int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0 || connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     if (error)

@@ -19,6 +19,7 @@
 #include "platform/ascii.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,10 +29,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 #include <mutex>
 #include <random>
 #include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -353,8 +356,59 @@ std::string Edited(const Body& p, const std::string& section, const char* key, c
   return out;
 }
 
+constexpr int StaleTemporarySeconds = 60;
+
+bool IsTemporaryOf(const std::string& name, const std::string& base) {
+  if (name.size() != base.size() + 18 || name[0] != '.' ||
+      name.compare(1, base.size(), base) != 0 || name[base.size() + 1] != '.')
+    return false;
+  for (std::size_t i = base.size() + 2; i < name.size(); ++i) {
+    char c = name[i];
+    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')))
+      return false;
+  }
+  return true;
+}
+
+// Temporary files that killed writers left beside a file: ".<name>.<16 hex>",
+// older than a minute and locked by nobody (a writer holds a lock on its
+// temporary file until it is renamed). Looked for at most once a minute per
+// folder and name.
+void RemoveStaleTemporaries(const std::string& folder, const std::string& base) {
+  static std::mutex* lock = new std::mutex;
+  static auto* looked = new std::unordered_map<std::string, std::chrono::steady_clock::time_point>;
+  auto now = std::chrono::steady_clock::now();
+  {
+    std::lock_guard guard(*lock);
+    auto [at, fresh] = looked->try_emplace(folder + "/" + base, now);
+    if (!fresh && now - at->second < std::chrono::seconds(StaleTemporarySeconds))
+      return;
+    at->second = now;
+    if (looked->size() > MaxCachedFiles)
+      looked->clear();
+  }
+  std::vector<std::string> stale;
+  ForEachFileEntry(folder, ("." + base + ".*").c_str(), [&](const FileEntry& e) {
+    if (!e.isDirectory && !e.isLink && IsTemporaryOf(e.name, base))
+      stale.push_back(folder + "/" + e.name);
+    return true;
+  });
+  time_t oldest = time(nullptr) - StaleTemporarySeconds;
+  for (const std::string& temp : stale) {
+    int fd = open(temp.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0)
+      continue;
+    struct stat st {};
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_mtime < oldest &&
+        flock(fd, LOCK_EX | LOCK_NB) == 0)
+      unlink(temp.c_str());
+    close(fd);
+  }
+}
+
 // Writes bytes to a new file beside path and renames it over path. The
-// temporary file takes the old file's mode, or the umask's for a new file.
+// temporary file takes the old file's mode, or the umask's for a new file,
+// and its data is on the disk before the rename.
 bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed) {
   std::string target = path;
   if (existed) {
@@ -367,7 +421,14 @@ bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed
   std::string folder = slash == std::string::npos ? "." : target.substr(0, slash);
   std::string base = slash == std::string::npos ? target : target.substr(slash + 1);
 
+  // Seeded again in a forked child, whose copy would otherwise give the
+  // parent's names, which its killed siblings may have left behind.
   static thread_local std::mt19937_64 rng{std::random_device{}()};
+  static thread_local pid_t seededIn = getpid();
+  if (seededIn != getpid()) {
+    seededIn = getpid();
+    rng.seed(std::random_device{}());
+  }
   std::string temp;
   int fd = -1;
   for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
@@ -380,16 +441,19 @@ bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed
   }
   if (fd < 0)
     return false;
+  flock(fd, LOCK_EX | LOCK_NB);
   if (existed) {
     struct stat st {};
     if (stat(target.c_str(), &st) == 0)
       fchmod(fd, st.st_mode & 07777);
   }
-  bool ok = WriteAll(fd, bytes.data(), bytes.size());
+  bool ok = WriteAll(fd, bytes.data(), bytes.size()) && fsync(fd) == 0;
   if (close(fd) != 0)
     ok = false;
-  if (ok && rename(temp.c_str(), target.c_str()) == 0)
+  if (ok && rename(temp.c_str(), target.c_str()) == 0) {
+    RemoveStaleTemporaries(folder, base);
     return true;
+  }
   unlink(temp.c_str());
   return false;
 }

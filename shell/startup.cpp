@@ -31,6 +31,7 @@ constexpr int PanelHeight = 593;
 constexpr std::size_t PathSize = 260;
 
 bool listening = false;
+bool startFailed = false; // the Panel ended at start for want of its socket
 
 std::string Beside(const char* name) {
   char out[PathSize] = {};
@@ -167,8 +168,17 @@ LResult PanelInitDialog(Hwnd window) {
   if (CarrierPanelRunning()) {
     WinPostMessage(window, WM_COMMAND, 8, 99);
   } else if (!listening) {
+    // Without its socket no Pane could reach the Panel: it says why and ends
+    // with a failure code rather than run on deaf.
     std::string error;
     listening = CarrierListen(handlers, &error);
+    if (!listening) {
+      startFailed = true;
+      WinMessageBox(window, std::string(TitlePanel) + " can't listen for its panes: " + error,
+                    TitlePanel, MB_OK);
+      ExitRoad(window, 99);
+      return 0;
+    }
   }
 
   WinSetWindowPos(window, 0, (WinScreenWidth() - PanelWidth) / 2,
@@ -180,6 +190,11 @@ LResult PanelInitDialog(Hwnd window) {
     skin = Beside("@VEXANL.BMP");
   p.SkinBitmap = LoadSkin(std::move(p.SkinBitmap), skin.c_str());
   if (p.SkinBitmap == nullptr) {
+    // The socket goes first: nobody may connect to a Panel that is ending.
+    if (listening) {
+      CarrierClose();
+      listening = false;
+    }
     WinMessageBox(window, FixedText(TextBitmapMissing), TitleMessage, MB_OK);
     ExitRoad(window, 99);
     return 0;
@@ -252,5 +267,5 @@ int SkerryMain(int argc, char** argv) {
     CarrierClose();
     listening = false;
   }
-  return code;
+  return startFailed ? 1 : code;
 }

@@ -56,7 +56,16 @@ TEST(PaneCarrier, SocketPathFollowsTheRuntimeFolder) {
   setenv("XDG_RUNTIME_DIR", "/run/user/77", 1);
   EXPECT_EQ(PaneCarrierPath(), "/run/user/77/skerry/panel.sock");
   unsetenv("XDG_RUNTIME_DIR");
+  const char* state = std::getenv("XDG_STATE_HOME");
+  std::string savedState = state ? state : "";
+  setenv("XDG_STATE_HOME", "/home/me/.state", 1);
+  EXPECT_EQ(PaneCarrierPath(), "/home/me/.state/skerry/run/panel.sock");
+  setenv("XDG_STATE_HOME", ("/" + std::string(120, 'x')).c_str(), 1);
   EXPECT_EQ(PaneCarrierPath(), "/tmp/skerry-" + std::to_string(getuid()) + "/panel.sock");
+  if (state)
+    setenv("XDG_STATE_HOME", savedState.c_str(), 1);
+  else
+    unsetenv("XDG_STATE_HOME");
   if (old)
     setenv("XDG_RUNTIME_DIR", saved.c_str(), 1);
 }

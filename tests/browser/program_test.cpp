@@ -7,12 +7,14 @@
 // in screenshots/ at the top of the source tree.
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -24,6 +26,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "library/menus.h"
+#include "shell/module_path.h"
 #include "swf_file.h"
 #include "x11_shots.h"
 
@@ -398,4 +402,145 @@ TEST_F(BrowserProgram, PlayerPagesShowAsPages) {
   panel.Send("POST 18 0 0");
   EXPECT_TRUE(Ended(pid, 20s));
   Stop(pid);
+}
+
+// A local page tries to read a file outside its folders (by request, by a
+// frame) and to reach a host that isn't the game server (by request, by an
+// image, by leaving for it); the same page can read a file beside it and ask
+// the game server. The page paints its verdict; the test's own listener
+// tells whether anything reached it.
+TEST_F(BrowserProgram, LocalPagesReachOnlyTheirFoldersAndTheGameServer) {
+  Program program;
+  int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(listener, 16), 0);
+  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  std::string other = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  std::string game = fs::canonical(program.root / "Game" / "green game.swf").string();
+  std::ofstream(program.root / "Web" / "beside.txt") << "beside";
+  std::ofstream(program.root / "Web" / "probe.htm")
+      << "<html><body style=\"margin:0;background:#808080\"><script>\n"
+         "var got = {};\n"
+         "function get(name, url) {\n"
+         "  if (url.indexOf('http') == 0) {\n"
+         "    fetch(url, {mode: 'no-cors'}).then(function() { got[name] = 'reached'; done(); },\n"
+         "        function() { got[name] = 'refused'; done(); });\n"
+         "    return;\n"
+         "  }\n"
+         "  var x = new XMLHttpRequest();\n"
+         "  x.onload = function() { got[name] = x.status + ':' + x.responseText; done(); };\n"
+         "  x.onerror = function() { got[name] = 'refused'; done(); };\n"
+         "  try { x.open('GET', url); x.send(); } catch (e) { got[name] = 'refused'; done(); }\n"
+         "}\n"
+         "function done() {\n"
+         "  if (Object.keys(got).length < 5) return;\n"
+         "  var f = document.getElementById('f'), read = '';\n"
+         "  try { read = f.contentDocument.body.innerText; } catch (e) {}\n"
+         "  var fine = got.beside == '0:beside' || got.beside == '200:beside';\n"
+         "  fine = fine && got.game == 'reached';\n"
+         "  var leaked = got.hostname != 'refused' || got.other != 'refused' ||\n"
+         "               got.otherfile != 'refused' || read != '';\n"
+         "  document.body.style.background = leaked ? '#CC2222' : fine ? '#22AA44' : '#2244CC';\n"
+         "  console.log(JSON.stringify(got) + ' frame:' + read);\n"
+         "  setTimeout(function() { location.href = '"
+      << other
+      << "/leave'; }, 8000);\n"
+         "}\n"
+         "get('beside', 'beside.txt');\n"
+         "get('game', 'http://skerry.local/ombrel/TodayAD.asp?data1="
+      << game
+      << "');\n"
+         "get('hostname', 'file:///etc/hostname');\n"
+         "get('otherfile', 'file://"
+      << (program.root / "secret.swf").string()
+      << "');\n"
+         "get('other', '"
+      << other
+      << "/xhr');\n"
+         "new Image().src = '"
+      << other
+      << "/img';\n"
+         "</script><iframe id=\"f\" src=\"file:///etc/hostname\" onload=\"setTimeout(done, 500)\">"
+         "</iframe></body></html>";
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  pid_t pid = Start(program, {program.Page("probe.htm"), "/h5"}, program.runtime, "probe.log");
+  ASSERT_TRUE(panel.Accept(20s));
+  EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+  panel.Send("HELLO 0");
+  fs::path shot = program.root / "probe.png";
+  unsigned seen = AwaitColour(shot, 0x22AA44, 250, 300, 40, 40, 40s);
+  EXPECT_TRUE(Near(seen, 0x22AA44)) << Hex(seen);
+  // Leaving for the other host (8 s after the verdict) is refused too.
+  std::this_thread::sleep_for(12s);
+  pollfd p{listener, POLLIN, 0};
+  EXPECT_EQ(poll(&p, 1, 0), 0) << "a local page reached " << other;
+  panel.Send("POST 18 0 0");
+  EXPECT_TRUE(Ended(pid, 20s));
+  Stop(pid);
+  close(listener);
+}
+
+// A game and a video whose names hold markup characters, a folder and a file
+// spelling "</script>" between them: the menus the library writes list them,
+// the game plays from its icon, the video's player page opens from its icon.
+TEST_F(BrowserProgram, HostileNamesListAndPlay) {
+  Program program;
+  fs::remove(program.root / "Game" / "green game.swf");
+  fs::path game = program.root / "Game" / "x\"><b onclick 'y'><script>document.body.remove()<" /
+                  "script> & 'q' #1?%41.swf";
+  fs::create_directories(game.parent_path());
+  std::ofstream(game, std::ios::binary) << TinySwf(310, 396, GameColour);
+  fs::create_directories(program.root / "Video");
+  fs::path video = program.root / "Video" / "v\"<b>&'#?.mpg";
+  ASSERT_EQ(std::system(("ffmpeg -loglevel error -f lavfi -i color=c=0x2060C0:s=160x120:d=3:r=25 "
+                         "-c:v mpeg1video -y '" +
+                         (program.root / "Video" / "clip.mpg").string() + "'")
+                            .c_str()),
+            0);
+  fs::rename(program.root / "Video" / "clip.mpg", video);
+  fs::create_directories(program.root / "system");
+  std::ofstream(program.root / "system" / "drives.ini") << "[Drives]\nC=/\n";
+  setenv("SKERRY_SYSTEM_DIR", (program.root / "system").c_str(), 1);
+  SetModulePathForTests((program.root / "skerry").string());
+  std::string web = (program.root / "Web").string();
+  EXPECT_EQ(RebuildGameMenu((web + "/Menu1.htm").c_str(), (program.root / "Game").c_str(),
+                            "*.swf,*.htm,*.html"),
+            1);
+  EXPECT_EQ(RebuildMediaMenu((web + "/MenuVideo.htm").c_str(), (program.root / "Video").c_str(),
+                             "*.flv,*.mpg"),
+            1);
+  SetModulePathForTests("");
+  unsetenv("SKERRY_SYSTEM_DIR");
+
+  struct Road {
+    const char* page;
+    const char* slot;
+    unsigned colour; // of the main area once the icon was clicked
+  } roads[] = {{"Index.htm", "/h2", GameColour}, {"iVideo.htm", "/h8", 0x2060C0}};
+  for (const Road& road : roads) {
+    SCOPED_TRACE(road.page);
+    fs::remove(program.runtime / "skerry" / "panel.sock");
+    FakePanel panel(program.runtime / "skerry" / "panel.sock");
+    pid_t pid =
+        Start(program, {program.Page(road.page), road.slot}, program.runtime, "hostile.log");
+    ASSERT_TRUE(panel.Accept(20s));
+    EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+    panel.Send("HELLO 0");
+    fs::path shot = program.root / "hostile.png";
+    unsigned seen = AwaitColour(shot, 0x906F0F, 5, 6, 12, 12, 20s); // the first icon
+    ASSERT_FALSE(Near(seen, 0x000000)) << "no icon: " << Hex(seen);
+    ASSERT_EQ(std::system("xdotool mousemove 11 12 click 1"), 0);
+    if (road.colour == GameColour) {
+      EXPECT_TRUE(panel.Expect("TEXT 2010 " + fs::canonical(game).string(), 30s));
+    }
+    seen = AwaitColour(shot, road.colour, 100, 150, 100, 50, 60s);
+    EXPECT_TRUE(Near(seen, road.colour)) << Hex(seen);
+    panel.Send("POST 18 0 0");
+    EXPECT_TRUE(Ended(pid, 20s));
+    Stop(pid);
+  }
 }

@@ -3,9 +3,12 @@
 // matters. The server is serviced on the test thread.
 #include <gtest/gtest.h>
 
+#include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -121,8 +124,16 @@ TEST_F(CarrierTest, SocketLivesInPrivateFolderAndGoesAwayOnClose) {
   EXPECT_FALSE(CarrierPanelRunning());
   EXPECT_NE(lstat(path.c_str(), &st), 0);
   EXPECT_TRUE(CarrierDescriptors().empty());
+  // Without a runtime folder the socket lies below the user's own state
+  // folder, which no other user can make first.
   unsetenv("XDG_RUNTIME_DIR");
-  EXPECT_EQ(CarrierSocketPath(), "/tmp/skerry-" + std::to_string(getuid()) + "/panel.sock");
+  setenv("XDG_STATE_HOME", (runtime.path + "/state").c_str(), 1);
+  EXPECT_EQ(CarrierSocketPath(), runtime.path + "/state/skerry/run/panel.sock");
+  std::string error;
+  ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
+  EXPECT_TRUE(CarrierPanelRunning());
+  CarrierClose();
+  unsetenv("XDG_STATE_HOME");
 }
 
 TEST_F(CarrierTest, StaleSocketIsReplacedButOtherFilesAreKept) {
@@ -394,6 +405,93 @@ TEST_F(CarrierTest, WaitForClientSeesHelloButRunsNoHandler) {
   EXPECT_EQ(Events()[0], "POST 1044 9 0");
   std::vector<int> pids = CarrierClientPids();
   EXPECT_NE(std::find(pids.begin(), pids.end(), 31337), pids.end());
+}
+
+} // namespace
+
+namespace {
+
+// A client that hasn't said HELLO within five seconds is dropped; one that has
+// stays.
+TEST_F(CarrierTest, SilentClientIsDroppedAfterAFewSeconds) {
+  CarrierConnection silent = Connected(), greeted = Connected();
+  Greet(&greeted, 1011);
+  ASSERT_TRUE(ServiceUntil([] { return CarrierClientPids().size() == 2; }));
+  auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(ServiceUntil([] { return CarrierClientPids().size() == 1; }, 10000));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+  EXPECT_EQ(CarrierClientPids(), std::vector<int>{1011});
+  CarrierFrame frame;
+  EXPECT_EQ(CarrierClientRead(&silent, &frame, 1000), -1) << "not closed";
+  CarrierDisconnect(&silent);
+  CarrierDisconnect(&greeted);
+}
+
+} // namespace
+
+namespace {
+
+// A listener of another user (when the test may take another uid), else one
+// in a folder other users may enter, stands at the socket path: no client
+// connects to it, the single-instance test doesn't take it for a Panel, and
+// a Panel refuses to listen there, saying why.
+TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
+  TempFolder runtime{"skerry-foreign"};
+  ASSERT_FALSE(runtime.path.empty());
+  chmod(runtime.path.c_str(), 0755);
+  std::string folder = runtime.path + "/skerry";
+  std::string path = folder + "/panel.sock";
+  bool otherUser = geteuid() == 0;
+  mkdir(folder.c_str(), otherUser ? 0700 : 0755);
+  if (otherUser)
+    ASSERT_EQ(chown(folder.c_str(), 65534, 65534), 0);
+  else
+    chmod(folder.c_str(), 0755);
+  int report[2];
+  ASSERT_EQ(pipe(report), 0);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (otherUser && (setgid(65534) != 0 || setuid(65534) != 0))
+      _exit(2);
+    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd, 8) != 0)
+      _exit(3);
+    chmod(path.c_str(), 0777);
+    (void)!write(report[1], "L", 1);
+    int accepted = 0;
+    while (accept(fd, nullptr, nullptr) >= 0) {
+      ++accepted;
+      (void)!write(report[1], "C", 1);
+    }
+    _exit(0);
+  }
+  close(report[1]);
+  char mark = 0;
+  ASSERT_EQ(read(report[0], &mark, 1), 1);
+  ASSERT_EQ(mark, 'L');
+
+  setenv("XDG_RUNTIME_DIR", runtime.path.c_str(), 1);
+  std::string why;
+  EXPECT_FALSE(CarrierPathTrusted(path, &why));
+  EXPECT_NE(why.find(otherUser ? "another user" : "open to other users"), std::string::npos) << why;
+  EXPECT_FALSE(CarrierPanelRunning());
+  CarrierConnection c;
+  std::string error;
+  EXPECT_FALSE(CarrierConnect(&c, "", &error));
+  EXPECT_NE(error.find("won't use"), std::string::npos) << error;
+  if (otherUser) {
+    EXPECT_FALSE(CarrierListen(CarrierHandlers{}, &error));
+    EXPECT_NE(error.find("another user"), std::string::npos) << error;
+  }
+  pollfd p{report[0], POLLIN, 0};
+  EXPECT_EQ(poll(&p, 1, 300), 0) << "something connected to the foreign listener";
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(report[0]);
 }
 
 } // namespace

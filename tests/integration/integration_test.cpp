@@ -292,4 +292,30 @@ TEST_F(Program, ExitRequestFloodAsksOnce) {
   CarrierDisconnect(&client);
 }
 
+// A hundred connections that never speak can't keep a starting Pane out:
+// the game Pane launched meanwhile is let in, announced, and takes commands.
+TEST_F(Program, IdleClientsCantLockOutAPane) {
+  WithBrowser();
+  Start();
+  ASSERT_TRUE(LogHas("HELLO ")) << ReadAll(paneLog);
+  std::vector<CarrierConnection> idle(100);
+  std::string error;
+  int held = 0;
+  for (CarrierConnection& c : idle)
+    held += CarrierConnect(&c, socketPath, &error) ? 1 : 0;
+  EXPECT_GE(held, 64) << error;
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client, 3000));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0)); // zone 9: the game channel
+  ASSERT_TRUE(LogHas("ARG 2 /h2", 2)) << ReadAll(paneLog);
+  ASSERT_TRUE(LogHas("HELLO ", 2)) << ReadAll(paneLog);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20090, 0)); // zone 8: back, in the game Pane
+  EXPECT_TRUE(LogHas("RECV POST 273 32787 0")) << ReadAll(paneLog);
+  for (CarrierConnection& c : idle)
+    CarrierDisconnect(&c);
+  CarrierDisconnect(&client);
+}
+
 } // namespace

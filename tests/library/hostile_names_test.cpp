@@ -155,4 +155,22 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   EXPECT_EQ(TagNames(menu), TagNames(ReadText(MediaMenu())));
 }
 
+// An index whose Files stands at the highest number it can hold: the next
+// new game finds no number, so the index is dropped and every game listed,
+// never numbered from 0 again over the numbers it holds.
+TEST_F(HostileNames, FullIndexIsDroppedNotWrapped) {
+  WriteText(GameIndex(), "[Status]\nFiles=999999998\n[GameName]\nGame/a.swf=999999998\n"
+                         "[GameNo]\n999999998=Game/a.swf\n");
+  AddFile("Game/a.swf");
+  AddFile("Game/b.swf");
+  AddFile("Game/c.swf");
+  ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
+  std::string page = ReadText(GameMenu());
+  for (const char* game : {"a.swf", "b.swf", "c.swf"})
+    EXPECT_NE(page.find(std::string("alt=\"") + game + "\""), std::string::npos) << game;
+  EXPECT_FALSE(Exists(GameIndex()));
+  ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
+  EXPECT_NE(ReadText(GameIndex()).find("Files=3\n"), std::string::npos) << ReadText(GameIndex());
+}
+
 } // namespace

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/file.h>
+#include <sys/time.h>
+
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -177,11 +180,35 @@ TEST(IniWrite, KilledWriterNeverLeavesATornFile) {
     }
     ASSERT_LE(changes, 1) << "round " << round;
   }
-  // Temporary files of killed writers may stay behind, never in another folder.
+  // Temporary files of killed writers stay behind only until a write finds
+  // them over a minute old: here all of them are made two minutes old. Kept
+  // are a young one and an old one that its writer still holds (locked).
+  std::vector<std::string> left;
   for (auto& e : std::filesystem::directory_iterator(dir.path)) {
     std::string name = e.path().filename().string();
     EXPECT_TRUE(name == "crash.ini" || name.rfind(".crash.ini.", 0) == 0) << name;
+    if (name != "crash.ini")
+      left.push_back(e.path().string());
   }
+  std::string held = dir / ".crash.ini.00000000000000aa";
+  std::string young = dir / ".crash.ini.00000000000000bb";
+  WriteBytes(held, "x");
+  WriteBytes(young, "x");
+  left.push_back(held);
+  timeval old[2] = {{time(nullptr) - 120, 0}, {time(nullptr) - 120, 0}};
+  for (const std::string& f : left)
+    ASSERT_EQ(utimes(f.c_str(), old), 0);
+  int lock = open(held.c_str(), O_RDONLY);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  ASSERT_TRUE(IniWrite(file.c_str(), "s", "key0", "last"));
+  close(lock);
+  std::vector<std::string> names;
+  for (auto& e : std::filesystem::directory_iterator(dir.path))
+    names.push_back(e.path().filename().string());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{".crash.ini.00000000000000aa",
+                                             ".crash.ini.00000000000000bb", "crash.ini"}))
+      << left.size() - 1 << " left by killed writers";
 }
 
 } // namespace
