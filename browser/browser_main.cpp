@@ -564,8 +564,7 @@ void HandleLine(const std::string& line) {
   DoAction(frame, action);
   // Window requests wait in the display connection's buffer until something
   // else flushes it; a raised Pane would show only at its next X event.
-  if (action == ActRaise || action == ActFocus || action == ActTopmost || action == ActMove ||
-      action == ActShow || action == ActFillScreen || action == ActReturnToPanel)
+  if (action == ActRaise || action == ActFocus || action == ActTopmost || action == ActShow)
     QGuiApplication::sync();
 }
 
