@@ -107,7 +107,13 @@ def make_sites(sites):
     put(sites, "games.demo.test", "/top.htm",
         page("Top games", "#20304a", "<h2>Top games of the demo web</h2><p>Star, Rocket Race, "
              "Meteor. <a href='https://games.demo.test/arcade/comet.htm'>Comet</a> for a copied "
-             "link, <a href='http://video.demo.test/Show/1'>the video service</a>.</p>"))
+             "link, <a href='http://video.demo.test/Show/all'>the video service</a>.</p>"
+             # The walk on a virtual display follows the link itself once the
+             # games are in: it puts up /go-video when it is time.
+             "<script>var wait = setInterval(function () { fetch('/go-video').then("
+             "function (r) { if (r.ok) { clearInterval(wait);"
+             " location.href = 'http://video.demo.test/Show/all'; } }); }, 3000);"
+             "</script>"))
     put(sites, "games.demo.test", "/play/rocket.htm",
         page("Rocket Race", "#402020", "<embed src=\"https://games.demo.test/files/Rocket.swf\" "
              "width=\"640\" height=\"480\">"))
@@ -125,8 +131,8 @@ def make_sites(sites):
     put(sites, "games.demo.test", "/daily/Moon.swf", tiny_swf(310, 370, 0xD0D0D0))
     # The video service: a Show page, its sorted list, watch pages whose
     # direct addresses stand percent-encoded twice, and the media.
-    put(sites, "video.demo.test", "/Show/1",
-        page("Show", "#101010", "<h2>Show 1</h2><ol><li>Sunset 1/2 2008-10-12"
+    put(sites, "video.demo.test", "/Show/all",
+        page("Show", "#101010", "<h2>Show: all videos</h2><ol><li>Sunset 1/2 2008-10-12"
              "<li>Harbour 2/2 2008-10-12</ol>"))
     put(sites, "video.demo.test", "/Show/sortlink.htm",
         "[Sorted]\n1=http://video.demo.test/v/sunset\n2=http://video.demo.test/v/harbour\n"
@@ -188,7 +194,7 @@ def make_program(program_dir, demo):
             ("Game", "List", "https://lists.demo.test/Top.ini"),
             ("Game", "Top", "https://games.demo.test/top.htm"),
             ("Game", "Search", "https://lists.demo.test/Daily.ini"),
-            ("Video", "Start", "http://video.demo.test/Show/1"),
+            ("Video", "Start", "http://video.demo.test/Show/all"),
             ("Web", "ClockHost", "clock.demo.test"),
             ("Web", "SearchHost", "search.demo.test"),
             ("Web", "FetchTimeout", "10")]:
@@ -299,7 +305,7 @@ def answer_boxes(seconds, keep=()):
     return answered
 
 
-def first_start(shots, carrier):
+def first_start(sites, shots, carrier):
     # No games yet, so the panel asks for the top games; the daily list
     # follows by itself, since the demo's Define.ini collects it daily.
     time.sleep(8)
@@ -313,15 +319,16 @@ def first_start(shots, carrier):
         time.sleep(4)
         screenshot(shots, "demo-3-copied-link.png")
         answer_boxes(20)
-    # The video service: its link on the top games page, then its list to
-    # the Video folder (zone 20) and to the phone (zone 21).
-    subprocess.run(["xdotool", "mousemove", "700", "289", "click", "1"])
-    time.sleep(10)
+    # The video service: its link on the top games page (the Home channel),
+    # then its list to the Video folder (zone 20) and to the phone (zone 21).
+    put(sites, "games.demo.test", "/go-video", "go")
+    time.sleep(15)
+    screenshot(shots, "demo-4-video-service.png")
     carrier.post(1033, 20210)
     answer_boxes(25)
     carrier.post(1033, 20220)
     answer_boxes(30)
-    screenshot(shots, "demo-4-videos.png")
+    screenshot(shots, "demo-5-videos.png")
 
 
 def second_start(shots, carrier):
@@ -329,7 +336,7 @@ def second_start(shots, carrier):
     time.sleep(10)
     carrier.post(1033, 20100)
     time.sleep(12)
-    screenshot(shots, "demo-5-game-menu.png")
+    screenshot(shots, "demo-6-game-menu.png")
 
 
 def end_panel(panel, carrier, program):
@@ -353,7 +360,7 @@ def report(demo, program):
     counts = {}
     for line in open(os.path.join(demo, "requests.log")):
         parts = line.split()
-        if len(parts) == 4:
+        if len(parts) == 4 and parts[3] != "/go-video":
             key = "%s %s://%s%s" % (parts[0], parts[1], parts[2].split(":")[0], parts[3])
             counts[key] = counts.get(key, 0) + 1
     for key in sorted(counts):
@@ -400,7 +407,7 @@ def main():
             panel.wait()
         else:
             os.makedirs(shots, exist_ok=True)
-            first_start(shots, Carrier(sock))
+            first_start(os.path.join(demo, "sites"), shots, Carrier(sock))
             end_panel(panel, Carrier(sock), program)
             panel = start()
             carrier = Carrier(sock)
