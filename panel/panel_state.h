@@ -42,6 +42,15 @@ class StatusLine {
   std::string Get() const;
   bool Empty() const;
   void Clear() { Set(std::string()); }
+  // Changes the text in place under the line's lock (edit(std::string&)), so
+  // that an append or a removal by one job never undoes another's; the
+  // result is cut to fit like Set's.
+  template <typename F> void Update(F edit) {
+    std::lock_guard<std::mutex> guard(lock_);
+    edit(text_);
+    if (text_.size() > Size - 1)
+      text_.resize(Size - 1);
+  }
 
  private:
   mutable std::mutex lock_;

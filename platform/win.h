@@ -118,6 +118,48 @@ std::vector<FilterRow> FilterRows(const char* filter);
 // ".swf"; "*.*" and "*" give nothing).
 std::string WithPatternEnding(const std::string& path, const std::string& patterns);
 
+// Dialog templates: the layout of a dialog in dialog units (a quarter of the
+// font's average character width across, an eighth of its height down) and
+// its controls, each known by its id.
+enum class ControlKind { Button, Edit, Static, CheckBox };
+
+constexpr unsigned ControlDefault = 1;   // the default push button
+constexpr unsigned ControlBitmap = 2;    // a button that shows a picture
+constexpr unsigned ControlMultiLine = 4; // an edit of several lines
+constexpr unsigned ControlReadOnly = 8;  // an edit the user can't change
+constexpr unsigned ControlHidden = 16;   // made but not shown
+constexpr unsigned ControlEdge = 32;     // a sunken edge
+constexpr unsigned ControlNoPrefix = 64; // '&' is shown as it stands
+constexpr unsigned ControlAuto = 128;    // a check box that turns itself on a click
+
+struct ControlTemplate {
+  int id = 0;
+  ControlKind kind = ControlKind::Static;
+  int x = 0, y = 0, cx = 0, cy = 0;
+  unsigned style = 0;
+  const char* text = "";
+};
+
+struct DialogTemplate {
+  int id = 0;
+  const char* title = "";
+  int cx = 0, cy = 0;
+  const char* font = "";
+  int fontSize = 0; // points
+  const ControlTemplate* controls = nullptr;
+  int count = 0;
+};
+
+// Button messages for the controls of a template dialog.
+constexpr unsigned BM_GETCHECK = 240;
+constexpr unsigned BM_SETCHECK = 241;
+constexpr unsigned BM_GETIMAGE = 246;
+constexpr unsigned BM_SETIMAGE = 247; // lParam: a const Bitmap* that outlives the dialog
+constexpr int BST_UNCHECKED = 0;
+constexpr int BST_CHECKED = 1;
+
+struct Bitmap;
+
 // A drawing target. In the program it is the backing picture of a window,
 // shown by the backend on release; in tests it is a memory picture. Pixels
 // are 32-bit 0x00RRGGBB, rows top-down, width * height of them.
@@ -181,6 +223,17 @@ struct WindowBackend {
   // until EndDialog (result: EndDialog's value) or a quit message (which stays
   // pending for the next loop).
   int (*dialogBox)(WindowProc proc, LParam param);
+  // A dialog laid out from a template, with owner: WM_INITDIALOG gets param,
+  // a click on a button or check box comes as WM_COMMAND with the control's
+  // id (an automatic check box has turned first), Esc and the close box as
+  // WM_COMMAND 2. Control texts are the controls' own (get/setControlText).
+  // Callable from any thread: the dialog's messages are handled on the GUI
+  // thread and the caller waits for EndDialog; several can stand at once.
+  // Result: EndDialog's value, -1 when it can't be made.
+  int (*templateDialog)(const DialogTemplate* dialog, Hwnd owner, WindowProc proc, LParam param);
+  // A message to a control of a template dialog (BM_GETCHECK, BM_SETCHECK,
+  // BM_GETIMAGE, BM_SETIMAGE); 0 for a control that isn't there. GUI thread.
+  LResult (*controlMessage)(Hwnd dialog, int control, unsigned message, WParam w, LParam l);
   void (*endDialog)(Hwnd window, int result);
   // The plain loop: runs until the quit message; result its code.
   int (*messageLoop)();
@@ -199,6 +252,10 @@ struct WindowBackend {
   void (*trackPopupMenu)(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
   // The window's icon from a picture file (its title bar, its task bar entry).
   void (*setWindowIcon)(Hwnd window, const std::string& iconPath);
+
+  // The clipboard's text, read only, never changed. False when it holds no
+  // text or can't be read now. GUI thread.
+  bool (*clipboardText)(std::string* out);
 };
 
 // Installs the backend for local windows; the record must outlive its use.
@@ -239,6 +296,9 @@ void WinReleaseCanvas(Hwnd window, Canvas* canvas);
 Hwnd WinCreateWindow(const std::string& className, const std::string& title, WindowProc proc);
 Hwnd WinFindWindow(const std::string& className, const std::string& title);
 int WinDialogBox(WindowProc proc, LParam param);
+int WinTemplateDialog(const DialogTemplate* dialog, Hwnd owner, WindowProc proc, LParam param);
+LResult WinSendDlgItemMessage(Hwnd dialog, int control, unsigned message, WParam w, LParam l);
+bool WinClipboardText(std::string* out);
 void WinEndDialog(Hwnd window, int result);
 int WinMessageLoop();
 void WinPostQuitMessage(int code);

@@ -173,6 +173,17 @@ Hwnd WinFindWindow(const std::string& className, const std::string& title) {
 int WinDialogBox(WindowProc proc, LParam param) {
   ROUTE(Local(), dialogBox, -1, proc, param);
 }
+int WinTemplateDialog(const DialogTemplate* dialog, Hwnd owner, WindowProc proc, LParam param) {
+  if (dialog == nullptr || proc == nullptr)
+    return -1;
+  ROUTE(Local(), templateDialog, -1, dialog, owner, proc, param);
+}
+LResult WinSendDlgItemMessage(Hwnd dialog, int control, unsigned message, WParam w, LParam l) {
+  ROUTE(Local(), controlMessage, 0, dialog, control, message, w, l);
+}
+bool WinClipboardText(std::string* out) {
+  ROUTE(Local(), clipboardText, false, out);
+}
 void WinEndDialog(Hwnd window, int result) {
   ROUTE(Local(), endDialog, , window, result);
 }

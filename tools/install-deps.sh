@@ -13,7 +13,7 @@ packages=(
   libgl-dev libxkbcommon-dev
   libcurl4-openssl-dev curl
   ffmpeg yt-dlp
-  xvfb xauth xdotool x11-utils imagemagick libx11-dev
+  xvfb xauth xdotool x11-utils imagemagick libx11-dev xclip
   fonts-dejavu-core
   python3 openssl xclip
 )

@@ -22,6 +22,9 @@ struct Win {
   HeadlessWindow info;
   WindowProc proc = nullptr;
   std::map<int, std::string> controls;
+  const DialogTemplate* layout = nullptr; // template dialogs
+  std::map<int, int> checks;
+  std::map<int, LParam> images;
   std::vector<std::uint32_t> pixels;
   Canvas canvas;
 };
@@ -59,6 +62,9 @@ struct State {
   std::set<Hwnd> livePanes;
   std::set<int> trayIcons;
   bool trayAvailable = true;
+  bool clipboardReadable = true;
+  std::string clipboard;
+  bool clipboardHasText = false;
   std::thread::id gui;
 };
 
@@ -429,6 +435,96 @@ void EndDialog(Hwnd window, int result) {
     w.info.dialogResult = result;
     w.info.visible = false;
   });
+  S().changed.notify_all(); // a job thread may wait for this dialog
+}
+
+const ControlTemplate* ControlOf(const Win& w, int control) {
+  if (w.layout == nullptr)
+    return nullptr;
+  for (int i = 0; i < w.layout->count; ++i)
+    if (w.layout->controls[i].id == control)
+      return &w.layout->controls[i];
+  return nullptr;
+}
+
+int TemplateDialog(const DialogTemplate* layout, Hwnd owner, WindowProc proc, LParam param) {
+  if (layout == nullptr || proc == nullptr)
+    return -1;
+  Hwnd id = NewWindow("#32770", layout->title, proc);
+  Edit(id, [&](Win& w) {
+    w.layout = layout;
+    w.info.templateId = layout->id;
+    w.info.owner = owner;
+    for (int i = 0; i < layout->count; ++i)
+      w.controls[layout->controls[i].id] = layout->controls[i].text;
+  });
+  HeadlessCall c = Call("templateDialog", id);
+  c.x = layout->id;
+  c.after = owner;
+  Record(c);
+  if (OnGuiThread()) {
+    Deliver(id, WM_INITDIALOG, 0, param);
+    int result = 0;
+    if (!Ended(id, &result))
+      Edit(id, [](Win& w) { w.info.visible = true; });
+    for (;;) {
+      if (Ended(id, &result))
+        return result;
+      Queued q;
+      if (!Take(&q))
+        return -1;
+      Handle(q);
+    }
+  }
+  // Another thread's dialog lives on the GUI thread, as in the program: its
+  // start is queued there and this thread waits for its end.
+  std::unique_lock<std::mutex> guard(S().lock);
+  S().windows[id]->info.visible = true;
+  S().queue.push_back({id, WM_INITDIALOG, 0, param, nullptr});
+  S().changed.notify_all();
+  int result = -1;
+  S().changed.wait(guard, [&] {
+    auto it = S().windows.find(id);
+    if (it == S().windows.end())
+      return true; // the test started over
+    if (!it->second->info.dialogEnded)
+      return false;
+    result = it->second->info.dialogResult;
+    return true;
+  });
+  return result;
+}
+
+LResult ControlMessage(Hwnd window, int control, unsigned message, WParam w, LParam l) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  auto it = S().windows.find(window);
+  if (it == S().windows.end() || ControlOf(*it->second, control) == nullptr)
+    return 0;
+  Win& win = *it->second;
+  switch (message) {
+  case BM_GETCHECK:
+    return win.checks[control];
+  case BM_SETCHECK:
+    win.checks[control] = static_cast<int>(w);
+    return 0;
+  case BM_GETIMAGE:
+    return win.images[control];
+  case BM_SETIMAGE: {
+    LParam old = win.images[control];
+    win.images[control] = l;
+    return old;
+  }
+  default:
+    return 0;
+  }
+}
+
+bool ClipboardText(std::string* out) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  if (!S().clipboardReadable || !S().clipboardHasText)
+    return false;
+  *out = S().clipboard;
+  return true;
 }
 
 int MessageLoop() {
@@ -537,6 +633,9 @@ const WindowBackend backend = [] {
   b.trayDelete = TrayDelete;
   b.trackPopupMenu = TrackPopupMenu;
   b.setWindowIcon = SetWindowIcon;
+  b.templateDialog = TemplateDialog;
+  b.controlMessage = ControlMessage;
+  b.clipboardText = ClipboardText;
   return b;
 }();
 
@@ -606,8 +705,12 @@ void HeadlessInstall() {
     S().livePanes.clear();
     S().trayIcons.clear();
     S().trayAvailable = true;
+    S().clipboardReadable = true;
+    S().clipboard.clear();
+    S().clipboardHasText = false;
     S().gui = std::this_thread::get_id();
   }
+  S().changed.notify_all(); // dialogs waited for by other threads are gone
   SetWindowBackend(&backend);
   SetPaneBackend(&paneBackend);
 }
@@ -706,6 +809,37 @@ bool HeadlessWindowInfo(Hwnd window, HeadlessWindow* out) {
     return false;
   *out = it->second->info;
   return true;
+}
+
+std::vector<Hwnd> HeadlessDialogs(int templateId) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  std::vector<Hwnd> found;
+  for (auto& [id, w] : S().windows)
+    if (w->info.templateId == templateId && !w->info.dialogEnded)
+      found.push_back(id);
+  return found;
+}
+
+bool HeadlessClick(Hwnd dialog, int control) {
+  {
+    std::lock_guard<std::mutex> guard(S().lock);
+    auto it = S().windows.find(dialog);
+    if (it == S().windows.end())
+      return false;
+    const ControlTemplate* c = ControlOf(*it->second, control);
+    if (c == nullptr && control != IDCANCEL) // 2: Esc or the close box
+      return false;
+    if (c != nullptr && c->kind == ControlKind::CheckBox && (c->style & ControlAuto))
+      it->second->checks[control] = it->second->checks[control] == BST_CHECKED ? 0 : BST_CHECKED;
+  }
+  return PostMessage(dialog, WM_COMMAND, static_cast<WParam>(control), 0) != 0;
+}
+
+void HeadlessSetClipboard(const std::string* text, bool readable) {
+  std::lock_guard<std::mutex> guard(S().lock);
+  S().clipboardHasText = text != nullptr;
+  S().clipboard = text != nullptr ? *text : std::string();
+  S().clipboardReadable = readable;
 }
 
 Hwnd HeadlessFindClass(const std::string& className) {

@@ -10,6 +10,9 @@
 // Loops never block: dialogBox and messageLoop return as soon as the queue is
 // empty (with -1), so a test can look at the state and pump on by hand.
 //
+// A template dialog asked for by another thread is started on the GUI thread
+// by the next pump and that thread waits until the dialog ends.
+//
 // Popup menus are recorded only; a test posts the chosen WM_COMMAND itself.
 //
 // Save dialogs answer from their own script (HeadlessScriptSaveAnswers).
@@ -70,6 +73,8 @@ struct HeadlessWindow {
   int dialogResult = 0;
   std::vector<Point> region;
   std::vector<int> timers; // ids of running timers
+  int templateId = 0;      // template dialogs: the template's id
+  Hwnd owner = 0;
 };
 
 // Drops every window, queue entry, recording and script, and installs the
@@ -107,6 +112,16 @@ std::vector<HeadlessSaveAsk> HeadlessSaveAsks();
 bool HeadlessWindowInfo(Hwnd window, HeadlessWindow* out);
 // The window of that class, 0 if none.
 Hwnd HeadlessFindClass(const std::string& className);
+
+// Template dialogs of that id that stand (not ended), oldest first.
+std::vector<Hwnd> HeadlessDialogs(int templateId);
+// A click on a control of a template dialog: an automatic check box turns,
+// then WM_COMMAND with the control's id is queued; control 2 is Esc or the
+// close box. False when the dialog or the control isn't there.
+bool HeadlessClick(Hwnd dialog, int control);
+
+// The clipboard: its text, or no text (null); readable false makes it busy.
+void HeadlessSetClipboard(const std::string* text, bool readable = true);
 
 // Queues WM_TIMER for a running timer; false when that timer isn't running.
 bool HeadlessFireTimer(Hwnd window, int id);

@@ -50,7 +50,7 @@ struct QtWin {
   std::string className;
   std::string title;
   WindowProc proc = nullptr;
-  PanelWidget* widget = nullptr; // dialogs only; owned here
+  QWidget* widget = nullptr; // dialogs only; owned here
   std::map<int, std::string> controls;
   QImage image;
   Canvas canvas;
@@ -91,6 +91,7 @@ std::vector<QEventLoop*> loops;
 bool quitPending = false;
 int quitCode = 0;
 std::map<int, QSocketNotifier*> notifiers;
+const QtDialogHooks* dialogHooks = nullptr;
 
 bool OnGui() {
   return QThread::currentThread() == qApp->thread();
@@ -278,7 +279,8 @@ void SetWindowPos(Hwnd window, Hwnd after, int x, int y, int cx, int cy, unsigne
     w->setFixedSize(std::max(0, cx), std::max(0, cy));
   if (!(flags & SWP_NOMOVE))
     w->move(x, y);
-  if (!(flags & SWP_NOZORDER)) {
+  bool hooked = dialogHooks != nullptr && dialogHooks->zOrder(window, after);
+  if (!(flags & SWP_NOZORDER) && !hooked) {
     if (after == HWND_TOPMOST)
       SetTopmost(w, true);
     else if (after == HWND_NOTOPMOST)
@@ -452,6 +454,9 @@ int MessageBox(Hwnd owner, const std::string& text, const std::string& title, un
 }
 
 std::string GetControlText(Hwnd window, int control) {
+  std::string shown;
+  if (dialogHooks != nullptr && OnGui() && dialogHooks->getText(window, control, &shown))
+    return shown;
   std::lock_guard<std::mutex> guard(tableLock);
   auto it = windows.find(window);
   if (it == windows.end())
@@ -461,10 +466,14 @@ std::string GetControlText(Hwnd window, int control) {
 }
 
 void SetControlText(Hwnd window, int control, const std::string& text) {
-  std::lock_guard<std::mutex> guard(tableLock);
-  auto it = windows.find(window);
-  if (it != windows.end())
-    it->second->controls[control] = text;
+  {
+    std::lock_guard<std::mutex> guard(tableLock);
+    auto it = windows.find(window);
+    if (it != windows.end())
+      it->second->controls[control] = text;
+  }
+  if (dialogHooks != nullptr && OnGui())
+    dialogHooks->setText(window, control, text);
 }
 
 Canvas* GetCanvas(Hwnd window) {
@@ -560,10 +569,15 @@ void EndDialog(Hwnd window, int result) {
     return;
   win->ended = true;
   win->result = result;
+  // An ended dialog gets no more messages: its timers go with it.
+  while (!win->timers.empty())
+    KillTimer(window, win->timers.begin()->first);
   if (win->widget != nullptr)
     win->widget->hide();
   if (win->loop != nullptr)
     win->loop->quit();
+  if (dialogHooks != nullptr)
+    dialogHooks->ended(window, result);
 }
 
 int MessageLoop() {
@@ -668,6 +682,9 @@ const WindowBackend backend = [] {
   b.displayBits = DisplayBits;
   b.messageBox = MessageBox;
   b.saveFileDialog = QtSaveFileDialog;
+  b.templateDialog = QtTemplateDialog;
+  b.controlMessage = QtControlMessage;
+  b.clipboardText = QtClipboardText;
   b.getControlText = GetControlText;
   b.setControlText = SetControlText;
   b.getCanvas = GetCanvas;
@@ -690,6 +707,21 @@ const WindowBackend backend = [] {
 
 QWidget* QtWindowWidget(Hwnd window) {
   return WidgetOf(window);
+}
+
+Hwnd QtAddWindow(const std::string& className, const std::string& title, WindowProc proc,
+                 QWidget* widget) {
+  Hwnd id = NewWindow(className, title, proc, false);
+  Find(id)->widget = widget;
+  return id;
+}
+
+LResult QtDeliver(Hwnd window, unsigned message, WParam w, LParam l) {
+  return Deliver(window, message, w, l);
+}
+
+void QtSetDialogHooks(const QtDialogHooks* hooks) {
+  dialogHooks = hooks;
 }
 
 const WindowBackend* QtBackend() {

@@ -20,3 +20,24 @@ QWidget* QtWindowWidget(Hwnd window);
 std::string QtSaveFileDialog(Hwnd owner, const std::string& title,
                              const std::vector<FilterRow>& filter, const std::string& name,
                              const std::string& folder);
+
+// Template dialogs (dialog_qt.cpp) and the clipboard.
+int QtTemplateDialog(const DialogTemplate* dialog, Hwnd owner, WindowProc proc, LParam param);
+LResult QtControlMessage(Hwnd dialog, int control, unsigned message, WParam w, LParam l);
+bool QtClipboardText(std::string* out);
+
+// What the backend lends to windows whose widgets are built elsewhere (the
+// template dialogs): a window with widget in the table, delivery to its
+// procedure, and hooks that the backend calls on the GUI thread for every
+// window (each returns false, or does nothing, for a window it doesn't know).
+Hwnd QtAddWindow(const std::string& className, const std::string& title, WindowProc proc,
+                 QWidget* widget);
+LResult QtDeliver(Hwnd window, unsigned message, WParam w, LParam l);
+struct QtDialogHooks {
+  bool (*getText)(Hwnd window, int control, std::string* out);
+  void (*setText)(Hwnd window, int control, const std::string& text);
+  // A change of z-order asked by SetWindowPos; true when handled.
+  bool (*zOrder)(Hwnd window, Hwnd after);
+  void (*ended)(Hwnd window, int result);
+};
+void QtSetDialogHooks(const QtDialogHooks* hooks);

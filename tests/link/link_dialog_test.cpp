@@ -1,0 +1,161 @@
+// The link question on the headless backend: both templates, the animation
+// shared between dialogs, the check box rules and the two count-downs.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "games/link_dialog.h"
+#include "platform/bitmap.h"
+#include "platform/headless/headless.h"
+#include "shell/module_path.h"
+#include "shell/settings.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class LinkDialogTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/skerry-linkdlg-XXXXXX";
+    root = mkdtemp(pattern);
+    fs::copy(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Res", root / "Res");
+    std::ofstream(root / "Define.ini") << "[Game]\n";
+    SetModulePathForTests((root / "skerry").string());
+    HeadlessInstall();
+  }
+  void TearDown() override {
+    SetModulePathForTests("");
+    fs::remove_all(root);
+  }
+  // Starts a dialog from the GUI thread: it stands once the call returns.
+  Hwnd Open(int id) {
+    LinkDialogTexts texts{"http://games.test/page.htm", "http://games.test/g.swf"};
+    EXPECT_EQ(LinkDialog(id, 0x10001, &texts), -1);
+    auto open = HeadlessDialogs(id);
+    return open.empty() ? 0 : open.back();
+  }
+  int Result(Hwnd dialog) {
+    HeadlessPump();
+    HeadlessWindow info;
+    HeadlessWindowInfo(dialog, &info);
+    return info.dialogEnded ? info.dialogResult : -1;
+  }
+  void Tick(Hwnd dialog, int timer) {
+    ASSERT_TRUE(HeadlessFireTimer(dialog, timer));
+    HeadlessPump();
+  }
+  LParam Picture(Hwnd dialog) { return WinSendDlgItemMessage(dialog, 1, BM_GETIMAGE, 0, 0); }
+  bool Checked(Hwnd dialog, int id) {
+    return WinSendDlgItemMessage(dialog, id, BM_GETCHECK, 0, 0) == BST_CHECKED;
+  }
+  std::string Key(const char* key) {
+    char value[ProfileValueSize];
+    ProfileRead("Game", key, value, (root / "Define.ini").c_str());
+    return value;
+  }
+  fs::path root;
+};
+
+TEST_F(LinkDialogTest, PictureButtonAnimationAndTheTwoEnds) {
+  LinkFrameIndex = 2; // left there by an earlier dialog
+  Hwnd dialog = Open(1688);
+  ASSERT_NE(dialog, 0u);
+  HeadlessWindow info;
+  HeadlessWindowInfo(dialog, &info);
+  EXPECT_EQ(info.title, "Tessel Quorlo Search & Download");
+  EXPECT_EQ(info.owner, 0x10001u);
+  EXPECT_EQ(WinGetControlText(dialog, 100), "Found a flash game at\r\nhttp://games.test/g.swf");
+  EXPECT_EQ(WinGetControlText(dialog, 101), "Search from\r\nhttp://games.test/page.htm");
+  EXPECT_EQ(WinGetControlText(dialog, 102), "<< Click Quorlo Start Download.");
+  LParam first = Picture(dialog);
+  ASSERT_NE(first, 0);
+  EXPECT_EQ(reinterpret_cast<const Bitmap*>(first)->Width, 128);
+  Tick(dialog, 2); // frame 0 was shown, the index goes on from 2 to 3
+  EXPECT_EQ(LinkFrameIndex, 3);
+  LParam fourth = Picture(dialog);
+  EXPECT_NE(fourth, first);
+  Tick(dialog, 2);
+  EXPECT_EQ(LinkFrameIndex, 0);
+  EXPECT_EQ(Picture(dialog), first);
+
+  // Every paint pulls it in front.
+  HeadlessClearCalls();
+  WinPostMessage(dialog, WM_PAINT, 0, 0);
+  HeadlessPump();
+  auto moves = HeadlessCallsOf("setWindowPos", dialog);
+  ASSERT_EQ(moves.size(), 2u);
+  EXPECT_EQ(moves[0].after, HWND_TOPMOST);
+  EXPECT_EQ(moves[1].after, HWND_NOTOPMOST);
+  EXPECT_EQ(HeadlessCallsOf("setForeground", dialog).size(), 1u);
+
+  // A second dialog stands beside the first and starts at frame 0.
+  Hwnd second = Open(1688);
+  EXPECT_EQ(Picture(second), first);
+  EXPECT_EQ(HeadlessDialogs(1688).size(), 2u);
+
+  HeadlessClick(dialog, 1); // "Save to" isn't in this template: ask for a name
+  EXPECT_EQ(Result(dialog), 6);
+  HeadlessClick(second, 2); // Esc and the close box
+  EXPECT_EQ(Result(second), 0);
+  EXPECT_FALSE(HeadlessClick(second, 1002));
+}
+
+TEST_F(LinkDialogTest, CheckBoxesExcludeEachOtherAndWriteTheirKeys) {
+  Hwnd dialog = Open(1689);
+  ASSERT_NE(dialog, 0u);
+  HeadlessClick(dialog, 1004);
+  HeadlessPump();
+  EXPECT_EQ(Key("CheckClose"), "1");
+  HeadlessClick(dialog, 1003); // on: brings "Save to", clears automatic closing
+  HeadlessPump();
+  EXPECT_TRUE(Checked(dialog, 1002));
+  EXPECT_FALSE(Checked(dialog, 1004));
+  EXPECT_EQ(Key("CheckAuto"), "1");
+  EXPECT_EQ(Key("CheckSave"), "1");
+  EXPECT_EQ(Key("CheckClose"), "0");
+  HeadlessClick(dialog, 1002); // off: takes the automatic download with it
+  HeadlessPump();
+  EXPECT_FALSE(Checked(dialog, 1003));
+  EXPECT_EQ(Key("CheckSave"), "0");
+  EXPECT_EQ(Key("CheckAuto"), "0");
+  HeadlessClick(dialog, 1002);
+  WinSetControlText(dialog, 103, "/home/u/Game/chosen.swf");
+  HeadlessClick(dialog, 1);
+  EXPECT_EQ(Result(dialog), 1);
+  EXPECT_EQ(CopyLinkFields().LinkSaveFolder, "/home/u/Game/chosen.swf");
+}
+
+TEST_F(LinkDialogTest, CountDownsFireOnDifferentTicks) {
+  // The download fires on the tick that reaches 0.
+  Hwnd dialog = Open(1689);
+  WinSetControlText(dialog, 202, "1");
+  WinSetTimer(dialog, 3, 1000);
+  Tick(dialog, 3);
+  EXPECT_EQ(WinGetControlText(dialog, 1003), "Auto download remilding 0.");
+  EXPECT_EQ(Result(dialog), 6);
+
+  // A count of 0 never fires: it runs on below 0.
+  dialog = Open(1689);
+  WinSetControlText(dialog, 202, "0");
+  WinSetTimer(dialog, 3, 1000);
+  Tick(dialog, 3);
+  Tick(dialog, 3);
+  EXPECT_EQ(WinGetControlText(dialog, 202), "-2");
+  EXPECT_EQ(Result(dialog), -1);
+
+  // The closing fires one tick after reaching 0.
+  WinSetControlText(dialog, 203, "1");
+  WinSetTimer(dialog, 4, 1000);
+  Tick(dialog, 4);
+  EXPECT_EQ(WinGetControlText(dialog, 1004), "Auto close remilding 0.");
+  EXPECT_EQ(WinGetControlText(dialog, 203), "0");
+  EXPECT_EQ(Result(dialog), -1);
+  Tick(dialog, 4);
+  EXPECT_EQ(Result(dialog), 0);
+}
+
+} // namespace
