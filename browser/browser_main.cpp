@@ -51,6 +51,7 @@
 #include "browser/game_server.h"
 #include "browser/local_pages.h"
 #include "browser/pane_protocol.h"
+#include "browser/panel_links.h"
 #include "browser/video_site.h"
 #include "browser/video_stream.h"
 #include "browser/web_hosts.h"
@@ -381,16 +382,22 @@ bool EmbedInPanel() {
   return true;
 }
 
-// The Panel's window went away with its process: live on as a window of our own
-// at the place where the Pane last stood.
+// The Panel's connection closed: live on as a window of our own, with a title
+// bar the user can close it by, at the place where the Pane last stood. The
+// native window is made anew: a Panel that ended took its child windows along.
 void LeavePanel() {
   if (!pane.embedded)
     return;
   QPoint at = pane.window->mapToGlobal(QPoint(0, 0));
   pane.embedded = false;
+  pane.filling = false;
+  pane.window->hide();
+  pane.window->windowHandle()->destroy();
   pane.window->windowHandle()->setParent(nullptr);
+  pane.window->setWindowFlags(Qt::Window);
   pane.window->setGeometry(QRect(at, pane.paneRect.size()));
   pane.window->show();
+  QGuiApplication::sync();
 }
 
 void FillScreen() {
@@ -510,7 +517,9 @@ void DoAction(const Frame& frame, PaneAction action) {
     page->setAudioMuted(!page->isAudioMuted());
     break;
   case ActQuit:
-    QCoreApplication::quit();
+    // exit, not quit: quit is a request that a window may turn down, and
+    // the Panel no longer holds this Pane once it has asked.
+    QCoreApplication::exit(0);
     break;
   case ActFillScreen:
     FillScreen();
@@ -583,6 +592,11 @@ void HandleLine(const std::string& line) {
   if (frame.kind == FrameSend)
     SendFrame("RET 0");
   DoAction(frame, action);
+  // Window requests wait in the display connection's buffer until something
+  // else flushes it; a raised Pane would show only at its next X event.
+  if (action == ActRaise || action == ActFocus || action == ActTopmost || action == ActMove ||
+      action == ActShow || action == ActFillScreen || action == ActReturnToPanel)
+    QGuiApplication::sync();
 }
 
 void ReadCarrier() {
@@ -732,6 +746,7 @@ int main(int argc, char** argv) {
   playerPages.setSyntax(QWebEngineUrlScheme::Syntax::Path);
   playerPages.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
   QWebEngineUrlScheme::registerScheme(playerPages);
+  RegisterPanelLinkScheme();
   QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
   QApplication app(argc, argv);
   QApplication::setQuitOnLastWindowClosed(true);
@@ -759,6 +774,8 @@ int main(int argc, char** argv) {
   profile->setUrlRequestInterceptor(interceptor);
   InstallFlashOnEveryPage(profile, pane.serverPort);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
+  InstallPanelLinks(profile, &app,
+                    [](int command) { SendFrame("POST 273 " + std::to_string(command) + " 0"); });
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
   // The menus are local files whose links lead to the game server; without
@@ -816,6 +833,8 @@ int main(int argc, char** argv) {
   else
     pane.view->load(pane.startUrl);
   int result = app.exec();
-  delete pane.window;
-  return result;
+  // The engine's teardown can outlast the Panel's wait for a closed Pane; its
+  // helper processes end with their connection to this one.
+  std::fflush(nullptr);
+  std::_Exit(result);
 }

@@ -6,6 +6,7 @@
 // 20070) never reaches outside PaneSlots: commands for the current Pane then
 // do nothing.
 #include "panel/dispatcher.h"
+#include "panel/image_channel.h"
 
 #include <filesystem>
 #include <system_error>
@@ -332,6 +333,16 @@ LResult PanelCommandMessage(Hwnd window, WParam w, LParam l) {
     if (Svc().showPanel != nullptr)
       Svc().showPanel(panel);
     WinPostMessage(panel, MsgPanelCommand, 20120, 0);
+    break;
+  case 40004: // the video folder, which no button of the face opens
+    if (Svc().showPanel != nullptr)
+      Svc().showPanel(panel);
+    OpenVideoFolder(panel);
+    break;
+  case 40005: // the image player, likewise
+    if (Svc().showPanel != nullptr)
+      Svc().showPanel(panel);
+    OpenImagePlayer(panel, Svc().launchPane);
     break;
   default:
     break;

@@ -114,6 +114,10 @@ bool ComposePaneLaunch(PaneRow row, const char* addressIn, PaneLaunch* out) {
     }
     break;
   }
+  case PaneRowImage:
+    launch.arguments = {address, "/h1"};
+    launch.commandLine = program + " " + address + " /h1";
+    break;
   default:
     return false;
   }
@@ -181,6 +185,10 @@ LResult PaneMessage(Hwnd, unsigned message, WParam w, LParam) {
     break;
   }
   panel.PaneSlots[slot] = handle;
+  // A Pane starts at the upright place; on a turned panel it would stand
+  // across the face until the next turn.
+  if (panel.PanelRotation == 90)
+    WinSetWindowPos(handle, HWND_TOP, 122, 20, 396, 310, SWP_NOZORDER);
   if (message == 1051)
     WinShowWindow(handle, SW_HIDE);
   return 0;

@@ -8,13 +8,15 @@
 #include "platform/win.h"
 
 // Rows of the launch table.
+// PaneRowImage: the image player (slot 1) on the folder given as address.
 enum PaneRow {
   PaneRowStart,
   PaneRowClock,
   PaneRowGame,
   PaneRowHome,
   PaneRowVideo,
-  PaneRowVideoSite
+  PaneRowVideoSite,
+  PaneRowImage
 };
 
 // Starts the browser program for row with address (used by Home and Video;

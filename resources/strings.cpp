@@ -32,11 +32,13 @@ const StringEntry Strings[] = {
 };
 
 const MenuEntry TrayMenuEnglish[] = {
-    {40001, "&Open UI"}, {40002, "&Daily Collection"}, {40003, "Hot &News"}, {0, ""},
+    {40001, "&Open UI"},      {40002, "&Daily Collection"}, {40003, "Hot &News"},
+    {40004, "&Video Folder"}, {40005, "&Pictures"},         {0, ""},
     {214, "&Exit"},
 };
 const MenuEntry TrayMenuChinese[] = {
-    {40001, "開啟面板(&O)"}, {40002, "每日搜集(&D)"}, {40003, "最新消息(&N)"}, {0, ""},
+    {40001, "開啟面板(&O)"},   {40002, "每日搜集(&D)"}, {40003, "最新消息(&N)"},
+    {40004, "影片資料夾(&V)"}, {40005, "圖片(&P)"},     {0, ""},
     {214, "離開(&E)"},
 };
 

@@ -8,6 +8,7 @@
 #include "shell/startup.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "games/top_list.h"
 #include "panel/dispatcher.h"
@@ -17,6 +18,7 @@
 #include "panel/skins.h"
 #include "panel/timers.h"
 #include "panel/tips.h"
+#include "platform/carrier_client.h"
 #include "platform/ini.h"
 #include "shell/module_path.h"
 #include "shell/texts.h"
@@ -158,6 +160,22 @@ int TopListMode() {
   return count;
 }
 
+namespace {
+
+// The Panel that runs may stand hidden with no tray to open it by: a second
+// start shows it (as the tray menu's Open UI does) before this one ends.
+void BringRunningPanelForward() {
+  CarrierConnection running;
+  std::string error;
+  if (!CarrierConnect(&running, "", &error))
+    return;
+  if (CarrierClientHello(&running, static_cast<int>(getpid()), 2000, nullptr))
+    CarrierClientPost(&running, WM_COMMAND, 40001, 0);
+  CarrierDisconnect(&running);
+}
+
+} // namespace
+
 LResult PanelInitDialog(Hwnd window) {
   PanelState& p = Panel();
   for (auto& slot : p.PaneSlots)
@@ -166,6 +184,7 @@ LResult PanelInitDialog(Hwnd window) {
   // Another Panel answering on the carrier: this one ends at the first turn of
   // its loop, before the first command, and leaves the other's socket alone.
   if (CarrierPanelRunning()) {
+    BringRunningPanelForward();
     WinPostMessage(window, WM_COMMAND, 8, 99);
   } else if (!listening) {
     // Without its socket no Pane could reach the Panel: it says why and ends

@@ -13,8 +13,8 @@ packages=(
   libgl-dev libxkbcommon-dev
   libcurl4-openssl-dev curl
   ffmpeg yt-dlp
-  xvfb xauth xdotool x11-utils imagemagick libx11-dev xclip
-  fonts-dejavu-core
+  xvfb xauth xdotool x11-utils imagemagick libx11-dev openbox
+  fonts-dejavu-core fonts-wqy-microhei qt6-translations-l10n
   python3 openssl xclip
 )
 

@@ -9,6 +9,7 @@
 // QSocketNotifier and re-synchronised after every delivered message, since a
 // handler (a launch waiting for its Pane) may accept new clients itself.
 #include "platform/qt/backend_qt.h"
+#include "platform/qt/x11_window.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -29,9 +30,13 @@
 #include <QSocketNotifier>
 #include <QSystemTrayIcon>
 #include <QThread>
+#include <QTimer>
 #include <QToolTip>
 #include <QWidget>
+#include <QWindow>
 
+#include <cstdio>
+#include <cstdlib>
 #include <future>
 #include <map>
 #include <memory>
@@ -164,9 +169,41 @@ class PanelWidget : public QWidget {
   explicit PanelWidget(Hwnd id) : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint), id_(id) {
     setMouseTracking(true);
     setAttribute(Qt::WA_OpaquePaintEvent);
+    // Tips also while a Pane or another program has the focus.
+    setAttribute(Qt::WA_AlwaysShowToolTips);
+    // X reports no move to the Panel once the pointer is over a Pane (a child
+    // window) or gone; Windows does, and a lit button goes back to rest by it.
+    pointerWatch_.setInterval(250);
+    QObject::connect(&pointerWatch_, &QTimer::timeout, this, [this] {
+      if (!isVisible() || QGuiApplication::mouseButtons() != Qt::NoButton)
+        return;
+      QPoint at = mapFromGlobal(QCursor::pos());
+      if (at != lastMove_)
+        Move(0, at);
+    });
+    pointerWatch_.start();
   }
 
  protected:
+  void Move(WParam keys, const QPoint& at) {
+    lastMove_ = at;
+    Deliver(id_, WM_MOUSEMOVE, keys, PointParam(at));
+  }
+  // Every expose paints the whole face, as WM_PAINT does after an invalidate;
+  // the widget's own updates only show the picture that the system drew.
+  bool eventFilter(QObject* watched, QEvent* e) override {
+    if (e->type() == QEvent::Expose && watched == windowHandle() && windowHandle()->isExposed()) {
+      if (QtWin* win = Find(id_))
+        win->needPaint = true;
+    }
+    return false;
+  }
+  void showEvent(QShowEvent*) override {
+    if (windowHandle() != nullptr && !watchingExpose_) {
+      windowHandle()->installEventFilter(this);
+      watchingExpose_ = true;
+    }
+  }
   void paintEvent(QPaintEvent*) override {
     QtWin* win = Find(id_);
     if (win == nullptr)
@@ -184,12 +221,16 @@ class PanelWidget : public QWidget {
       painter.drawImage(0, 0, win->image);
   }
   void mouseMoveEvent(QMouseEvent* e) override {
-    WParam keys = (e->buttons() & Qt::LeftButton) ? MK_LBUTTON : 0;
-    Deliver(id_, WM_MOUSEMOVE, keys, PointParam(e->position().toPoint()));
+    Move((e->buttons() & Qt::LeftButton) ? MK_LBUTTON : 0, e->position().toPoint());
   }
   void mousePressEvent(QMouseEvent* e) override {
-    if (e->button() == Qt::LeftButton)
-      Deliver(id_, WM_LBUTTONDOWN, MK_LBUTTON, PointParam(e->position().toPoint()));
+    if (e->button() != Qt::LeftButton)
+      return;
+    // The zone under the pointer, not the code the last press left behind: a
+    // press without a move in between gets no move from X, where Windows
+    // sends one whenever the window under the pointer changes.
+    Move(0, e->position().toPoint());
+    Deliver(id_, WM_LBUTTONDOWN, MK_LBUTTON, PointParam(e->position().toPoint()));
   }
   void mouseReleaseEvent(QMouseEvent* e) override {
     if (e->button() == Qt::LeftButton)
@@ -219,6 +260,9 @@ class PanelWidget : public QWidget {
 
  private:
   Hwnd id_;
+  QTimer pointerWatch_;
+  QPoint lastMove_{-1, -1};
+  bool watchingExpose_ = false;
 };
 
 QWidget* WidgetOf(Hwnd window) {
@@ -262,13 +306,29 @@ void SetForeground(Hwnd window) {
   }
 }
 
-void SetTopmost(QWidget* w, bool on) {
-  if (w->windowFlags().testFlag(Qt::WindowStaysOnTopHint) == on)
+// Kept above others through the window manager, not through Qt's flag: a
+// change of that flag makes Qt replace the native window at its next show, and
+// the Panes embedded in the old one would go with it. A hidden window takes
+// the state when it is shown again.
+void ApplyTopmost(QWidget* w) {
+  QVariant wanted = w->property("skerryTopmost");
+  if (!wanted.isValid() || !w->isVisible())
     return;
-  bool visible = w->isVisible();
-  w->setWindowFlag(Qt::WindowStaysOnTopHint, on);
-  if (visible)
-    w->show(); // changing the flags hides the window
+  w->setProperty("skerryTopmost", QVariant());
+  X11SetAbove(w, wanted.toBool());
+}
+
+void SetTopmost(QWidget* w, bool on) {
+  w->setProperty("skerryTopmost", on);
+  ApplyTopmost(w);
+}
+
+void Show(QWidget* w, bool normal = false) {
+  if (normal)
+    w->showNormal();
+  else
+    w->show();
+  ApplyTopmost(w);
 }
 
 void SetWindowPos(Hwnd window, Hwnd after, int x, int y, int cx, int cy, unsigned flags) {
@@ -289,19 +349,20 @@ void SetWindowPos(Hwnd window, Hwnd after, int x, int y, int cx, int cy, unsigne
       w->raise();
   }
   if (flags & SWP_SHOWWINDOW)
-    w->show();
+    Show(w);
 }
 
 void ShowWindow(Hwnd window, int command) {
   QWidget* w = WidgetOf(window);
   if (w == nullptr)
     return;
-  if (command == SW_HIDE)
+  QtWin* win = Find(window);
+  if (command == SW_HIDE && win->tray.empty() && X11HasWindowManager())
+    w->showMinimized(); // no tray icon to bring it back by: the task bar's
+  else if (command == SW_HIDE)
     w->hide();
-  else if (command == SW_RESTORE)
-    w->showNormal();
   else
-    w->show();
+    Show(w, command == SW_RESTORE);
 }
 
 bool GetWindowRect(Hwnd window, Rect* out) {
@@ -550,7 +611,7 @@ int DialogBox(WindowProc proc, LParam param) {
   Deliver(id, WM_INITDIALOG, 0, param);
   if (win->ended)
     return win->result;
-  win->widget->show();
+  Show(win->widget);
   SyncCarrier();
   if (!quitPending) {
     QEventLoop loop;
@@ -704,6 +765,20 @@ const WindowBackend backend = [] {
 }();
 
 } // namespace
+
+void QtEndProcess(int code) {
+  CarrierClose();
+  std::vector<unsigned long> natives;
+  {
+    std::lock_guard<std::mutex> guard(tableLock);
+    for (auto& [id, w] : windows)
+      if (w->widget != nullptr && w->widget->testAttribute(Qt::WA_WState_Created))
+        natives.push_back(static_cast<unsigned long>(w->widget->winId()));
+  }
+  X11AwaitNoChildren(natives.data(), static_cast<int>(natives.size()), 4000);
+  std::fflush(nullptr);
+  std::_Exit(code);
+}
 
 QWidget* QtWindowWidget(Hwnd window) {
   return WidgetOf(window);

@@ -74,7 +74,7 @@ PanelPlace FindPanel(std::chrono::seconds wait) {
         if (line.rfind("HEIGHT=", 0) == 0)
           p.height = std::atoi(line.c_str() + 7);
       }
-      if (p.width > 330 && p.height > 470)
+      if ((p.width > 330 && p.height > 470) || (p.width > 470 && p.height > 330))
         return p;
     }
     std::this_thread::sleep_for(300ms);
@@ -110,6 +110,24 @@ bool Running(pid_t pid) {
   return close != std::string::npos && close + 2 < text.size() && text[close + 2] != 'Z';
 }
 
+// True when the process shows a viewable window of its own.
+bool HasViewableWindow(pid_t pid) {
+  return !Output("xdotool search --onlyvisible --pid " + std::to_string(pid) + " 2>/dev/null")
+              .empty();
+}
+
+void Click(int x, int y) {
+  std::string command =
+      "xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " sleep 0.3 click 1";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+}
+
+// A second press where the pointer stands, without a move in between.
+void ClickAgain() {
+  std::this_thread::sleep_for(700ms);
+  ASSERT_EQ(std::system("xdotool click 1"), 0);
+}
+
 class PanelWithPanes : public testing::Test {
  protected:
   fs::path root;
@@ -139,16 +157,38 @@ class PanelWithPanes : public testing::Test {
   }
 
   void TearDown() override {
+    if (panelPid > 0)
+      for (pid_t pid : ChildrenOf(panelPid))
+        panes.push_back(pid);
     for (pid_t pid : panes) {
       if (kill(pid, 0) == 0)
         kill(pid, SIGKILL);
     }
     if (panelPid > 0)
       Stop(panelPid);
+    if (windowManager > 0)
+      Stop(windowManager);
     if (!root.empty()) {
       std::error_code ignored;
       fs::remove_all(root, ignored);
     }
+  }
+
+  pid_t windowManager = -1;
+
+  // The window manager named by SKERRY_TEST_WM (ctest runs the scenario with
+  // openbox and without any).
+  void StartWindowManager() {
+    const char* wm = std::getenv("SKERRY_TEST_WM");
+    if (wm == nullptr || *wm == '\0')
+      return;
+    windowManager = fork();
+    if (windowManager == 0) {
+      execlp(wm, wm, static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    std::this_thread::sleep_for(2s);
+    ASSERT_FALSE(Ended(windowManager, 0s)) << wm << " didn't start";
   }
 
   void StartPanel() {
@@ -251,6 +291,169 @@ TEST_F(PanelWithPanes, StartPageGameMenuHistoryAndPanesOutliveThePanel) {
   for (pid_t pid : panes)
     EXPECT_TRUE(Running(pid)) << "Pane " << pid << " ended with the Panel";
   CarrierDisconnect(&client);
+}
+
+// The Pane of the game channel stays on the Panel's screen through every
+// change of the Panel's window, with and without a window manager; the
+// process list holds exactly the two Panes, and after the exit road each has
+// a window of its own.
+TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
+  StartWindowManager();
+  StartPanel();
+  PanelPlace panel = FindPanel(30s);
+  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
+  fs::path shot = root / "shot.png";
+  unsigned seen = AwaitColour(shot, StartColour, panel.x + 140, panel.y + 374, 60, 20, 60s);
+  ASSERT_TRUE(Near(seen, StartColour)) << "start page not on the Panel's screen: " << Hex(seen);
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
+
+  struct Step {
+    const char* name;
+    unsigned message;
+    WParam w;
+    int pointerX, pointerY; // where the pointer stands for a turn
+  };
+  const Step steps[] = {
+      {"game channel", 0, 0, 0, 0},
+      {"minimize", 1033, 20030, 0, 0},
+      {"open from the tray menu", 273, 40001, 0, 0},
+      {"topmost on", 1033, 20200, 0, 0},
+      {"topmost off", 1033, 20200, 0, 0},
+      {"minimize once more", 1033, 20030, 0, 0},
+      {"a second start", 0, 1, 0, 0},
+      {"turned", 1033, 20180, 700, 400},
+      {"upright again", 1033, 20180, 400, 100},
+  };
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.name);
+    if (step.pointerX != 0) {
+      std::string move = "xdotool mousemove " + std::to_string(step.pointerX) + " " +
+                         std::to_string(step.pointerY);
+      ASSERT_EQ(std::system(move.c_str()), 0);
+    }
+    if (step.message != 0) {
+      ASSERT_TRUE(CarrierClientPost(&client, step.message, step.w, 0));
+    }
+    if (step.w == 1) {
+      pid_t first = panelPid;
+      StartPanel();
+      EXPECT_TRUE(Ended(panelPid, 30s)) << "a second Panel stayed";
+      panelPid = first;
+    }
+    if (step.w == 20030) {
+      std::this_thread::sleep_for(2s);
+      continue;
+    }
+    std::this_thread::sleep_for(1s);
+    panel = FindPanel(10s);
+    bool turned = panel.width > panel.height;
+    int x = panel.x + (turned ? 122 : 20), y = panel.y + (turned ? 20 : 74);
+    int w = turned ? 396 : 310, h = turned ? 310 : 396;
+    // The menu's dark area, at the middle and at the far end of the Pane.
+    seen = AwaitColour(shot, GameAreaColour, x + w / 2 - 30, y + h - 60, 60, 30, 60s);
+    EXPECT_TRUE(Near(seen, GameAreaColour)) << "game menu not on the Panel's screen: " << Hex(seen);
+    unsigned end = MeanColour(shot, x + w - 30, y + h - 60, 20, 30);
+    EXPECT_TRUE(Near(end, GameAreaColour)) << "the Pane doesn't reach its far end: " << Hex(end);
+    if (turned)
+      KeepPanelShot(shot, panel, "panel-turned.png");
+    EXPECT_EQ(ChildrenOf(panelPid).size(), 2u) << "Panes launched again or lost";
+  }
+
+  // The exit road: the Panes live on, each as a window of its own.
+  panes = ChildrenOf(panelPid);
+  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
+  EXPECT_TRUE(Ended(panelPid, 20s));
+  panelPid = -1;
+  std::this_thread::sleep_for(2s);
+  for (pid_t pid : panes) {
+    EXPECT_TRUE(Running(pid)) << "Pane " << pid << " ended with the Panel";
+    EXPECT_TRUE(HasViewableWindow(pid)) << "Pane " << pid << " runs without a window";
+  }
+  CarrierDisconnect(&client);
+}
+
+// Presses by the mouse: a second press without a move runs the zone under
+// the pointer again, Back reaches the Pane, and Close ends the closed Pane.
+TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
+  StartPanel();
+  PanelPlace panel = FindPanel(30s);
+  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
+  const int paneX = panel.x + 20, paneY = panel.y + 74;
+  fs::path shot = root / "shot.png";
+  unsigned seen = AwaitColour(shot, StartColour, paneX + 120, paneY + 300, 60, 20, 60s);
+  ASSERT_TRUE(Near(seen, StartColour)) << Hex(seen);
+  pid_t startPane = ChildrenOf(panelPid).front();
+
+  // Start (the game menu), a game, and Start twice: the game stays.
+  Click(panel.x + 173, panel.y + 496);
+  seen = AwaitColour(shot, GameAreaColour, paneX + 100, paneY + 330, 100, 30, 60s);
+  ASSERT_TRUE(Near(seen, GameAreaColour)) << "Start didn't open the game menu: " << Hex(seen);
+  std::this_thread::sleep_for(1s);
+  Click(paneX + 11, paneY + 12);
+  // Either game may come first.
+  unsigned game = ~0u;
+  auto until = Clock::now() + 90s;
+  while (!Near(game, GameColour) && !Near(game, 0x884400) && Clock::now() < until) {
+    std::this_thread::sleep_for(1s);
+    Screenshot(shot);
+    game = MeanColour(shot, paneX + 130, paneY + 200, 50, 50);
+  }
+  ASSERT_TRUE(Near(game, GameColour) || Near(game, 0x884400)) << "no game plays: " << Hex(game);
+  // Start on the game channel goes back to the start page, a second press
+  // where the pointer stands brings the game channel again.
+  Click(panel.x + 173, panel.y + 496);
+  ClickAgain();
+  std::this_thread::sleep_for(3s);
+  Screenshot(shot);
+  seen = MeanColour(shot, paneX + 130, paneY + 200, 50, 50);
+  EXPECT_TRUE(Near(seen, game)) << "Start pressed twice didn't show the game again: " << Hex(seen);
+
+  // Back (the << button) steps the game Pane back to its menu.
+  Click(panel.x + 113, panel.y + 496);
+  seen = AwaitColour(shot, GameAreaColour, paneX + 100, paneY + 330, 100, 30, 30s);
+  EXPECT_TRUE(Near(seen, GameAreaColour)) << "Back didn't reach the Pane: " << Hex(seen);
+
+  // Date twice shows the start page; Close then ends its Pane.
+  Click(panel.x + 30, panel.y + 66);
+  ClickAgain();
+  seen = AwaitColour(shot, StartColour, paneX + 120, paneY + 300, 60, 20, 30s);
+  EXPECT_TRUE(Near(seen, StartColour)) << "Date didn't show the start page: " << Hex(seen);
+  Click(panel.x + 316, panel.y + 66);
+  auto deadline = Clock::now() + 5s;
+  while (Running(startPane) && Clock::now() < deadline)
+    std::this_thread::sleep_for(100ms);
+  EXPECT_FALSE(Running(startPane)) << "the closed Pane still runs";
+}
+
+// A start with Rotate=90: the start page comes up turned and fills its place.
+TEST_F(PanelWithPanes, StartTurnedPlacesTheStartPage) {
+  std::string define;
+  {
+    std::ifstream in(program / "Define.ini");
+    define.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+  std::size_t at = define.find("Rotate=0");
+  ASSERT_NE(at, std::string::npos);
+  define.replace(at, 8, "Rotate=90");
+  std::ofstream(program / "Define.ini", std::ios::trunc) << define;
+  ASSERT_EQ(std::system("xdotool mousemove 700 400"), 0);
+  StartPanel();
+  fs::path shot = root / "shot.png";
+  PanelPlace panel;
+  auto deadline = Clock::now() + 30s;
+  while (panel.width <= panel.height && Clock::now() < deadline)
+    panel = FindPanel(10s);
+  ASSERT_GT(panel.width, panel.height) << "the panel didn't start turned";
+  const int x = panel.x + 122, y = panel.y + 20;
+  for (int left : {20, 200, 350}) {
+    unsigned seen = AwaitColour(shot, StartColour, x + left, y + 24, 30, 10, 60s);
+    EXPECT_TRUE(Near(seen, StartColour))
+        << "start page not at the turned place, " << left << " from its left: " << Hex(seen);
+  }
+  // Upright it would cover the face below the turned Pane.
+  EXPECT_FALSE(Near(MeanColour(shot, panel.x + 40, panel.y + 335, 250, 10), StartColour));
 }
 
 namespace {

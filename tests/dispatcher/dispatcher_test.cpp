@@ -34,7 +34,7 @@ void Rec(const std::string& line) {
 const DispatcherServices recording = [] {
   DispatcherServices s{};
   s.launchPane = [](PaneRow row, const char* address) {
-    static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video", "VideoSite"};
+    static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video", "VideoSite", "Image"};
     Rec(std::string("launch ") + rows[row] + " " + Text(address));
   };
   s.rebuildGameMenu = [](const char* menu, const char* folder, const char* patterns) {
@@ -606,6 +606,22 @@ TEST_F(Dispatcher, TrayCommands) {
   WinPostMessage(panel, WM_COMMAND, 12345, 0);
   HeadlessPump();
   EXPECT_EQ(outside, (Lines{"showPanel", "showPanel", "launch Home http://news.example/"}));
+
+  // The video folder and the image player, which no button opens.
+  outside.clear();
+  setenv("XDG_PICTURES_DIR", dir.c_str(), 1);
+  Define("[Video]\nStart=http://videos.example/\n");
+  WinPostMessage(panel, WM_COMMAND, 40004, 0);
+  WinPostMessage(panel, WM_COMMAND, 40005, 0);
+  HeadlessPump();
+  unsetenv("XDG_PICTURES_DIR");
+  ASSERT_EQ(outside.size(), 5u);
+  EXPECT_EQ(outside[0], "showPanel");
+  EXPECT_EQ(outside[2], "launch Video http://videos.example/");
+  EXPECT_EQ(outside[3], "showPanel");
+  EXPECT_EQ(outside[4], "launch Image " + dir.string());
+  EXPECT_EQ(Panel().Channel.load(), ChannelImage);
+  EXPECT_EQ(Panel().PreviousChannel, ChannelVideoFolder);
 }
 
 } // namespace

@@ -235,6 +235,24 @@ TEST_F(PanesTest, HiddenSlotPaneIsHiddenAndStaleSlotIsOverwritten) {
   CarrierDisconnect(&c);
 }
 
+TEST_F(PanesTest, PaneAnnouncedOnATurnedPanelTakesTheTurnedPlace) {
+  CarrierConnection c;
+  std::string error;
+  ASSERT_TRUE(CarrierConnect(&c, "", &error)) << error;
+  Panel().Channel = ChannelGame;
+  for (int rotation : {90, 0}) {
+    Panel().PanelRotation = rotation;
+    CarrierClientPost(&c, 1046, 0x31 + rotation, 0);
+    ASSERT_TRUE(ServiceUntil([&] { return Panel().PaneSlots[2] == Hwnd(0x31 + rotation); }));
+  }
+  // Only the turned one is moved; the upright place is the Pane's own.
+  CarrierFrame f;
+  ASSERT_EQ(CarrierClientRead(&c, &f, 2000), 1);
+  EXPECT_EQ(CarrierFormatFrame(f), "WINDOW MOVE 122 20 396 310\n");
+  EXPECT_EQ(CarrierClientRead(&c, &f, 300), 0);
+  CarrierDisconnect(&c);
+}
+
 TEST_F(PanesTest, RefusedOrImpossibleLaunchesStartNothingAndDontHang) {
   std::string fits(400, 'a'), tooLongLine(480, 'b'), tooLongAddress(512, 'c');
   PaneLaunch launch;
