@@ -263,6 +263,27 @@ class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
   }
 };
 
+// A file goes out in pieces as the socket takes them, so a game of any size
+// costs the program a few pieces of memory, not its size.
+constexpr qint64 FilePiece = 64 * 1024;
+constexpr qint64 UnsentLimit = 4 * FilePiece;
+
+void SendFile(QTcpSocket* socket, QFile* file) {
+  auto more = [socket, file] {
+    while (file->isOpen() && socket->bytesToWrite() < UnsentLimit) {
+      QByteArray piece = file->read(FilePiece);
+      if (piece.isEmpty()) {
+        file->close();
+        socket->disconnectFromHost();
+        return;
+      }
+      socket->write(piece);
+    }
+  };
+  QObject::connect(socket, &QTcpSocket::bytesWritten, file, more);
+  more();
+}
+
 void AnswerRequest(QTcpSocket* socket, const QByteArray& head) {
   bool isHead = false;
   std::string target = RequestTarget(head.toStdString(), &isHead);
@@ -274,16 +295,20 @@ void AnswerRequest(QTcpSocket* socket, const QByteArray& head) {
   } else {
     answer = AnswerGameRequest(pane.games, target);
   }
-  QByteArray body;
-  if (!answer.file.empty()) {
-    QFile file(QString::fromStdString(answer.file));
-    if (file.open(QIODevice::ReadOnly))
-      body = file.readAll();
-  } else {
-    body = QByteArray::fromStdString(answer.body);
-  }
   if (!answer.game.empty())
     ReportAddress(QString::fromStdString(answer.game));
+  if (!answer.file.empty()) {
+    auto* file = new QFile(QString::fromStdString(answer.file), socket);
+    bool open = file->open(QIODevice::ReadOnly);
+    socket->write(QByteArray::fromStdString(AnswerHead(answer, open ? file->size() : 0)));
+    if (open && !isHead) {
+      SendFile(socket, file);
+      return;
+    }
+    socket->disconnectFromHost();
+    return;
+  }
+  QByteArray body = QByteArray::fromStdString(answer.body);
   socket->write(QByteArray::fromStdString(AnswerHead(answer, body.size())));
   if (!isHead)
     socket->write(body);
@@ -312,7 +337,12 @@ void StartGameServer(QObject* owner, const QString& programDir) {
   QObject::connect(server, &QTcpServer::newConnection, server, [server] {
     while (QTcpSocket* socket = server->nextPendingConnection()) {
       QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-      QTimer::singleShot(30000, socket, [socket] { socket->abort(); });
+      // A client that doesn't finish its request in time is cut off; an
+      // answer that is still going out runs on.
+      QTimer::singleShot(30000, socket, [socket] {
+        if (!socket->property("answered").toBool())
+          socket->abort();
+      });
       auto* head = new QByteArray;
       QObject::connect(socket, &QObject::destroyed, [head] { delete head; });
       QObject::connect(socket, &QTcpSocket::readyRead, socket, [socket, head] {
@@ -734,7 +764,7 @@ int main(int argc, char** argv) {
         (start.isDir() ? start.absoluteFilePath() : start.absolutePath()).toStdString());
   }
   pane.local.gameHost = pane.gameHost.toLower().toStdString();
-  pane.local.servers.push_back({pane.serverPort, pane.games.token});
+  pane.local.servers.push_back({pane.serverPort, pane.games.token, "/ruffle/"});
   pane.local.servers.push_back(VideoStreamServer());
 
   auto* interceptor = new GameHostRedirect;

@@ -44,8 +44,12 @@ bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request) {
   if (request.host != "127.0.0.1")
     return false;
   for (const LoopbackServer& server : policy.servers) {
-    if (server.port > 0 && request.port == server.port && !server.token.empty() &&
+    if (server.port <= 0 || request.port != server.port)
+      continue;
+    if (!server.token.empty() &&
         request.path.compare(0, server.token.size() + 2, "/" + server.token + "/") == 0)
+      return true;
+    if (!server.open.empty() && request.path.compare(0, server.open.size(), server.open) == 0)
       return true;
   }
   return false;

@@ -15,6 +15,7 @@
 struct LoopbackServer {
   int port = 0;
   std::string token;
+  std::string open; // a first path segment anyone may read ("/ruffle/"); empty: none
 };
 
 struct LocalPolicy {

@@ -140,7 +140,7 @@ void StartVideoStreams(QObject* owner) {
 }
 
 LoopbackServer VideoStreamServer() {
-  return {streams.port, streams.token};
+  return {streams.port, streams.token, ""};
 }
 
 QByteArray VideoPlayerFor(const QString& pagePath) {

@@ -1,6 +1,7 @@
 // The game server's answers on real files in a temporary program folder:
 // which games are played, which requests are refused, and the HTTP pieces.
 #include "browser/game_server.h"
+#include "browser/local_pages.h"
 
 #include <gtest/gtest.h>
 
@@ -156,4 +157,45 @@ TEST(GameServer, TextHelpers) {
   EXPECT_EQ(EncodePathForLink("sub dir/\"x'<y>.swf"), "sub%20dir/%22x%27%3Cy%3E.swf");
   EXPECT_EQ(TypeForName("core.WASM"), "application/wasm");
   EXPECT_EQ(TypeForName("noending"), "application/octet-stream");
+}
+
+// What a local page may reach: files of its folders (links and ".." resolved
+// first), the game host, the program's listeners by their secret or open
+// path, inline data; nothing else.
+TEST(LocalPages, ReachOnlyTheirFoldersAndTheProgramsServers) {
+  std::string root = std::filesystem::temp_directory_path() / "skerry-local-pages";
+  std::filesystem::remove_all(root);
+  std::filesystem::create_directories(root + "/Web/icon");
+  std::filesystem::create_symlink("/etc/hostname", root + "/Web/out");
+  LocalPolicy policy;
+  policy.roots = {root + "/Web"};
+  policy.gameHost = "skerry.local";
+  policy.servers = {{4000, "abc", "/ruffle/"}, {4001, "def", ""}};
+  struct Row {
+    const char* name;
+    LocalRequest request;
+    bool allowed;
+  } rows[] = {
+      {"file beside", {"file", "", -1, root + "/Web/Menu1.htm"}, true},
+      {"file below", {"file", "", -1, root + "/Web/icon/yellow01.jpg"}, true},
+      {"player page scheme", {"skerry-page", "", -1, root + "/Web/a.htw"}, true},
+      {"other file", {"file", "", -1, "/etc/hostname"}, false},
+      {"dot-dot out", {"file", "", -1, root + "/Web/../secret"}, false},
+      {"link out", {"file", "", -1, root + "/Web/out"}, false},
+      {"neighbour folder", {"file", "", -1, root + "/Webby/x"}, false},
+      {"game host", {"http", "skerry.local", -1, "/ombrel/TodayAD.asp"}, true},
+      {"game host over https", {"https", "skerry.local", -1, "/"}, false},
+      {"other host", {"http", "example.com", -1, "/"}, false},
+      {"game server by its secret", {"http", "127.0.0.1", 4000, "/abc/Game/a.swf"}, true},
+      {"game server's open route", {"http", "127.0.0.1", 4000, "/ruffle/ruffle.js"}, true},
+      {"game server without secret", {"http", "127.0.0.1", 4000, "/Game/a.swf"}, false},
+      {"stream server", {"http", "127.0.0.1", 4001, "/def/video?path=x"}, true},
+      {"stream server has no open route", {"http", "127.0.0.1", 4001, "/ruffle/x"}, false},
+      {"other loopback port", {"http", "127.0.0.1", 4002, "/abc/x"}, false},
+      {"inline data", {"data", "", -1, ""}, true},
+      {"other scheme", {"ftp", "skerry.local", -1, "/"}, false},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(LocalPageMayReach(policy, row.request), row.allowed) << row.name;
+  std::filesystem::remove_all(root);
 }

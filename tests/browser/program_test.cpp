@@ -544,3 +544,32 @@ TEST_F(BrowserProgram, HostileNamesListAndPlay) {
     Stop(pid);
   }
 }
+
+// A game of 1 GiB asked of the game server (here by a page's image) goes out
+// in pieces: the program's memory never holds it.
+TEST_F(BrowserProgram, BigGamesAreSentInPieces) {
+  Program program;
+  fs::path big = program.root / "Game" / "big.htm";
+  { std::ofstream(big) << "<html>"; }
+  fs::resize_file(big, 1ull << 30);
+  std::ofstream(program.root / "Web" / "big.htm")
+      << "<html><body><img src=\"http://skerry.local/ombrel/TodayAD.asp?data1="
+      << fs::canonical(big).string() << "\"></body></html>";
+  FakePanel panel(program.runtime / "skerry" / "panel.sock");
+  pid_t pid = Start(program, {program.Page("big.htm"), "/h5"}, program.runtime, "big.log");
+  ASSERT_TRUE(panel.Accept(20s));
+  EXPECT_TRUE(panel.Expect("HELLO " + std::to_string(pid), 10s));
+  panel.Send("HELLO 0");
+  EXPECT_TRUE(panel.Expect("TEXT 2010 " + fs::canonical(big).string(), 30s));
+  std::this_thread::sleep_for(10s);
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  long peakKb = -1;
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("VmHWM:", 0) == 0)
+      peakKb = std::stol(line.substr(6));
+  EXPECT_GT(peakKb, 0);
+  EXPECT_LT(peakKb, 600L * 1024) << "peak memory " << peakKb << " kB";
+  panel.Send("POST 18 0 0");
+  EXPECT_TRUE(Ended(pid, 20s));
+  Stop(pid);
+}
