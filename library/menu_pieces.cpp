@@ -199,7 +199,8 @@ void RemoveStaleTemporaries(const std::string& path) {
   if (slash == std::string::npos)
     return;
   std::string folder = path.substr(0, slash);
-  std::string pattern = "." + path.substr(slash + 1) + ".??????";
+  std::string pattern = ".";
+  pattern.append(path, slash + 1).append(".??????");
   std::vector<FileEntry> stale;
   FindFiles(folder.empty() ? "/" : folder, pattern.c_str(), stale);
   for (const FileEntry& e : stale)

@@ -158,7 +158,7 @@ std::string CarrierFormatFrame(const CarrierFrame& f) {
   case CarrierFrameWindow:
     s = "WINDOW " + f.text;
     for (long a : f.args)
-      s += " " + std::to_string(a);
+      s.append(" ").append(std::to_string(a));
     break;
   }
   s += '\n';

@@ -181,6 +181,6 @@ std::string ProcessCommandLine(const ProcessRequest& request) {
   };
   std::string line = quote(request.program);
   for (const std::string& a : request.arguments)
-    line += " " + quote(a);
+    line.append(" ").append(quote(a));
   return line;
 }

@@ -383,7 +383,10 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
   std::string extension;
   NameParts(url, stem, extension);
   for (int n = 1; n < 100000; ++n) {
-    std::string tail = "[" + std::to_string(n) + "]" + (extension.empty() ? "" : "." + extension);
+    std::string tail = "[";
+    tail.append(std::to_string(n)).append("]");
+    if (!extension.empty())
+      tail.append(".").append(extension);
     std::size_t room = folder.size() + 1 + tail.size();
     if (room + 1 >= MaxPath)
       return std::string();

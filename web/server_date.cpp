@@ -47,7 +47,7 @@ int ClockHost(char* out) {
 
 std::uint32_t ParseServerDate(const char* text) {
   const char* comma = std::strchr(text, ',');
-  std::string s = comma != nullptr ? std::string(comma + 1) : " " + std::string(text);
+  std::string s = comma != nullptr ? std::string(comma + 1) : std::string(" ").append(text);
   if (s.empty())
     return 0;
   std::size_t starts[5] = {0, 0, 0, 0, 0};
