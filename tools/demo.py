@@ -331,9 +331,27 @@ def first_start(sites, shots, carrier):
     screenshot(shots, "demo-5-videos.png")
 
 
-def second_start(shots, carrier):
-    # The program started again: the game menu holds what was collected.
-    time.sleep(10)
+def pane_running(program, page):
+    """Whether a Pane of the program shows the given page of Web/."""
+    lumbrel = os.path.join(program, "Lumbrel.dll")
+    for pid in os.listdir("/proc"):
+        try:
+            words = open("/proc/%s/cmdline" % pid, "rb").read().split(b"\0")
+            if words[0].decode() == lumbrel and any(w.endswith(page.encode()) for w in words):
+                return True
+        except (OSError, UnicodeDecodeError, IndexError):
+            pass
+    return False
+
+
+def second_start(shots, carrier, program):
+    # The program started again: the game menu holds what was collected. The
+    # start page's Pane takes the game channel's slot, so the menu is asked
+    # for once that Pane is up and has announced itself.
+    end = time.time() + 60
+    while time.time() < end and not pane_running(program, "iStart.htm"):
+        time.sleep(0.5)
+    time.sleep(8)
     carrier.post(1033, 20100)
     time.sleep(12)
     screenshot(shots, "demo-6-game-menu.png")
@@ -411,7 +429,7 @@ def main():
             end_panel(panel, Carrier(sock), program)
             panel = start()
             carrier = Carrier(sock)
-            second_start(shots, carrier)
+            second_start(shots, carrier, program)
             end_panel(panel, carrier, program)
     finally:
         if panel.poll() is None:

@@ -15,14 +15,20 @@ done
 cmake --build build/fuzz -j "$(nproc)" --target "${targets[@]}"
 
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
-for t in "${targets[@]}"; do
-  name=${t#fuzz_}
+# One target per core at a time; the first that finds something shows its log
+# and fails the run.
+run_one() {
+  name=$1
+  seconds=$2
   work=build/fuzz/corpus/$name
   mkdir -p "$work"
   seeds=()
   [ -d "fuzz/corpus/$name" ] && seeds=("fuzz/corpus/$name")
   echo "fuzz: $name for ${seconds}s"
-  "build/fuzz/fuzz/$t" -max_total_time="$seconds" -print_final_stats=0 "$work" "${seeds[@]}" \
-    2>build/fuzz/$name.log || { tail -50 build/fuzz/$name.log; exit 1; }
-done
+  "build/fuzz/fuzz/fuzz_$name" -max_total_time="$seconds" -print_final_stats=0 "$work" \
+    "${seeds[@]}" 2>"build/fuzz/$name.log" || { tail -50 "build/fuzz/$name.log"; return 1; }
+}
+export -f run_one
+printf '%s\n' "${targets[@]#fuzz_}" |
+  xargs -P "$(nproc)" -I{} bash -c 'run_one "$1" "$2"' _ {} "$seconds" || exit 1
 echo "fuzz: all targets ran ${seconds}s without a finding"
