@@ -1,8 +1,9 @@
 // Feeds arbitrary bytes as an INI file to the INI engine, the settings
 // store and the hosts table (whose entries must all be numeric addresses
 // with ports in range): lookups, macro expansion with the file's own Env sections, a write
-// and the read that must give back what was written, and removals. Runs in a
-// temporary folder of its own.
+// and the read that must give back what was written, and removals. Runs in
+// memory: the engine parses the bytes as it would a file's, and its writes
+// edit them there.
 #include "platform/ini.h"
 #include "platform/hosts.h"
 #include "shell/module_path.h"
@@ -12,28 +13,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 namespace {
 
-// Made on first use and removed at exit; never destroyed before that.
+// The files of the run live in memory only (IniUseText): these paths never
+// reach the disk.
 const std::string& Folder() {
   static const std::string* folder = [] {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "skerry-fuzz-ini-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr)
-      std::abort();
-    setenv("SKERRY_SYSTEM_DIR", (pattern + "/sys").c_str(), 1);
-    SetModulePathForTests(pattern + "/skerry");
-    return new std::string(pattern);
+    auto* f = new std::string("/nonexistent/skerry-fuzz-ini");
+    setenv("SKERRY_SYSTEM_DIR", (*f + "/sys").c_str(), 1);
+    SetModulePathForTests(*f + "/skerry");
+    return f;
   }();
-  static const bool cleanup = std::atexit([] {
-                                std::error_code ignored;
-                                std::filesystem::remove_all(*folder, ignored);
-                              }) == 0;
-  (void)cleanup;
   return *folder;
 }
 
@@ -53,10 +45,9 @@ std::string NameFrom(const std::uint8_t* data, std::size_t size, std::size_t at)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string file = Folder() + "/Define.ini";
-  {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  }
+  const std::string bytes(reinterpret_cast<const char*>(data), size);
+  IniUseText(file, bytes);
+  IniUseText(HostsFilePath(), bytes);
   const std::string section = size > 0 ? NameFrom(data, size, size / 2) : "s";
   const std::string key = size > 0 ? NameFrom(data, size, size / 3) : "k";
 
@@ -71,9 +62,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   IniKeys(file.c_str(), section.c_str());
   IniSections(file.c_str());
 
-  std::filesystem::create_directories(Folder() + "/sys");
-  std::filesystem::copy_file(file, HostsFilePath(),
-                             std::filesystem::copy_options::overwrite_existing);
   HostEntry entry;
   for (const HostEntry& listed : ReadHostsTable())
     if (listed.port > 65535 ||

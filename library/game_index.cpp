@@ -91,9 +91,6 @@ std::string GameAltText(const std::string& rel) {
 bool Fits(const GameRun& g, const std::string& fullPath, std::string& rel) {
   if (fullPath.size() > MenuPathMax || !RelativeBelow(g.run.programDir, fullPath, rel))
     return false;
-  if (rel.find('\\') != std::string::npos || !IndexKeepsText(g.run.index, rel, true) ||
-      !IndexKeepsText(g.run.index, rel, false))
-    return false;
   return GameLink(g, fullPath).size() <= MenuLinkMax && GameAltText(rel).size() <= MenuLinkMax;
 }
 

@@ -42,9 +42,9 @@ void NumberingVisit(const std::string& fullPath, const FileEntry& entry);
 std::uint32_t AssignGameNumber(const char* fullPath);
 
 // Whether the running rebuild can index and show a game: it lies below the
-// program folder; its relative path is a key and a value that iGame.ini
-// stores and reads back unchanged and holds no backslash; its link and alt
-// text fit MenuLinkMax. Such games are left out of index and menu alike.
+// program folder, its full path fits MenuPathMax, and its link and alt text
+// fit MenuLinkMax. Such games are left out of index and menu alike; any
+// bytes of a name are listed (AssignNumber).
 bool GameFitsMenu(const std::string& fullPath);
 
 // Writes one game's cell with whatever its position calls for (the end of

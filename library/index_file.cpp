@@ -171,11 +171,25 @@ void Parse(IndexFile& index) {
 } // namespace
 
 void IndexLoad(IndexFile& index, const std::string& path) {
+  std::string text;
+  if (!ReadWholeFile(path, text, IndexFileMaxBytes))
+    text.clear();
+  IndexParse(index, path, std::move(text));
+}
+
+void IndexParse(IndexFile& index, const std::string& path, std::string text) {
   index = IndexFile();
   index.path = path;
-  if (!ReadWholeFile(path, index.text, IndexFileMaxBytes))
-    index.text.clear();
+  index.text = std::move(text);
   Parse(index);
+}
+
+std::string IndexKeyName(const IndexFile& index, const char* section, const std::string& key) {
+  const IndexSection* s = LiveSection(index, section);
+  if (!s)
+    return std::string();
+  auto it = s->byKey.find(AsciiLower(key));
+  return it == s->byKey.end() ? std::string() : s->entries[it->second].name;
 }
 
 std::string IndexRead(const IndexFile& index, const char* section, const std::string& key) {

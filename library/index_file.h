@@ -64,6 +64,14 @@ constexpr std::size_t IndexFileMaxBytes = 32u << 20;
 // Loads path (a missing or unreadable file is an empty index).
 void IndexLoad(IndexFile& index, const std::string& path);
 
+// Loads text as the bytes of the file at path (what IndexLoad does once it
+// has read them); IndexSave would write to path.
+void IndexParse(IndexFile& index, const std::string& path, std::string text);
+
+// The key of section that key finds (keys are found ignoring case), spelled
+// as stored; empty when there is none.
+std::string IndexKeyName(const IndexFile& index, const char* section, const std::string& key);
+
 // The value of section/key as ProfileRead would give it: macros expanded,
 // a registry reference followed, "@@" turned into a line break; at most
 // 1,023 bytes. Empty when the key is missing.

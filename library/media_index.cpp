@@ -33,9 +33,6 @@ struct ActiveMedia {
 bool Fits(const IndexRun& run, const std::string& fullPath, std::string& rel) {
   if (fullPath.size() + 4 > MenuPathMax || !RelativeBelow(run.programDir, fullPath, rel))
     return false;
-  if (rel.find('\\') != std::string::npos || !IndexKeepsText(run.index, rel, true) ||
-      !IndexKeepsText(run.index, rel, false))
-    return false;
   if (MediaFolderPrefix.empty() || fullPath.size() <= MediaFolderPrefix.size() ||
       fullPath.compare(0, MediaFolderPrefix.size(), MediaFolderPrefix) != 0)
     return false;

@@ -194,20 +194,58 @@ std::uint32_t IndexNumber(const std::string& text) {
   return value;
 }
 
-void RemoveStaleTemporaries(const std::string& path) {
-  std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos)
-    return;
-  std::string folder = path.substr(0, slash);
-  std::string pattern = ".";
-  pattern.append(path, slash + 1).append(".??????");
-  std::vector<FileEntry> stale;
-  FindFiles(folder.empty() ? "/" : folder, pattern.c_str(), stale);
-  for (const FileEntry& e : stale)
-    if (!e.isDirectory && e.name.size() == pattern.size() &&
-        e.name.compare(0, pattern.size() - 6, pattern, 0, pattern.size() - 6) == 0)
-      unlink((folder + "/" + e.name).c_str());
+namespace {
+
+// A relative path that the index can't store as it stands (a name with "=",
+// a leading ";" or "[", blanks at an end, a macro or a backslash, or one that
+// another spelling of the same letters holds already, as keys are found
+// ignoring case) is stored as "/" and the lower-case hex of its bytes: no
+// relative path begins with "/", and every spelling gets a key of its own.
+std::string HexForm(const std::string& rel) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out = "/";
+  for (unsigned char c : rel) {
+    out += digits[c >> 4];
+    out += digits[c & 15];
+  }
+  return out;
 }
+
+bool StoredAsItStands(const IndexRun& run, const std::string& rel) {
+  return rel.find('\\') == std::string::npos && IndexKeepsText(run.index, rel, true) &&
+         IndexKeepsText(run.index, rel, false);
+}
+
+std::string NameKey(const IndexRun& run, const std::string& rel) {
+  if (!StoredAsItStands(run, rel))
+    return HexForm(rel);
+  std::string held = IndexKeyName(run.index, run.nameSection, rel);
+  return held.empty() || held == rel ? rel : HexForm(rel);
+}
+
+// The path that a stored value stands for; empty for a broken hex form.
+std::string FromStored(const std::string& stored) {
+  if (stored.empty() || stored[0] != '/') {
+    std::string rel = stored;
+    for (char& c : rel)
+      if (c == '\\')
+        c = '/';
+    return rel;
+  }
+  auto value = [](char c) {
+    return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+  };
+  std::string rel;
+  for (std::size_t i = 1; i + 1 < stored.size(); i += 2) {
+    int high = value(stored[i]), low = value(stored[i + 1]);
+    if (high < 0 || low < 0)
+      return std::string();
+    rel += static_cast<char>(high * 16 + low);
+  }
+  return stored.size() % 2 == 1 ? rel : std::string();
+}
+
+} // namespace
 
 std::uint32_t IndexedFiles(const IndexRun& run) {
   return IndexNumber(IndexRead(run.index, "Status", "Files"));
@@ -215,9 +253,11 @@ std::uint32_t IndexedFiles(const IndexRun& run) {
 
 std::uint32_t AssignNumber(IndexRun& run, const std::string& rel) {
   std::uint32_t files = IndexedFiles(run);
-  std::uint32_t held = IndexNumber(IndexRead(run.index, run.nameSection, rel));
+  const std::string key = NameKey(run, rel);
+  const std::string stored = StoredAsItStands(run, rel) ? rel : HexForm(rel);
+  std::uint32_t held = IndexNumber(IndexRead(run.index, run.nameSection, key));
   if (held >= 1 && held <= files) {
-    IndexWrite(run.index, run.numberSection, std::to_string(held), rel);
+    IndexWrite(run.index, run.numberSection, std::to_string(held), stored);
     return held;
   }
   if (files >= IndexNumberMax) {
@@ -226,8 +266,8 @@ std::uint32_t AssignNumber(IndexRun& run, const std::string& rel) {
   }
   std::uint32_t n = files + 1;
   std::string number = std::to_string(n);
-  IndexWrite(run.index, run.nameSection, rel, number);
-  IndexWrite(run.index, run.numberSection, number, rel);
+  IndexWrite(run.index, run.nameSection, key, number);
+  IndexWrite(run.index, run.numberSection, number, stored);
   IndexWrite(run.index, "Status", "Files", number);
   return n;
 }
@@ -243,10 +283,7 @@ bool IndexHasGap(const IndexRun& run) {
 }
 
 std::string NumberedPath(const IndexRun& run, std::uint32_t n) {
-  std::string rel = IndexRead(run.index, run.numberSection, std::to_string(n));
-  for (char& c : rel)
-    if (c == '\\')
-      c = '/';
+  std::string rel = FromStored(IndexRead(run.index, run.numberSection, std::to_string(n)));
   std::string checked;
   if (!RelativeBelow(run.programDir, run.programDir + "/" + rel, checked))
     return std::string();

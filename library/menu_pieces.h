@@ -78,10 +78,6 @@ bool RelativeBelow(const std::string& base, const std::string& full, std::string
 // blanks; 0 for anything else or for more than nine digits.
 std::uint32_t IndexNumber(const std::string& text);
 
-// Removes what killed writers may have left beside path: temporary files of
-// the form ".<name of path>.XXXXXX".
-void RemoveStaleTemporaries(const std::string& path);
-
 // The numbering state of a running rebuild: its index file in memory and the
 // names of its two sections ("GameName"/"GameNo" or "Name"/"No").
 struct IndexRun {
@@ -96,7 +92,10 @@ struct IndexRun {
 std::uint32_t IndexedFiles(const IndexRun& run);
 
 // Numbers the file of relative path rel: a number from 1 to Files that the
-// name section holds for it is kept, anything else gives Files + 1. Writes
+// name section holds for it is kept, anything else gives Files + 1. Every
+// path gets a key of its own, whatever bytes it holds and whatever other
+// spellings of it (ignoring case) the folder holds; one that the index
+// can't keep as it stands is stored in a hex form that NumberedPath reads. Writes
 // the number section's entry. Result: the number; 0 when Files + 1 would
 // pass the nine digits an index number has (the run is then full, which
 // counts as a gap, so the index is dropped rather than wrapped to 0).
@@ -105,6 +104,7 @@ std::uint32_t AssignNumber(IndexRun& run, const std::string& rel);
 // Whether some number from 1 to Files has no entry in the number section.
 bool IndexHasGap(const IndexRun& run);
 
-// The relative path that number n stands for, backslashes read as "/";
+// The relative path that number n stands for (backslashes of a path stored
+// as it stands read as "/");
 // empty when there is none or when it would lead out of the program folder.
 std::string NumberedPath(const IndexRun& run, std::uint32_t n);

@@ -1,18 +1,24 @@
 // Folder listings over opendir/readdir with statx per entry (relative to the
 // open folder, so a long folder path costs nothing per entry), the wildcard
-// matcher, and whole-file writes by temporary file and rename.
+// matcher, and whole-file writes by temporary file and rename: the one
+// atomic replacement that the INI engine and the library pages share.
 #include "platform/files.h"
 
 #include "platform/ascii.h"
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <mutex>
+#include <unordered_map>
 
 namespace {
 
@@ -143,6 +149,9 @@ bool BeginFileReplacement(const std::string& path, FileReplacement& r) {
   int fd = mkostemp(temp.data(), O_CLOEXEC);
   if (fd < 0)
     return false;
+  // Held until the file is closed, so a sweep can tell a live writer's
+  // temporary file from one that a killed writer left.
+  flock(fd, LOCK_EX | LOCK_NB);
   r.fd = fd;
   r.temp = temp;
   r.path = path;
@@ -176,6 +185,47 @@ void AbandonFileReplacement(FileReplacement& r) {
 bool WriteFileAtomically(const std::string& path, const std::string& bytes) {
   FileReplacement r;
   return BeginFileReplacement(path, r) && FinishFileReplacement(r, bytes);
+}
+
+void RemoveStaleTemporaries(const std::string& path) {
+  std::size_t slash = path.rfind('/');
+  std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+  std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (folder.empty())
+    folder = "/";
+  if (base.empty())
+    return;
+  static std::mutex* lock = new std::mutex;
+  static auto* looked = new std::unordered_map<std::string, std::chrono::steady_clock::time_point>;
+  auto now = std::chrono::steady_clock::now();
+  {
+    std::lock_guard guard(*lock);
+    auto [at, fresh] = looked->try_emplace(path, now);
+    if (!fresh && now - at->second < std::chrono::seconds(StaleTemporarySeconds))
+      return;
+    at->second = now;
+    if (looked->size() > 256)
+      looked->clear();
+  }
+  std::string pattern = "." + base + ".??????";
+  std::vector<std::string> found;
+  ForEachFileEntry(folder, pattern.c_str(), [&](const FileEntry& e) {
+    // The pattern ignores case; the temporary files of path don't.
+    if (!e.isDirectory && !e.isLink && e.name.compare(1, base.size(), base) == 0)
+      found.push_back(folder + "/" + e.name);
+    return true;
+  });
+  time_t oldest = time(nullptr) - StaleTemporarySeconds;
+  for (const std::string& temp : found) {
+    int fd = open(temp.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0)
+      continue;
+    struct stat st {};
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_mtime < oldest &&
+        flock(fd, LOCK_EX | LOCK_NB) == 0)
+      unlink(temp.c_str());
+    close(fd);
+  }
 }
 
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes) {

@@ -72,9 +72,9 @@ bool WriteAll(int fd, const char* data, std::size_t size);
 
 // The same in two steps, for a writer that must know whether the file can be
 // made before it does other work: Begin makes the temporary file (false when
-// the folder can't take it), Finish writes bytes and renames (false when
-// anything fails, and then nothing is left behind), Abandon drops it. Each
-// Begin that succeeded is followed by exactly one Finish or Abandon.
+// the folder can't take it; the file is locked while it is open), Finish writes bytes and renames
+// (false when anything fails, and then nothing is left behind), Abandon drops it. Each Begin that
+// succeeded is followed by exactly one Finish or Abandon.
 struct FileReplacement {
   int fd = -1;
   std::string temp; // the temporary file beside path
@@ -83,6 +83,16 @@ struct FileReplacement {
 bool BeginFileReplacement(const std::string& path, FileReplacement& r);
 bool FinishFileReplacement(FileReplacement& r, const std::string& bytes);
 void AbandonFileReplacement(FileReplacement& r);
+
+// A temporary file of a replacement whose writer was killed is left beside
+// path; one older than this, that no writer holds, is stale.
+constexpr int StaleTemporarySeconds = 60;
+
+// Removes the stale temporary files beside path (".<name of path>.XXXXXX",
+// older than StaleTemporarySeconds and not held by a live writer, so two
+// processes replacing the same file never break each other's write). Looks
+// at most once per StaleTemporarySeconds per path.
+void RemoveStaleTemporaries(const std::string& path);
 
 // Reads up to maxBytes of path into out. Result: false when the file can't
 // be opened or is longer than maxBytes (out is then empty).

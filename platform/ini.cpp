@@ -19,20 +19,17 @@
 #include "platform/ascii.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <mutex>
-#include <random>
 #include <unordered_map>
 #include <vector>
 
@@ -95,6 +92,9 @@ using ParsedPtr = std::shared_ptr<const Parsed>;
 std::mutex cacheMutex;
 // Never destroyed: job threads may still read settings while the process ends.
 std::unordered_map<std::string, ParsedPtr>& cache = *new std::unordered_map<std::string, ParsedPtr>;
+// Paths whose text lives in memory (IniUseText); guarded by cacheMutex.
+std::unordered_map<std::string, ParsedPtr>& memoryFiles =
+    *new std::unordered_map<std::string, ParsedPtr>;
 std::mutex writeMutex;
 std::atomic<std::size_t> parseCount{0};
 
@@ -190,6 +190,22 @@ void ParseText(Body& p) {
   parseCount.fetch_add(1, std::memory_order_relaxed);
 }
 
+std::shared_ptr<const Body> BodyOf(std::string text) {
+  auto body = std::make_shared<Body>();
+  body->text = std::move(text);
+  ParseText(*body);
+  return body;
+}
+
+// A record that stands for a file of these bytes, for text held in memory.
+ParsedPtr InMemory(std::string text) {
+  auto p = std::make_shared<Parsed>();
+  p->exists = true;
+  p->size = static_cast<off_t>(text.size());
+  p->body = BodyOf(std::move(text));
+  return p;
+}
+
 // Reads path as it is now and parses it, unless its bytes equal those of
 // known (the body is then shared). A missing or unreadable file gives a record
 // with exists == false.
@@ -228,10 +244,7 @@ ParsedPtr ReadFresh(const std::string& path, const Parsed* known) {
     p->body = known->body;
     return p;
   }
-  auto body = std::make_shared<Body>();
-  body->text = std::move(text);
-  ParseText(*body);
-  p->body = std::move(body);
+  p->body = BodyOf(std::move(text));
   return p;
 }
 
@@ -249,6 +262,8 @@ ParsedPtr Load(const std::string& path) {
   ParsedPtr known;
   {
     std::lock_guard lock(cacheMutex);
+    if (auto m = memoryFiles.find(path); m != memoryFiles.end())
+      return m->second;
     auto it = cache.find(path);
     if (it != cache.end()) {
       if (StillValid(*it->second, path))
@@ -356,59 +371,9 @@ std::string Edited(const Body& p, const std::string& section, const char* key, c
   return out;
 }
 
-constexpr int StaleTemporarySeconds = 60;
-
-bool IsTemporaryOf(const std::string& name, const std::string& base) {
-  if (name.size() != base.size() + 18 || name[0] != '.' ||
-      name.compare(1, base.size(), base) != 0 || name[base.size() + 1] != '.')
-    return false;
-  for (std::size_t i = base.size() + 2; i < name.size(); ++i) {
-    char c = name[i];
-    if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')))
-      return false;
-  }
-  return true;
-}
-
-// Temporary files that killed writers left beside a file: ".<name>.<16 hex>",
-// older than a minute and locked by nobody (a writer holds a lock on its
-// temporary file until it is renamed). Looked for at most once a minute per
-// folder and name.
-void RemoveStaleTemporaries(const std::string& folder, const std::string& base) {
-  static std::mutex* lock = new std::mutex;
-  static auto* looked = new std::unordered_map<std::string, std::chrono::steady_clock::time_point>;
-  auto now = std::chrono::steady_clock::now();
-  {
-    std::lock_guard guard(*lock);
-    auto [at, fresh] = looked->try_emplace(folder + "/" + base, now);
-    if (!fresh && now - at->second < std::chrono::seconds(StaleTemporarySeconds))
-      return;
-    at->second = now;
-    if (looked->size() > MaxCachedFiles)
-      looked->clear();
-  }
-  std::vector<std::string> stale;
-  ForEachFileEntry(folder, ("." + base + ".*").c_str(), [&](const FileEntry& e) {
-    if (!e.isDirectory && !e.isLink && IsTemporaryOf(e.name, base))
-      stale.push_back(folder + "/" + e.name);
-    return true;
-  });
-  time_t oldest = time(nullptr) - StaleTemporarySeconds;
-  for (const std::string& temp : stale) {
-    int fd = open(temp.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-    if (fd < 0)
-      continue;
-    struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_mtime < oldest &&
-        flock(fd, LOCK_EX | LOCK_NB) == 0)
-      unlink(temp.c_str());
-    close(fd);
-  }
-}
-
-// Writes bytes to a new file beside path and renames it over path. The
-// temporary file takes the old file's mode, or the umask's for a new file,
-// and its data is on the disk before the rename.
+// Writes bytes over path (the file a symbolic link names, not the link) by
+// the one atomic replacement of the platform, and sweeps up what killed
+// writers left beside it.
 bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed) {
   std::string target = path;
   if (existed) {
@@ -417,45 +382,21 @@ bool ReplaceFile(const std::string& path, const std::string& bytes, bool existed
       std::free(real);
     }
   }
-  std::size_t slash = target.rfind('/');
-  std::string folder = slash == std::string::npos ? "." : target.substr(0, slash);
-  std::string base = slash == std::string::npos ? target : target.substr(slash + 1);
-
-  // Seeded again in a forked child, whose copy would otherwise give the
-  // parent's names, which its killed siblings may have left behind.
-  static thread_local std::mt19937_64 rng{std::random_device{}()};
-  static thread_local pid_t seededIn = getpid();
-  if (seededIn != getpid()) {
-    seededIn = getpid();
-    rng.seed(std::random_device{}());
-  }
-  std::string temp;
-  int fd = -1;
-  for (int attempt = 0; attempt < 16 && fd < 0; ++attempt) {
-    char suffix[24];
-    std::snprintf(suffix, sizeof suffix, ".%016llx", static_cast<unsigned long long>(rng()));
-    temp = folder + "/." + base + suffix;
-    fd = open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (fd < 0 && errno != EEXIST)
-      return false;
-  }
-  if (fd < 0)
+  if (!WriteFileAtomically(target, bytes))
     return false;
-  flock(fd, LOCK_EX | LOCK_NB);
-  if (existed) {
-    struct stat st {};
-    if (stat(target.c_str(), &st) == 0)
-      fchmod(fd, st.st_mode & 07777);
-  }
-  bool ok = WriteAll(fd, bytes.data(), bytes.size()) && fsync(fd) == 0;
-  if (close(fd) != 0)
-    ok = false;
-  if (ok && rename(temp.c_str(), target.c_str()) == 0) {
-    RemoveStaleTemporaries(folder, base);
-    return true;
-  }
-  unlink(temp.c_str());
-  return false;
+  RemoveStaleTemporaries(target);
+  return true;
+}
+
+// Stores the edited text of a path held in memory. Result: false when path
+// is an ordinary file.
+bool WriteInMemory(const std::string& path, const std::string& bytes) {
+  std::lock_guard lock(cacheMutex);
+  auto m = memoryFiles.find(path);
+  if (m == memoryFiles.end())
+    return false;
+  m->second = InMemory(bytes);
+  return true;
 }
 
 void Forget(const std::string& path) {
@@ -521,6 +462,8 @@ bool IniWrite(const char* file, const char* section, const char* key, const char
     return true;
   if (!p->exists && (key == nullptr || value == nullptr))
     return true;
+  if (WriteInMemory(file, bytes))
+    return true;
   bool ok = ReplaceFile(file, bytes, p->exists);
   Forget(file);
   return ok;
@@ -553,6 +496,17 @@ std::vector<std::string> IniSections(const char* file) {
       names.push_back(b.sections[i].name);
   }
   return names;
+}
+
+void IniUseText(const std::string& path, std::string text) {
+  ParsedPtr p = InMemory(std::move(text));
+  std::lock_guard lock(cacheMutex);
+  memoryFiles[path] = std::move(p);
+}
+
+void IniReleaseText(const std::string& path) {
+  std::lock_guard lock(cacheMutex);
+  memoryFiles.erase(path);
 }
 
 void IniForgetCache() {

@@ -58,6 +58,13 @@ bool IniIsBlank(char c);
 // Narrows [b, e) of t to its part without leading and trailing blanks.
 void IniTrim(const std::string& t, std::size_t& b, std::size_t& e);
 
+// Makes text stand for the file at path in every call of this engine until
+// IniReleaseText(path): reads parse it as they would the file's bytes, writes
+// edit it in memory, and the disk is never touched. Lets a fuzzer drive every
+// reader that takes a path (settings, hosts, indexes) at memory speed.
+void IniUseText(const std::string& path, std::string text);
+void IniReleaseText(const std::string& path);
+
 // Drops every cached parse (tests and benchmarks that want a cold start).
 void IniForgetCache();
 

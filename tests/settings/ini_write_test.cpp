@@ -190,8 +190,8 @@ TEST(IniWrite, KilledWriterNeverLeavesATornFile) {
     if (name != "crash.ini")
       left.push_back(e.path().string());
   }
-  std::string held = dir / ".crash.ini.00000000000000aa";
-  std::string young = dir / ".crash.ini.00000000000000bb";
+  std::string held = dir / ".crash.ini.held00";
+  std::string young = dir / ".crash.ini.young0";
   WriteBytes(held, "x");
   WriteBytes(young, "x");
   left.push_back(held);
@@ -206,8 +206,8 @@ TEST(IniWrite, KilledWriterNeverLeavesATornFile) {
   for (auto& e : std::filesystem::directory_iterator(dir.path))
     names.push_back(e.path().filename().string());
   std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{".crash.ini.00000000000000aa",
-                                             ".crash.ini.00000000000000bb", "crash.ini"}))
+  EXPECT_EQ(names, (std::vector<std::string>{".crash.ini.held00",
+                                             ".crash.ini.young0", "crash.ini"}))
       << left.size() - 1 << " left by killed writers";
 }
 
