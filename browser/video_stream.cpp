@@ -1,6 +1,8 @@
 // Each stream request gets an ffmpeg of its own: first a short run that
 // probes the file's streams, then the run that writes WebM to its standard
-// output, which goes to the socket as an answer without a length. The tool
+// output, which goes to the socket as an answer without a length. Both run
+// beside the event loop, never waited for on it, and only a few streams run
+// at once; a request beyond them is refused. The tool
 // is held (SIGSTOP) while the socket has much unsent, so a paused player
 // doesn't pile up the whole video in memory, and killed when the player
 // hangs up.
@@ -27,6 +29,10 @@ namespace {
 constexpr qsizetype MaxHead = 16384;
 constexpr qint64 HoldAbove = 8 << 20; // unsent bytes at which the tool is held
 constexpr qint64 GoOnBelow = 1 << 20;
+constexpr int MaxStreams = 4;       // ffmpeg processes (probe or stream) at once
+constexpr int ProbeLimitMs = 15000; // a probe that takes longer is ended
+
+int running = 0; // GUI thread only
 
 struct Streams {
   std::string token;
@@ -49,17 +55,69 @@ void Refuse(QTcpSocket* socket) {
   socket->disconnectFromHost();
 }
 
+void Busy(QTcpSocket* socket) {
+  socket->write("HTTP/1.1 503 Service Unavailable\r\nContent-Type: text/plain\r\n"
+                "Content-Length: 5\r\nRetry-After: 2\r\nConnection: close\r\n\r\nBusy\n");
+  socket->disconnectFromHost();
+}
+
+// Counts a process among the running ones until it ends or goes away.
+void Count(QProcess* process) {
+  ++running;
+  auto counted = std::make_shared<bool>(true);
+  auto done = [counted] {
+    if (*counted) {
+      *counted = false;
+      --running;
+    }
+  };
+  QObject::connect(process, &QProcess::finished, process, done);
+  QObject::connect(process, &QProcess::errorOccurred, process, [done](QProcess::ProcessError e) {
+    if (e == QProcess::FailedToStart)
+      done();
+  });
+  QObject::connect(process, &QObject::destroyed, done);
+}
+
+void Send(QTcpSocket* socket, const QString& ffmpeg, const std::string& media,
+          const std::string& probeText);
+
 void Stream(QTcpSocket* socket, const std::string& media) {
   QString ffmpeg = FfmpegProgram();
   if (ffmpeg.isEmpty()) {
     Refuse(socket);
     return;
   }
-  QProcess probe;
-  probe.start(ffmpeg, {"-hide_banner", "-i", QString::fromStdString(media)});
-  probe.waitForFinished(15000);
-  std::string probeText = probe.readAllStandardError().toStdString();
+  if (running >= MaxStreams) {
+    Busy(socket);
+    return;
+  }
+  auto* probe = new QProcess(socket);
+  probe->setStandardInputFile(QProcess::nullDevice());
+  probe->setStandardOutputFile(QProcess::nullDevice());
+  Count(probe);
+  auto* limit = new QTimer(probe);
+  limit->setSingleShot(true);
+  QObject::connect(limit, &QTimer::timeout, probe, [probe] { probe->kill(); });
+  // The streams' description stands in the error output whether the probe
+  // ends by itself or is ended.
+  auto next = [socket, probe, ffmpeg, media] {
+    std::string probeText = probe->readAllStandardError().toStdString();
+    probe->deleteLater();
+    if (socket->state() == QAbstractSocket::ConnectedState)
+      Send(socket, ffmpeg, media, probeText);
+  };
+  QObject::connect(probe, &QProcess::finished, socket, next);
+  QObject::connect(probe, &QProcess::errorOccurred, socket, [socket](QProcess::ProcessError e) {
+    if (e == QProcess::FailedToStart)
+      Refuse(socket);
+  });
+  probe->start(ffmpeg, {"-hide_banner", "-i", QString::fromStdString(media)});
+  limit->start(ProbeLimitMs);
+}
 
+void Send(QTcpSocket* socket, const QString& ffmpeg, const std::string& media,
+          const std::string& probeText) {
   QStringList args;
   for (const std::string& a : StreamArguments(media, probeText))
     args << QString::fromStdString(a);
@@ -67,6 +125,7 @@ void Stream(QTcpSocket* socket, const std::string& media) {
   tool->setStandardInputFile(QProcess::nullDevice());
   tool->setProcessChannelMode(QProcess::SeparateChannels);
   tool->setStandardErrorFile(QProcess::nullDevice());
+  Count(tool);
   auto held = std::make_shared<bool>(false);
   QObject::connect(tool, &QProcess::readyReadStandardOutput, socket, [socket, tool, held] {
     socket->write(tool->readAllStandardOutput());

@@ -27,7 +27,7 @@ struct FfmpegOutcome {
   bool ok = false;   // exit code 0
   int exitCode = -1; // -1 when the tool didn't start or didn't end in time
   // Empty when ok, else a short reason fit for a status line: "no ffmpeg",
-  // "exit 1: <the tool's last message>", "timed out".
+  // "exit 1: <the tool's last message>", "timed out", "no progress for 120 s".
   std::string error;
 };
 
@@ -38,8 +38,15 @@ struct FfmpegOutcome {
 // the share done from 0 to 100, at most twice a second and only when the
 // share changed. timeoutMs below 0 waits for ever; at the limit the tool is
 // killed. Thread-safe; any number of runs may go at once.
+// stallMs, when not below 0, ends a run whose progress (the position it
+// reports) hasn't moved for that long, counted from its start.
 FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
-                        const std::function<void(int percent)>& progress, int timeoutMs = -1);
+                        const std::function<void(int percent)>& progress, int timeoutMs = -1,
+                        int stallMs = -1);
+
+// How long the jobs let ffmpeg's progress stand still before they give a run
+// up: [Video] FfmpegStall of Define.ini in seconds, 120 when not set.
+int FfmpegStallSeconds();
 
 // The input's duration in microseconds from what ffmpeg writes to its error
 // output ("Duration: 00:01:02.50, start: ..."); 0 when it names none.

@@ -5,7 +5,8 @@
 // folder under a temporary name and renamed, and only then are the output and
 // the source deleted. A conversion or copy that fails leaves the source in
 // the folder, says why on the job's status line, and the file is not tried
-// again by this job; the job goes on with the next file. It ends some 51
+// again by this job; the job goes on with the next file, also when ffmpeg's
+// progress stands still for [Video] FfmpegStall seconds. It ends some 51
 // passes after the download job has emptied ConvertTarget.
 #include "panel/panel_state.h"
 #include "panel/tips.h"
@@ -130,15 +131,20 @@ int ConvertJob(std::uint32_t slot) {
 
   // The first file. A download job that ends without one empties the
   // target, and then no file will come.
+  // The download job's hand-over of a stem cuts a wait short, so a finished
+  // download is taken up at once; idle passes keep their pace.
+  std::uint64_t before = job.ConvertBase.Version();
   while (job.ConvertBase.Empty()) {
     if (job.ConvertTarget.Empty())
       break;
-    VideoSleep(100);
+    VideoSleepUnlessSet(100, job.ConvertBase, before);
   }
 
+  const int stallMs = FfmpegStallSeconds() * 1000;
   std::set<std::string> failed; // sources that stay where they are
   int idle = 0;
   while (true) {
+    std::uint64_t now = job.ConvertBase.Version();
     std::string base = job.ConvertBase.Get();
     std::string source;
     int k = 0;
@@ -152,7 +158,8 @@ int ConvertJob(std::uint32_t slot) {
       break;
     }
     ++idle;
-    VideoSleep(600);
+    VideoSleepUnlessSet(600, job.ConvertBase, before);
+    before = now;
     if (idle > IdlePasses && job.ConvertTarget.Empty())
       break;
     if (source.empty())
@@ -168,9 +175,9 @@ int ConvertJob(std::uint32_t slot) {
       why = "no conversion for this format";
     } else if (output != source) {
       std::string ffmpeg = FfmpegPath();
-      FfmpegOutcome run =
-          RunFfmpeg(ConversionArguments(format, source, output, FfmpegBuild(ffmpeg)),
-                    [&](int percent) { Show(line, WithShare(converting, percent)); });
+      FfmpegOutcome run = RunFfmpeg(
+          ConversionArguments(format, source, output, FfmpegBuild(ffmpeg)),
+          [&](int percent) { Show(line, WithShare(converting, percent)); }, -1, stallMs);
       if (!run.ok)
         why = run.error;
       else if (FileSize(output) <= 0)

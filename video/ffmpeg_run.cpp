@@ -9,6 +9,7 @@
 
 #include "platform/process.h"
 #include "shell/module_path.h"
+#include "shell/settings.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -79,12 +80,14 @@ struct RunPipes {
   std::string out;
   std::string err;
   bool timedOut = false;
+  bool stalled = false;
   ProcessResult process;
 };
 
 void RunWithPipes(RunPipes& r, const std::string& program,
                   const std::vector<std::string>& arguments, bool keepOutput,
-                  const std::function<void(const std::string&)>& onLine, int timeoutMs) {
+                  const std::function<void(const std::string&)>& onLine, int timeoutMs,
+                  const std::function<bool()>& stalled = {}) {
   Pipe out, err;
   int nullIn = open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (!OpenPipe(out) || !OpenPipe(err) || nullIn < 0) {
@@ -115,6 +118,11 @@ void RunWithPipes(RunPipes& r, const std::string& program,
         break;
       }
       wait = static_cast<int>(std::min<long long>(wait, left.count()));
+    }
+    if (stalled && stalled()) {
+      kill(r.process.pid, SIGKILL);
+      r.stalled = true;
+      break;
     }
     int n = poll(fds, 2, wait);
     if (n < 0 && errno != EINTR)
@@ -250,7 +258,7 @@ FfmpegAbilities FfmpegBuild(const std::string& ffmpegPath) {
 }
 
 FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
-                        const std::function<void(int)>& progress, int timeoutMs) {
+                        const std::function<void(int)>& progress, int timeoutMs, int stallMs) {
   FfmpegOutcome outcome;
   std::string program = FfmpegPath();
   if (program.empty()) {
@@ -263,10 +271,16 @@ FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
   long long duration = 0;
   int lastShare = -1;
   Clock::time_point lastReport{};
+  std::string position; // the latest out_time_us line
+  Clock::time_point moved = Clock::now();
   RunPipes r;
   RunWithPipes(
       r, program, args, false,
       [&](const std::string& line) {
+        if (line.rfind("out_time_us=", 0) == 0 && line != position) {
+          position = line;
+          moved = Clock::now();
+        }
         if (!progress)
           return;
         if (duration <= 0)
@@ -280,14 +294,26 @@ FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
           progress(share);
         }
       },
-      timeoutMs);
-  outcome.exitCode = r.timedOut || r.process.pid <= 0 ? -1 : r.process.exitCode;
+      timeoutMs,
+      [&] { return stallMs >= 0 && Clock::now() - moved >= std::chrono::milliseconds(stallMs); });
+  outcome.exitCode = r.timedOut || r.stalled || r.process.pid <= 0 ? -1 : r.process.exitCode;
   outcome.ok = outcome.exitCode == 0;
   if (r.process.pid <= 0)
     outcome.error = r.process.error.empty() ? "ffmpeg did not start" : r.process.error;
   else if (r.timedOut)
     outcome.error = "timed out";
+  else if (r.stalled)
+    outcome.error = "no progress for " + std::to_string(stallMs / 1000) + " s";
   else if (!outcome.ok)
     outcome.error = "exit " + std::to_string(r.process.exitCode) + ": " + LastLine(r.err);
   return outcome;
+}
+
+int FfmpegStallSeconds() {
+  char path[260] = "";
+  ModuleFilePath(0, path, "Define.ini");
+  char value[ProfileValueSize] = "";
+  ProfileRead("Video", "FfmpegStall", value, path);
+  int seconds = std::atoi(value);
+  return seconds > 0 ? seconds : 120;
 }

@@ -179,6 +179,19 @@ bool PlaceWhole(const std::string& source, const std::string& target) {
   return false;
 }
 
+// A copy of source at target, replaced whole.
+bool CopyFileTo(const std::string& source, const std::string& target) {
+  int fd = -1;
+  std::string part = PartPath(FolderOf(target), &fd);
+  if (part.empty())
+    return false;
+  bool ok = CopyInto(fd, source);
+  ok = close(fd) == 0 && ok && rename(part.c_str(), target.c_str()) == 0;
+  if (!ok)
+    unlink(part.c_str());
+  return ok;
+}
+
 std::string FirstBytes(const std::string& path, std::size_t count) {
   std::string bytes(count, '\0');
   int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -306,8 +319,8 @@ std::string ResolveVideoAddress(const char* pageUrl) {
   if (quiet >= 0)
     close(quiet);
 
-  // The first line is all that counts; the rest is read away so the child
-  // never blocks on a full pipe.
+  // The first line is all that counts: it is taken as soon as it is whole,
+  // and a resolver that lingers behind it is ended.
   std::string printed;
   auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   bool timedOut = false;
@@ -330,15 +343,14 @@ std::string ResolveVideoAddress(const char* pageUrl) {
     ssize_t got = read(pipeFds[0], chunk, sizeof chunk);
     if (got <= 0)
       break;
-    if (printed.size() < WorkTextSize)
-      printed.append(chunk, static_cast<std::size_t>(got));
+    printed.append(chunk, static_cast<std::size_t>(got));
+    if (printed.find('\n') != std::string::npos || printed.size() >= WorkTextSize)
+      break;
   }
   close(pipeFds[0]);
-  if (timedOut)
+  if (timedOut || !ProcessWait(&process, 0))
     ProcessKill(&process);
-  else if (!ProcessWait(&process, 2000))
-    ProcessKill(&process);
-  if (timedOut)
+  if (timedOut && printed.find('\n') == std::string::npos)
     return std::string();
 
   std::string line = printed.substr(0, printed.find('\n'));
@@ -367,7 +379,7 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
        "veryfast", "-c:a", "aac", "-f", "flv", part},
   };
   for (const auto& arguments : tries) {
-    FfmpegOutcome outcome = RunFfmpeg(arguments, nullptr);
+    FfmpegOutcome outcome = RunFfmpeg(arguments, nullptr, -1, FfmpegStallSeconds() * 1000);
     struct stat st {};
     if (outcome.ok && stat(part.c_str(), &st) == 0 && st.st_size > 0 &&
         FirstBytes(part, 3) == "FLV" && rename(part.c_str(), target.c_str()) == 0) {
@@ -401,10 +413,19 @@ int DownloadSortedList(std::uint32_t slot) {
   JobLine line{phone ? &panel.PhoneStatus : &panel.CollectStatus, record.CollectOwner.load(),
                phone ? 21 : 20};
 
+  // The list lands in Sort.htm whole (after a failure the list of an earlier
+  // job is read, if one lies there); the job reads a copy of its own, so a
+  // job of another slot that runs at once can't change it underneath.
   std::string temp = SystemSubfolder("Temp");
-  std::string listPath = temp + "/Sort.htm";
-  // After a failure the list of an earlier job is read, if one lies there.
-  URLDownloadToFile(listUrl.c_str(), listPath.c_str());
+  std::string sharedList = temp + "/Sort.htm";
+  std::string slotName = std::to_string(slot % VideoJobCount);
+  std::string fetched = sharedList + "." + slotName + ".part";
+  if (URLDownloadToFile(listUrl.c_str(), fetched.c_str()) == 0)
+    rename(fetched.c_str(), sharedList.c_str());
+  unlink(fetched.c_str());
+  std::string listPath = temp + "/Sort" + slotName + ".htm";
+  if (!CopyFileTo(sharedList, listPath))
+    unlink(listPath.c_str());
 
   std::uint32_t total = 1;
   std::uint32_t n = startEntry == 0 ? 1 : startEntry;
@@ -415,10 +436,6 @@ int DownloadSortedList(std::uint32_t slot) {
     ReadListValue("Title", n, title, listPath);
     if (startEntry == 0 && n == 1)
       total = static_cast<std::uint32_t>(ListTitleCount(title));
-    // A count beyond the list's end finds no more entries: nothing is left
-    // to fetch, so the job ends rather than count through the void.
-    if (n > 1 && link[0] == '\0' && title[0] == '\0')
-      break;
 
     // The watch page of the entry; a link without "/v/" has none.
     char page[ListTextSize] = "";
@@ -446,22 +463,35 @@ int DownloadSortedList(std::uint32_t slot) {
     }
 
     CleanVideoTitle(title);
+    if (title[0] == '\0') // no hidden ".flv": an untitled entry goes by its number
+      std::snprintf(title, sizeof title, "%u", n);
     char text[WorkTextSize];
     std::snprintf(text, sizeof text, "Download %u / %u video now...", n, total);
     line.Show(text);
     DownloadShare share{&line, text};
 
     char tempName[64];
-    std::snprintf(tempName, sizeof tempName, "/cv%u-%u", n, total);
+    std::snprintf(tempName, sizeof tempName, "/cv%u-%u.%s", n, total, slotName.c_str());
     std::string tempPath = temp + tempName;
-    bool fetched = direct[0] != '\0' && DownloadMedia(direct, tempPath, share) == 0;
-    if (!fetched && format != 0 && secondTry[0] != '\0')
-      fetched = DownloadMedia(secondTry, tempPath, share) == 0;
+    bool fetchedMedia = direct[0] != '\0' && DownloadMedia(direct, tempPath, share) == 0;
+    if (!fetchedMedia && format != 0 && secondTry[0] != '\0')
+      fetchedMedia = DownloadMedia(secondTry, tempPath, share) == 0;
 
-    if (fetched && format == 0) {
-      std::string target = folder + "/" + NameWithEnding(title, ".flv");
-      KeepAsFlashVideo(tempPath, target);
-    } else if (fetched) {
+    // A folder that can't take the file: the download stays in Temp under
+    // the name it would have had, and the line says so.
+    auto keptInTemp = [&](const std::string& kept) {
+      std::snprintf(text, sizeof text, "Download %u / %u video kept in %s: %s can't be written", n,
+                    total, kept.c_str(), folder.c_str());
+      line.Show(text);
+    };
+    if (fetchedMedia && format == 0) {
+      std::string name = NameWithEnding(title, ".flv");
+      if (KeepAsFlashVideo(tempPath, folder + "/" + name).empty()) {
+        std::string kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
+        if (!kept.empty())
+          keptInTemp(kept);
+      }
+    } else if (fetchedMedia) {
       std::snprintf(text, sizeof text, "Download %u / %u video ok.", n, total);
       line.Show(text);
       int date = TitleDate(title);
@@ -469,13 +499,19 @@ int DownloadSortedList(std::uint32_t slot) {
       for (char& c : stem)
         if (c == ' ')
           c = '_';
-      char base[WorkTextSize];
-      std::snprintf(base, sizeof base, "%s/%s%04d", folder.c_str(), stem.c_str(), date % 10000);
-      std::string dropped = std::string(base) + "~" + std::to_string(n);
-      // A stem the record can't hold whole would name a file nobody finds.
-      if (dropped.size() < decltype(job.ConvertBase)::Capacity) {
-        job.ConvertBase.Set(base);
-        PlaceWhole(tempPath, dropped);
+      char name[WorkTextSize];
+      std::snprintf(name, sizeof name, "/%s%04d", stem.c_str(), date % 10000);
+      // The stem is handed over once its file stands whole; one the record
+      // can't hold would name a file nobody finds.
+      for (const std::string& place : {folder, temp}) {
+        std::string base = place + name;
+        std::string dropped = base + "~" + std::to_string(n);
+        if (dropped.size() < decltype(job.ConvertBase)::Capacity && PlaceWhole(tempPath, dropped)) {
+          job.ConvertBase.Set(base);
+          if (place != folder)
+            keptInTemp(dropped);
+          break;
+        }
       }
     }
     unlink(tempPath.c_str());
@@ -483,6 +519,7 @@ int DownloadSortedList(std::uint32_t slot) {
       break;
   }
 
+  unlink(listPath.c_str());
   line.Show(std::string());
   job.ConvertTarget.Clear();
   char menu[PathSize] = "";

@@ -52,6 +52,16 @@ void VideoSleep(unsigned milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
+void VideoSleepUnlessSet(unsigned milliseconds, const JobText<260>& text, std::uint64_t version) {
+  if (text.Version() != version)
+    return;
+  void (*hook)(unsigned) = SleepHook.load();
+  if (hook != nullptr)
+    hook(milliseconds);
+  else
+    text.WaitForChange(version, milliseconds);
+}
+
 void SetVideoSleepForTests(void (*sleep)(unsigned milliseconds)) {
   SleepHook = sleep;
 }

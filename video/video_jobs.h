@@ -11,6 +11,8 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,14 +22,31 @@
 #include "platform/win.h"
 
 // A text of at most Size - 1 bytes, written by one thread and read by others.
+// Each Set counts as a change that a reader may wait for.
 template <std::size_t Size> class JobText {
  public:
   static constexpr std::size_t Capacity = Size;
   void Set(const std::string& text) {
+    {
+      std::lock_guard<std::mutex> guard(lock_);
+      std::size_t n = text.size() < Size - 1 ? text.size() : Size - 1;
+      std::memcpy(text_, text.data(), n);
+      text_[n] = 0;
+      ++version_;
+    }
+    changed_.notify_all();
+  }
+  // How many times the text was set so far.
+  std::uint64_t Version() const {
     std::lock_guard<std::mutex> guard(lock_);
-    std::size_t n = text.size() < Size - 1 ? text.size() : Size - 1;
-    std::memcpy(text_, text.data(), n);
-    text_[n] = 0;
+    return version_;
+  }
+  // Waits up to milliseconds unless the text is set anew after version.
+  // True when it was.
+  bool WaitForChange(std::uint64_t version, unsigned milliseconds) const {
+    std::unique_lock<std::mutex> guard(lock_);
+    return changed_.wait_for(guard, std::chrono::milliseconds(milliseconds),
+                             [&] { return version_ != version; });
   }
   std::string Get() const {
     std::lock_guard<std::mutex> guard(lock_);
@@ -41,6 +60,8 @@ template <std::size_t Size> class JobText {
 
  private:
   mutable std::mutex lock_;
+  mutable std::condition_variable changed_;
+  std::uint64_t version_ = 0;
   char text_[Size] = {};
 };
 
@@ -98,4 +119,7 @@ int RunningVideoThreads();
 // The pacing of the video jobs (their Sleep). Tests may shorten or count it:
 // a null function goes back to the real sleep.
 void VideoSleep(unsigned milliseconds);
+// VideoSleep that a hand-over cuts short: it returns at once, or as soon as
+// text is set anew, when text has changed since version.
+void VideoSleepUnlessSet(unsigned milliseconds, const JobText<260>& text, std::uint64_t version);
 void SetVideoSleepForTests(void (*sleep)(unsigned milliseconds));

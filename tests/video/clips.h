@@ -1,14 +1,21 @@
-// Tiny clips made by the real ffmpeg, and what ffprobe says of a file, for
-// the conversion tests. A temporary folder per test holds everything.
+// Tiny clips made by the real ffmpeg, what ffprobe says of a file, and the
+// video site's watch pages, for the video tests. A temporary folder per test
+// holds everything.
 #pragma once
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 // A clip of seconds of test picture and tone, w x h, in the container that
 // path's ending names (".flv" gets the Flash video codecs of the old site).
@@ -21,6 +28,46 @@ inline bool MakeClip(const std::string& path, double seconds, int w = 160, int h
       std::to_string(h) + ":rate=25 -f lavfi -i sine=frequency=440:sample_rate=44100 -t " +
       std::to_string(seconds) + " " + codecs + "'" + path + "'";
   return std::system(cmd.c_str()) == 0;
+}
+
+// The bytes of a one-second clip with ending (".flv", ".mp4"), made once.
+inline const std::string& ClipBytes(const std::string& ending) {
+  static std::map<std::string, std::string> made;
+  std::string& bytes = made[ending];
+  if (bytes.empty()) {
+    std::string path = "/tmp/skerry-clip-" + std::to_string(getpid()) + ending;
+    if (MakeClip(path, 1)) {
+      std::ifstream in(path, std::ios::binary);
+      bytes.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    std::remove(path.c_str());
+  }
+  return bytes;
+}
+
+// An address as the site put it into its format map: escaped as a whole,
+// so escapes the address holds itself come out escaped twice ("%2C" as
+// "%252C"), as the real site's addresses were.
+inline std::string Escaped(const std::string& url) {
+  std::string out;
+  for (char c : url) {
+    const char* hex = "0123456789ABCDEF";
+    if (std::string(":/?=&%").find(c) != std::string::npos)
+      out += std::string("%") + hex[(c >> 4) & 15] + hex[c & 15];
+    else
+      out += c;
+  }
+  return out;
+}
+
+// A watch page with a format map of (format, address) pairs, as the video
+// site wrote it into the player's variables.
+inline std::string WatchPage(const std::vector<std::pair<std::string, std::string>>& map) {
+  std::string fields;
+  for (const auto& [format, url] : map)
+    fields += (fields.empty() ? "" : "%2C") + format + "%7C" + Escaped(url);
+  return "<html><script>var flashvars = \"fmt_url_map=" + fields +
+         "&amp;vq=None\";</script></html>";
 }
 
 struct Probe {
