@@ -150,6 +150,7 @@ void Maximize() {
   if (channel != ChannelImage)
     WinSetWindowPos(pane, HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
   p.MaximizedChannel = channel;
+  p.MaximizedLeft = false;
 }
 
 void Turn(Hwnd window, LParam arg) {
@@ -194,6 +195,14 @@ const DispatcherServices* SystemDispatcherServices() {
 
 void SetDispatcherServices(const DispatcherServices* s) {
   services = s != nullptr ? s : &systemServices;
+}
+
+const DispatcherServices& DispatcherServicesInUse() {
+  return Svc();
+}
+
+std::string DailySearchSource() {
+  return ProfileDefine("Game", "Search").substr(0, 255);
 }
 
 std::uint32_t RemapCode(std::uint32_t code, int channel) {
@@ -450,13 +459,17 @@ std::string GameFileFromAddress(const std::string& address, const std::string& g
   } else {
     return std::string();
   }
-  // Only a file of the Game folder may be deleted, whatever a page claims.
+  // Only a file inside the Game folder (subfolders too: the daily games lie
+  // in month folders) may be deleted, whatever a page claims.
   std::error_code error;
   fs::path file = fs::weakly_canonical(fs::path(path), error);
   if (error)
     return std::string();
   fs::path folder = fs::weakly_canonical(fs::path(gameFolder), error);
-  if (error || folder.empty() || file.parent_path() != folder)
+  if (error || folder.empty())
+    return std::string();
+  fs::path inside = file.lexically_relative(folder);
+  if (inside.empty() || *inside.begin() == ".." || *inside.begin() == ".")
     return std::string();
   return file.string();
 }
@@ -516,7 +529,12 @@ void CollectToFolder(Hwnd window) {
       return;
     char cache[RegistryValueSize] = {};
     ReadShellFolder("Cache", cache);
-    int found = Svc().harvestCache != nullptr ? Svc().harvestCache(cache, "*.swf") : 0;
+    // The harvest asks about each game it finds, on this thread.
+    int found = -1;
+    AskOnce(PanelQuestion::Collect, [&] {
+      found = Svc().harvestCache != nullptr ? Svc().harvestCache(cache, "*.swf") : 0;
+      return 0;
+    });
     if (found == 0)
       Box(window, FixedText(TextNewGameNotFound), TitleVexan);
   } else if (channel == ChannelVideoSite) {
@@ -542,7 +560,7 @@ void CollectToPhone(Hwnd window) {
                                MB_YESNO);
         }) != IDYES)
       return;
-    std::string search = ReadDefine("Game", "Search", 256);
+    std::string search = DailySearchSource();
     if (Svc().startDailyJob != nullptr)
       Svc().startDailyJob(PanelOf(window), search.c_str(), Beside("Game").c_str());
   } else if (channel == ChannelVideoSite) {
@@ -592,8 +610,12 @@ void VideoRequest(Hwnd window, const char* target) {
   }
   if (cut == 0)
     return;
+  // Its save dialog stands before the job's status line is set.
   if (Svc().collectVideo != nullptr)
-    Svc().collectVideo(PanelOf(window), listUrl.c_str(), target != nullptr ? target : "", entry);
+    AskOnce(PanelQuestion::Collect, [&] {
+      return Svc().collectVideo(PanelOf(window), listUrl.c_str(), target != nullptr ? target : "",
+                                entry);
+    });
 }
 
 void OpenVideoSite(Hwnd window) {

@@ -52,6 +52,12 @@ struct DispatcherServices {
 const DispatcherServices* SystemDispatcherServices();
 // null goes back to the system's own functions. The record must outlive its use.
 void SetDispatcherServices(const DispatcherServices* services);
+// The record in force; the daily step of the timers starts its job through it.
+const DispatcherServices& DispatcherServicesInUse();
+
+// [Game] Search of Define.ini (the daily list), as the daily step and the
+// daily question both read it: macros expanded, cut to 255 bytes.
+std::string DailySearchSource();
 
 // RemapTable: the code a command is dispatched as, looked up once.
 std::uint32_t RemapCode(std::uint32_t code, int channel);

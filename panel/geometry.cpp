@@ -134,14 +134,19 @@ void TurnPanel(Hwnd window, LParam arg) {
 
 void UnturnPanel(Hwnd window, LParam arg) {
   PanelState& panel = Panel();
+  // The upright skin is chosen as at the start; without one that loads the
+  // Panel stays turned as a whole, never upright in name and turned on screen.
+  char skin[260];
+  std::error_code error;
+  ModuleFilePath(0, skin, "@VEXANH.BMP");
+  if (!std::filesystem::exists(skin, error))
+    ModuleFilePath(0, skin, "@VEXANL.BMP");
+  std::unique_ptr<Bitmap> upright = LoadSkin(nullptr, skin);
+  if (upright == nullptr)
+    return;
   Point cursor = WinGetCursorPos();
   panel.PanelRotation = 0;
   WriteRotate("0");
-  char skin[260];
-  ModuleFilePath(0, skin, "@VEXANH.BMP");
-  std::error_code error;
-  if (!std::filesystem::exists(skin, error))
-    return;
   WinSetWindowPos(window, HWND_TOP, cursor.x - 165, cursor.y - 58, 350, 593, SWP_NOZORDER);
   if (arg == 99)
     CentrePanel(window);
@@ -150,7 +155,7 @@ void UnturnPanel(Hwnd window, LParam arg) {
   BuildOutline(1);
   panel.PanelRegion = true;
   MoveTipRects(window, panel.TooltipWindow, ZoneCount, 0);
-  panel.SkinBitmap = LoadSkin(std::move(panel.SkinBitmap), skin);
+  panel.SkinBitmap = std::move(upright);
   WinInvalidate(window);
 }
 

@@ -26,6 +26,7 @@ void ResetPanelState(PanelState& p) {
   p.PreviousChannel = 0;
   p.ShownChannel = 0;
   p.MaximizedChannel = -1;
+  p.MaximizedLeft = false;
   for (auto& slot : p.PaneSlots)
     slot = 0;
   p.HoverCode = 0;

@@ -63,6 +63,8 @@ struct PanelState {
   int PreviousChannel = 0;
   int ShownChannel = 0;
   int MaximizedChannel = -1;
+  // Another window was active since that Pane filled the screen.
+  bool MaximizedLeft = false;
   std::array<std::atomic<Hwnd>, PaneSlotCount> PaneSlots{};
   std::uint32_t HoverCode = 0;
   std::atomic<int> PanelRotation{0};

@@ -15,6 +15,8 @@ enum class PanelQuestion {
   DailySearch,   // the daily collection's question
   PleaseWait,    // a job is at work on that line
   Notice,        // the other boxes a command shows (not found, connect the phone)
+  TrayMenu,      // the tray's menu, which a client can open by the tray's message
+  Collect,       // a collection's own questions: the harvest's box, the video's save dialog
   Count
 };
 

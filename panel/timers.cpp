@@ -10,9 +10,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "games/daily.h"
 #include "games/link_download.h"
 #include "games/locate.h"
+#include "panel/dispatcher.h"
 #include "panel/painting.h"
 #include "panel/panel_state.h"
 #include "panel/tips.h"
@@ -62,12 +62,10 @@ void DailyStep(Hwnd window) {
   int key = month + day;
   if (key == panel.DayKey)
     return;
-  char ini[260], text[ProfileValueSize], folder[260];
-  ModuleFilePath(0, ini, "Define.ini");
-  ProfileRead("Game", "Search", text, ini);
-  text[255] = '\0'; // the key is read through 256 bytes
+  char folder[260];
   ModuleFilePath(0, folder, "Game");
-  StartDailyJob(window, text, folder);
+  if (auto start = DispatcherServicesInUse().startDailyJob; start != nullptr)
+    start(window, DailySearchSource().c_str(), folder);
   panel.DayKey = key;
 }
 
@@ -151,10 +149,19 @@ void OnceASecondPass(Hwnd window) {
     LightPhone(canvas, p);
   CatchUp(window, canvas);
   WinReleaseCanvas(window, canvas);
+  // The Panel must be active *again*: right after the fill it may still be
+  // the active window, and undoing then would snap the Pane back at once.
   int maximized = panel.MaximizedChannel;
-  if (WinGetActiveWindow() == window && maximized != -1) {
-    if (maximized >= 0 && maximized < PaneSlotCount)
-      WinSendMessage(panel.PaneSlots[maximized], WM_SYSCOMMAND, SC_MINIMIZE, 0);
-    panel.MaximizedChannel = -1;
+  if (maximized == -1)
+    return;
+  if (WinGetActiveWindow() != window) {
+    panel.MaximizedLeft = true;
+    return;
   }
+  if (!panel.MaximizedLeft)
+    return;
+  if (maximized >= 0 && maximized < PaneSlotCount)
+    WinSendMessage(panel.PaneSlots[maximized], WM_SYSCOMMAND, SC_MINIMIZE, 0);
+  panel.MaximizedChannel = -1;
+  panel.MaximizedLeft = false;
 }

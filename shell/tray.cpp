@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "panel/panel_state.h"
+#include "panel/questions.h"
 #include "resources/strings.h"
 #include "shell/module_path.h"
 #include "shell/texts.h"
@@ -49,7 +50,12 @@ void TrayEvent(Hwnd window, int id, int mouseMessage) {
     return;
   Point at = WinGetCursorPos();
   WinSetForegroundWindow(window);
-  WinTrackPopupMenu(window, trayMenu.data(), int(trayMenu.size()), at.x, at.y);
+  // The menu runs a loop of its own: a client repeating the tray's message
+  // would open one menu inside the other.
+  AskOnce(PanelQuestion::TrayMenu, [&] {
+    WinTrackPopupMenu(window, trayMenu.data(), int(trayMenu.size()), at.x, at.y);
+    return 0;
+  });
 }
 
 void ShowPanel(Hwnd window) {

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QTranslator>
+#include <cstdlib>
 
 #include "platform/carrier.h"
 #include "platform/qt/backend_qt.h"
@@ -10,6 +11,12 @@
 #include "shell/startup.h"
 
 int main(int argc, char** argv) {
+  // The Panel hosts Panes by X window ids and places itself by screen
+  // coordinates, which a Wayland session doesn't give: where an X server runs
+  // beside it, take that, unless the user chose a platform.
+  if (std::getenv("WAYLAND_DISPLAY") != nullptr && std::getenv("DISPLAY") != nullptr &&
+      std::getenv("QT_QPA_PLATFORM") == nullptr)
+    setenv("QT_QPA_PLATFORM", "xcb", 1);
   QApplication app(argc, argv); // takes Qt's own switches out of argv
   QApplication::setQuitOnLastWindowClosed(false);
   // Qt's own words (the buttons of message boxes) in the language of the run.

@@ -9,6 +9,7 @@
 #include "platform/headless/headless.h"
 #include "platform/ini.h"
 #include "platform/tooltips.h"
+#include <fstream>
 
 using Geometry = FaceTest;
 
@@ -155,13 +156,29 @@ TEST_F(Geometry, TurnAndUnturnMoveEverythingAndStoreTheTurn) {
   EXPECT_EQ(HeadlessCallsOf("setWindowPos", 7).back().x, 20);
 }
 
-TEST_F(Geometry, UnturnWithoutTheSkinStopsAfterStoringTheKey) {
-  Panel().PanelRotation = 90;
-  WinSetWindowPos(window, HWND_TOP, 10, 10, 593, 350, SWP_NOZORDER);
+TEST_F(Geometry, UnturnTakesTheFallbackSkinOrStaysTurnedAsAWhole) {
+  auto turned = [&] {
+    Panel().PanelRotation = 90;
+    std::ofstream(Beside("Define.ini")) << "[@Vexan]\nRotate=90\n";
+    Panel().SkinBitmap =
+        std::make_unique<Bitmap>(MakePicture(593, 699, 24, [](int, int) { return 0u; }));
+    WinSetWindowPos(window, HWND_TOP, 10, 10, 593, 350, SWP_NOZORDER);
+  };
+  turned(); // no skin at all: nothing changes
+  UnturnPanel(window, 99);
+  EXPECT_EQ(Panel().PanelRotation, 90);
+  EXPECT_EQ(IniReadString(Beside("Define.ini").c_str(), "@Vexan", "Rotate"), "90");
+  EXPECT_EQ(Box(window), "10,10 593x350");
+  EXPECT_EQ(Panel().SkinBitmap->Width, 593);
+
+  CopySkin("@VEXANH.BMP", "@VEXANL.BMP"); // only the fallback, as the start takes it
+  turned();
   UnturnPanel(window, 99);
   EXPECT_EQ(Panel().PanelRotation, 0);
   EXPECT_EQ(IniReadString(Beside("Define.ini").c_str(), "@Vexan", "Rotate"), "0");
-  EXPECT_EQ(Box(window), "10,10 593x350") << "the window is left turned";
+  EXPECT_EQ(Box(window).substr(Box(window).find(' ')), " 350x593");
+  ASSERT_TRUE(Panel().SkinBitmap);
+  EXPECT_EQ(Panel().SkinBitmap->Width, 699);
 }
 
 TEST_F(Geometry, HoverLightsTheNewZoneBeforeTheOldGoesOut) {

@@ -1,10 +1,6 @@
 // Dragging by the face and the once-a-second pass.
-#include <chrono>
-#include <fstream>
-#include <thread>
 
 #include "face_fixture.h"
-#include "games/daily.h"
 #include "panel/painting.h"
 #include "panel/timers.h"
 #include "panel/tips.h"
@@ -114,7 +110,7 @@ TEST_F(Timers, ProgressLightsOnlyOnTheirChannels) {
   WinReleaseCanvas(window, c);
 }
 
-TEST_F(Timers, CatchUpBringsTipsInLineAndEndsAMaximisedPane) {
+TEST_F(Timers, CatchUpBringsTipsInLine) {
   SyntheticSkin();
   Panel().TooltipWindow = CreateTips(window);
   Hwnd tip = Panel().TooltipWindow;
@@ -145,45 +141,4 @@ TEST_F(Timers, CatchUpBringsTipsInLineAndEndsAMaximisedPane) {
   Panel().Channel = ChannelGame;
   OnceASecondPass(window);
   EXPECT_EQ(Panel().ShownChannel, ChannelHome);
-
-  // Maximised Pane: minimised once the Panel is active.
-  Panel().PaneSlots[4] = 33;
-  HeadlessSetPaneLive(33, true);
-  Panel().MaximizedChannel = 4;
-  HeadlessSetActiveWindow(0);
-  HeadlessClearCalls();
-  OnceASecondPass(window);
-  EXPECT_EQ(Panel().MaximizedChannel, 4);
-  HeadlessSetActiveWindow(window);
-  OnceASecondPass(window);
-  EXPECT_EQ(Panel().MaximizedChannel, -1);
-  auto sends = HeadlessCallsOf("send", 33);
-  ASSERT_EQ(sends.size(), 1u);
-  EXPECT_EQ(sends[0].message, WM_SYSCOMMAND);
-  EXPECT_EQ(sends[0].w, SC_MINIMIZE);
-  HeadlessClearCalls();
-  OnceASecondPass(window);
-  EXPECT_TRUE(HeadlessCallsOf("send", 33).empty());
-}
-
-TEST_F(Timers, DailyStepRunsOncePerDayKey) {
-  static int month = 3, day = 1;
-  SetLocalDateSource([](int* m, int* d) {
-    *m = month;
-    *d = day;
-  });
-  // The job it starts asks the clock on loopback and finds no list.
-  std::ofstream(folder / "Define.ini") << "[Web]\nClockHost=127.0.0.1\n[Game]\nSearch=none.ini\n";
-  Panel().DailyMode = 2;
-  Panel().TickCount = 18;
-  OnceASecondPass(window);
-  EXPECT_EQ(Panel().DayKey, 4);
-  for (int i = 0; i < 1000 && DailyJobRunning(); ++i)
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  month = 5;
-  Panel().TickCount = 18;
-  Panel().DailyMode = 1;
-  OnceASecondPass(window);
-  EXPECT_EQ(Panel().DayKey, 4) << "only in DailyMode 2";
-  SetLocalDateSource(nullptr);
 }
