@@ -61,7 +61,7 @@ void FetchDailyGame(Hwnd window, Hwnd tooltip, int rotation, const JobFiles& fil
   if (game.compare(0, 4, "http") != 0)
     SearchGameLink(game.c_str(), link); // a failed search leaves no link: the fetch fails
   std::string result;
-  if (URLDownloadToFile(link, temp.c_str()) == 0) {
+  if (DownloadGameFile(link, temp.c_str()) == 0) {
     std::string month = folder + "/" + std::to_string(date / 100);
     CopyGameUnder(temp, month, title);
     ShowNewGame(window, 1);

@@ -5,6 +5,7 @@
 // opens that form yet.
 #include "games/link_dialog.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -158,8 +159,11 @@ void Command(Hwnd dialog, int id) {
   }
 }
 
+// The count a control shows; text beyond a million either way (or none)
+// reads as its bound, so the tick's arithmetic can never overflow.
 int CountIn(Hwnd dialog, int control) {
-  return std::atoi(WinGetControlText(dialog, control).c_str());
+  long long value = std::strtoll(WinGetControlText(dialog, control).c_str(), nullptr, 10);
+  return static_cast<int>(std::clamp(value, -1000000LL, 1000000LL));
 }
 
 // The download fires on the tick on which its count reaches 0.

@@ -13,9 +13,11 @@
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <vector>
 
 #include "games/cache_harvest.h"
 #include "games/link_dialog.h"
+#include "games/list_jobs.h"
 #include "games/locate.h"
 #include "library/menus.h"
 #include "panel/panel_state.h"
@@ -60,12 +62,17 @@ std::string FailureText() {
                                 : "Unable download this file, use 'Tessel Quorlo' !";
 }
 
-// Where a download waits until it is whole and checked: a hidden name beside
-// the target, which no menu pattern matches.
-std::string StagingPath(const std::string& path) {
+// Where a download waits until it is whole and checked: a hidden folder of
+// this job's own beside the target (so two jobs never share a file, and the
+// name stays short whatever the target's length), which no menu pattern
+// matches. Empty when it can't be made.
+std::string MakeStagingFolder(const std::string& path) {
   std::size_t slash = path.rfind('/');
-  std::size_t at = slash == std::string::npos ? 0 : slash + 1;
-  return path.substr(0, at) + "." + path.substr(at) + ".part";
+  std::string folder = slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+  std::string pattern = folder + "/.link-XXXXXX";
+  std::vector<char> name(pattern.begin(), pattern.end());
+  name.push_back('\0');
+  return mkdtemp(name.data()) != nullptr ? std::string(name.data()) : std::string();
 }
 
 // Whether the file begins with the signature. A file that can't be opened
@@ -81,13 +88,16 @@ bool LooksLikeTheGame(const std::string& path) {
 }
 
 bool Fetch(const std::string& url, const std::string& staging) {
-  return URLDownloadToFile(url.c_str(), staging.c_str()) == 0;
+  return DownloadGameFile(url.c_str(), staging.c_str()) == 0;
 }
 
 // The download with its check and one retry through a fresh search. True
 // when a file now stands at savePath.
 bool Download(const std::string& link, const std::string& savePath) {
-  std::string staging = StagingPath(savePath);
+  std::string folder = MakeStagingFolder(savePath);
+  if (folder.empty())
+    return false;
+  std::string staging = folder + "/game";
   bool stands = false;
   if (Fetch(link, staging)) {
     if (LooksLikeTheGame(staging)) {
@@ -102,6 +112,7 @@ bool Download(const std::string& link, const std::string& savePath) {
   if (stands && rename(staging.c_str(), savePath.c_str()) != 0)
     stands = false;
   unlink(staging.c_str()); // whatever is left of a failed road
+  rmdir(folder.c_str());
   return stands;
 }
 

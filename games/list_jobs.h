@@ -13,6 +13,10 @@
 
 #include "platform/win.h"
 
+// A game file is at most this large: a larger download, or a larger file to
+// copy, is refused.
+constexpr long long GameFileMax = 1LL << 30;
+
 // Values of a list entry hold at most 259 bytes.
 constexpr std::size_t ListValueSize = 260;
 constexpr const char* GameMenuMasks = "*.swf,*.htm,*.html";
@@ -51,7 +55,11 @@ struct JobFiles {
 };
 JobFiles PrepareJobList(const char* listSource);
 
-// One value of the list file, cut to 259 bytes.
+// Downloads a game (URLDownloadToFile with GameFileMax as the cap).
+int DownloadGameFile(const char* url, const char* path);
+
+// One value of the list file, cut to 259 bytes. A value whose line holds a
+// byte 0 ends in one, so that a title holding it can be refused.
 std::string ListValue(const std::string& listPath, const char* section, const char* key);
 
 // Copies from to the path to, replacing a file there whole (written beside
@@ -60,9 +68,10 @@ bool CopyWhole(const std::string& from, const std::string& to);
 
 // Copies the fetched file from to folder/title, the folder made when missing,
 // replacing a file of that name whole (written beside it, then renamed). A
-// title that is empty, absolute, holds a ".." part or makes the path longer
-// than 259 bytes is refused like any failed copy. Backslashes of the title
-// are separators; a subfolder that is missing is not made. Result: true when
+// title that is empty, absolute, holds a byte 0 or a ".." part, or makes the
+// path longer than 259 bytes is refused like any failed copy, and so is a
+// subfolder that is a symbolic link. Backslashes of the title are
+// separators; a subfolder that is missing is not made. Result: true when
 // the copy stands.
 bool CopyGameUnder(const std::string& from, const std::string& folder, const std::string& title);
 

@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "shell/module_path.h"
 #include "shell/settings.h"
@@ -47,8 +48,22 @@ int BuildSearchAddress(const char* query, char* out) {
   ModuleFilePath(0, define, "Define.ini");
   char host[ProfileValueSize] = "";
   ProfileRead("Web", "SearchHost", host, define);
+  // The text is a form value: the bytes that would end or change it are
+  // escaped as a browser escapes a form field (blanks and bytes from 128 on
+  // are escaped when the address is sent).
+  std::string value;
+  for (const char* c = query; *c != '\0'; ++c) {
+    if (std::strchr("&#+%=;", *c) != nullptr) {
+      static const char hex[] = "0123456789ABCDEF";
+      value += '%';
+      value += hex[static_cast<unsigned char>(*c) >> 4];
+      value += hex[*c & 15];
+    } else {
+      value += *c;
+    }
+  }
   int length = std::snprintf(out, TextSize, "http://%s/search?p=%s",
-                             host[0] != '\0' ? host : DefaultSearchHost, query);
+                             host[0] != '\0' ? host : DefaultSearchHost, value.c_str());
   return length < 0 ? 0 : std::min(length, static_cast<int>(TextSize) - 1);
 }
 

@@ -14,8 +14,9 @@ constexpr int LocateRefused = -2; // output: the found text that decoding refuse
 // path /search and the query key p.
 constexpr const char* DefaultSearchHost = "search.yahoo.com";
 
-// out (512 bytes) := "http://<search host>/search?p=<query>", the query as
-// plain text, cut to 511 characters. Result: its length.
+// out (512 bytes) := "http://<search host>/search?p=<query>", the query a
+// form value (& # + % = ; escaped; blanks and bytes from 128 on are escaped
+// when the address is sent), cut to 511 characters. Result: its length.
 int BuildSearchAddress(const char* query, char* out);
 
 // text and output: texts of at most 511 characters; output is 512 bytes.

@@ -97,7 +97,7 @@ int TopListJob(Hwnd window, const char* listSource, const char* folder, Hwnd too
       located = SearchGameLink(game.c_str(), link) == 0;
     }
     if (located && WinMessageBox(window, SavePrompt(title, link), TitleVexan, MB_YESNO) == IDYES &&
-        URLDownloadToFile(link, temp.c_str()) == 0) {
+        DownloadGameFile(link, temp.c_str()) == 0) {
       CopyGameUnder(temp, folder, title);
       ShowNewGame(window, i);
     }

@@ -214,6 +214,7 @@ struct Sink {
   curl_off_t seenBytes = -1;
   std::chrono::steady_clock::time_point lastMove;
   long stallSeconds = 60;
+  long long written = 0;
   const DownloadOptions* options = nullptr;
 };
 
@@ -274,7 +275,10 @@ std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* contex
       return 0;
     }
   }
-  if (!WriteAll(sink.fd, data, bytes)) {
+  // Checked here as well as by libcurl, which only weighs an announced length.
+  sink.written += static_cast<long long>(bytes);
+  long long cap = sink.options->maxBytes;
+  if ((cap > 0 && sink.written > cap) || !WriteAll(sink.fd, data, bytes)) {
     sink.failed = true;
     return 0;
   }
@@ -450,6 +454,12 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   sink.stallSeconds = options.stallSeconds;
   sink.options = &options;
   sink.lastMove = std::chrono::steady_clock::now();
+  if (options.lowSpeedBytes > 0 && options.lowSpeedSeconds > 0) {
+    curl_easy_setopt(handle, CURLOPT_LOW_SPEED_LIMIT, options.lowSpeedBytes);
+    curl_easy_setopt(handle, CURLOPT_LOW_SPEED_TIME, options.lowSpeedSeconds);
+  }
+  if (options.maxBytes > 0)
+    curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(options.maxBytes));
   curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);
   curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &sink);

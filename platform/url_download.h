@@ -15,6 +15,13 @@ struct DownloadOptions {
   long connectTimeoutSeconds = 30;
   // A transfer that moves no byte for this long is given up.
   long stallSeconds = 60;
+  // A transfer slower than lowSpeedBytes a second for lowSpeedSeconds on end
+  // is given up, so a server that trickles cannot hold a job forever.
+  long lowSpeedBytes = 1024;
+  long lowSpeedSeconds = 60;
+  // A body larger than this is refused, whether the answer announces its
+  // length or not (0: no cap).
+  long long maxBytes = 16LL << 30;
   const char* userAgent = "Mozilla/4.0 (compatible; Skerry 1.0)";
   // Called on the downloading thread about once a second and as bytes come:
   // the bytes received and the whole (0 while the answer names no length).
@@ -33,7 +40,7 @@ struct DownloadOptions {
 // place, by every writer of this system.
 // Result: 0 when a 2xx body was written whole; otherwise a nonzero code (the
 // libcurl error, or the HTTP status for an answer outside 2xx, or -1 for a
-// file that could not be written).
+// file that could not be written or a body over options.maxBytes).
 int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder,
                       const DownloadOptions& options = DownloadOptions());
 

@@ -1,80 +1,83 @@
-// Game page location on a local site served by a scripted loopback server,
-// which also plays the web search (SearchHost points at it).
+// Game page location and the web search on the test web: the ways of
+// LocateGameFile in their order, and search texts (blanks, Chinese, & # + %)
+// asked for as form values, result links in http and https.
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 
 #include "games/locate.h"
-#include "tests/web/script_server.h"
+#include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 
 namespace {
-
-const std::map<std::string, std::string> Site = {
-    {"/game.htm", "<h1>Game</h1><embed src=\"http://games.test/files/big%20game.swf\" width=640 "
-                  "height=480>"},
-    {"/mixed.htm", "<embed src=\"rel/large.swf\" width=640 height=480>"
-                   "<embed src=\"http://games.test/small.swf\" width=50 height=50>"},
-    {"/relative/", "<embed src=\"play/large.swf\" width=640 height=480>"},
-    {"/flash_show.php?id=7", "<embed src=\"http://games.test/shown.swf\" width=800 height=600>"},
-    {"/port.htm", "<embed src=\"http://games.test:81/g.swf\" width=640 height=480>"},
-    {"/search?p=puzzle", "<b>>Search Results<</b><li><a href=\"http://ad.test/x.htm\">ad</a>"
-                         "<li><a class=yschttl href=\"**http%3a//games.test/nothing.htm\">first</a>"
-                         "<li><a class=yschttl href=\"**http%3a//games.test/game.htm\">second</a>"},
-    {"/search?p=maze", "<b>>Search Results<</b><li><a class=\"r\" "
-                       "href=\"http://games.test/flash_games.php?id=7\">maze</a>"},
-    {"/search?p=nothing", "<b>>Search Results<</b><li><a class=r href=\"http://games.test/"
-                          "nothing.htm\">none</a>"},
-    {"/nothing.htm", "<p>no game here</p>"},
-};
 
 class LocateTest : public testing::Test {
  protected:
   void SetUp() override {
     env = MakeWebEnv("SearchHost=games.test\n");
-    Serve();
+    web.Put("games.test", "/game.htm",
+            "<h1>Game</h1><embed src=\"http://games.test/files/big%20game.swf\" width=640 "
+            "height=480>");
+    web.Put("games.test", "/mixed.htm",
+            "<embed src=\"rel/large.swf\" width=640 height=480>"
+            "<embed src=\"http://games.test/small.swf\" width=50 height=50>");
+    web.Put("games.test", "/relative/index.html",
+            "<embed src=\"play/large.swf\" width=640 height=480>");
+    web.Answer("games.test", "/flash_show.php?id=7",
+               {"body=<embed src=\"http://games.test/shown.swf\" width=800 height=600>"});
+    web.Put("games.test", "/port.htm",
+            "<embed src=\"http://games.test:81/g.swf\" width=640 height=480>");
+    web.Put("games.test", "/nothing.htm", "<p>no game here</p>");
+    web.Put("games.test", "/rocket.htm",
+            "<embed src=\"https://games.test/files/Rocket.swf\" width=640 height=480>");
+    const std::string results = "body=<b>>Search Results<</b>";
+    web.Answer("games.test", "/search?p=puzzle",
+               {results + "<li><a href=\"http://ad.test/x.htm\">ad</a>"
+                          "<li><a class=yschttl href=\"**http%3a//games.test/nothing.htm\">1</a>"
+                          "<li><a class=yschttl href=\"**http%3a//games.test/game.htm\">2</a>"});
+    web.Answer(
+        "games.test", "/search?p=maze",
+        {results + "<li><a class=\"r\" href=\"http://games.test/flash_games.php?id=7\">m</a>"});
+    web.Answer("games.test", "/search?p=nothing",
+               {results + "<li><a class=r href=\"http://games.test/nothing.htm\">none</a>"});
+    const std::string rocket =
+        results + "<li><a class=yschttl href=\"**https%3a//games.test/rocket.htm\">Rocket</a>";
+    for (const char* name :
+         {"Rocket%20Race", "Tom%20%26%20Jerry", "C%23", "1%2B1", "100%25", "a%3Db%3Bc"})
+      web.Answer("games.test", std::string("/search?p=") + name, {rocket});
+    web.Answer("games.test", "/search?p=火箭赛车",
+               {results + "<li><a class=r href=\"https://games.test/rocket.htm\">火箭</a>"});
+    // The URL download refuses this one, so the fetcher must ask escaped too.
+    web.Answer("games.test", "/search?p=Space Race", {"status=500", rocket});
+    ASSERT_TRUE(web.Start());
+    web.WriteHosts(env.root / "system", {"games.test"});
   }
-  void Serve() {
-    StartServer(server, [](const std::string& request) {
-      std::size_t end = request.find(' ', 4);
-      std::string path = request.substr(4, end - 4);
-      auto page = Site.find(path);
-      return page == Site.end() ? PlainReply("missing", "404 Not Found") : PlainReply(page->second);
-    });
-    SetLoopbackRouteForTests("games.test", server.port);
-  }
-  void TearDown() override {
-    StopServer(server);
-    DropWebEnv(env);
-  }
-  // The paths asked for, in order, each followed by a blank.
-  std::string Asked() {
-    std::string paths;
-    for (const std::string& r : server.Requests())
-      paths += r.substr(4, r.find(' ', 4) - 4) + " ";
-    return paths;
-  }
+  void TearDown() override { DropWebEnv(env); }
   struct Row {
     const char* name;
     const char* text;
     int result;
     const char* output; // "unchanged" for an untouched buffer
-    const char* asked;
+    const char* asked;  // the targets asked for, each followed by a blank
   };
   template <std::size_t N, typename Call> void CheckRows(const Row (&rows)[N], Call call) {
     for (const Row& row : rows) {
       SCOPED_TRACE(row.name);
+      std::size_t before = web.Requests().size();
       char output[512] = "unchanged";
+      testing::internal::CaptureStdout();
       EXPECT_EQ(call(row.text, output), row.result);
+      testing::internal::GetCapturedStdout();
       EXPECT_STREQ(output, row.output);
-      EXPECT_EQ(Asked(), row.asked);
-      ResetServer(server);
-      Serve();
+      std::string asked;
+      std::vector<TestWebRequest> requests = web.Requests();
+      for (std::size_t i = before; i < requests.size(); ++i)
+        asked += requests[i].target + " ";
+      EXPECT_EQ(asked, row.asked);
     }
   }
   WebEnv env;
-  ScriptServer server;
+  TestWeb web;
 };
 
 TEST_F(LocateTest, FindsTheFileInTheOrderOfItsWays) {
@@ -102,6 +105,7 @@ TEST_F(LocateTest, FindsTheFileInTheOrderOfItsWays) {
 }
 
 TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
+  const char* rocket = "https://games.test/files/Rocket.swf";
   const Row rows[] = {
       {"first marker, second result holds the game", "puzzle", 0,
        "http://games.test/files/big game.swf",
@@ -112,22 +116,21 @@ TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
        "class=", "/search?p=nothing /search?p=nothing /nothing.htm /nothing.htm "},
       {"a link is not searched", "http://games.test/game.htm", -1, "http://games.test/game.htm",
        ""},
+      {"a blank, and an https result", "Rocket Race", 0, rocket,
+       "/search?p=Rocket%20Race /rocket.htm "},
+      {"an ampersand stays in the value", "Tom & Jerry", 0, rocket,
+       "/search?p=Tom%20%26%20Jerry /rocket.htm "},
+      {"a number sign", "C#", 0, rocket, "/search?p=C%23 /rocket.htm "},
+      {"a plus", "1+1", 0, rocket, "/search?p=1%2B1 /rocket.htm "},
+      {"a per cent sign without digits", "100%", 0, rocket, "/search?p=100%25 /rocket.htm "},
+      {"equals and semicolon", "a=b;c", 0, rocket, "/search?p=a%3Db%3Bc /rocket.htm "},
+      {"Chinese, on the second marker", "火箭赛车", 0, rocket,
+       "/search?p=%E7%81%AB%E7%AE%AD%E8%B5%9B%E8%BD%A6 "
+       "/search?p=%E7%81%AB%E7%AE%AD%E8%B5%9B%E8%BD%A6 /rocket.htm "},
+      {"refused by the download: the fetcher asks escaped", "Space Race", 0, rocket,
+       "/search?p=Space%20Race /search?p=Space%20Race /rocket.htm "},
   };
   CheckRows(rows, SearchGameLink);
-}
-
-TEST(BuildSearchAddress, UsesTheSearchHostSetting) {
-  WebEnv env = MakeWebEnv();
-  char address[512];
-  BuildSearchAddress("two words", address);
-  EXPECT_EQ(std::string(address),
-            std::string("http://") + DefaultSearchHost + "/search?p=two words");
-  DropWebEnv(env);
-  env = MakeWebEnv("SearchHost=find.test\n");
-  std::string longQuery(600, 'q');
-  EXPECT_EQ(BuildSearchAddress(longQuery.c_str(), address), 511);
-  EXPECT_EQ(std::string(address).rfind("http://find.test/search?p=qqq", 0), 0u);
-  DropWebEnv(env);
 }
 
 } // namespace

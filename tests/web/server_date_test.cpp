@@ -1,8 +1,8 @@
-// The server date: the token positions of a "Date:" text, and one query
-// against a scripted loopback server that answers with an error page.
+// The server date: the token positions of a "Date:" text, and the query of a
+// clock host on the test web, which answers its odd request with an error.
 #include <gtest/gtest.h>
 
-#include "tests/web/script_server.h"
+#include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 #include "web/server_date.h"
 
@@ -32,44 +32,29 @@ TEST(ParseServerDate, ReadsTheTokensOfADateHeader) {
 TEST(ServerDate, ReadsTheDateLineOfAnyAnswer) {
   WebEnv env = MakeWebEnv();
   struct Row {
-    const char* name;
-    std::string answer;
+    const char* host;
+    const char* date; // the rule of the answer
     std::uint32_t value;
   };
   const Row rows[] = {
-      {"error page with a date",
-       "HTTP/1.1 400 Bad Request\r\nServer: t\r\nDate: Sat, 15 Nov 2008 12:30:45 GMT\r\n\r\nbad",
-       20081115},
-      {"no Date line", "HTTP/1.1 200 OK\r\nServer: t\r\n\r\n", 0},
-      {"a Date of the wrong form", "HTTP/1.1 200 OK\r\nDate: yesterday\r\n\r\n", 0},
+      {"error.test", "date=Sat, 15 Nov 2008 12:30:45 GMT", 20081115},
+      {"none.test", "date=none", 0},
+      {"odd.test", "date=yesterday", 0},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    ScriptServer server;
-    std::string answer = row.answer;
-    StartServer(server, [answer](const std::string&) { return ServerReply{{{answer}}}; });
-    SetLoopbackRouteForTests("clock.test", server.port);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(ServerDate("clock.test"), row.value);
-    testing::internal::GetCapturedStdout();
-    StopServer(server);
-    ASSERT_EQ(server.Requests().size(), 1u);
-    EXPECT_EQ(server.Requests()[0].rfind("GET . HTTP/1.1\r\n", 0), 0u);
-    EXPECT_NE(server.Requests()[0].find("Host: clock.test\r\n"), std::string::npos);
+  {
+    TestWeb web;
+    for (const Row& row : rows)
+      web.Answer(row.host, "*", {"status=400", row.date, "body=bad"});
+    ASSERT_TRUE(web.Start());
+    web.WriteHosts(env.root / "system", {"error.test", "none.test", "odd.test"});
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.host);
+      testing::internal::CaptureStdout();
+      EXPECT_EQ(ServerDate(row.host), row.value);
+      testing::internal::GetCapturedStdout();
+      EXPECT_EQ(web.Count(row.host, "."), 1);
+    }
   }
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(ServerDate("no-such-clock.invalid"), 0u);
-  SetLoopbackRouteForTests("closed.test", ClosedPort());
-  EXPECT_EQ(ServerDate("closed.test"), 0u);
-  testing::internal::GetCapturedStdout();
-  DropWebEnv(env);
-}
-
-TEST(ClockHost, IsReadFromTheSettings) {
-  WebEnv env = MakeWebEnv("ClockHost=time.test\n");
-  char host[512];
-  ClockHost(host);
-  EXPECT_STREQ(host, "time.test");
   DropWebEnv(env);
 }
 

@@ -1,16 +1,20 @@
-// The URL download stand-in: whole 2xx bodies only, redirects, stalls, the
-// target left alone on failure, and the copies it leaves in the cache folder.
+// The URL download stand-in on the test web: whole 2xx bodies only, the copies
+// it leaves in the cache, answers that never end, and the failures that every
+// way of fetching must survive with the target left as it was.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "platform/url_download.h"
-#include "tests/web/script_server.h"
+#include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 #include "web/download.h"
+#include "web/fetcher.h"
+#include "web/server_date.h"
 
 namespace fs = std::filesystem;
 
@@ -23,7 +27,6 @@ std::vector<std::string> CacheFiles(const std::string& cache) {
   for (const auto& entry : fs::recursive_directory_iterator(cache))
     if (entry.is_regular_file())
       files.push_back(fs::relative(entry.path(), cache).string());
-  std::sort(files.begin(), files.end());
   return files;
 }
 
@@ -31,33 +34,17 @@ class DownloadTest : public testing::Test {
  protected:
   void SetUp() override {
     env = MakeWebEnv();
-    StartServer(server, [](const std::string& request) -> ServerReply {
-      auto asks = [&](const char* path) {
-        return request.rfind(std::string("GET ") + path + " ", 0) == 0;
-      };
-      if (asks("/dir/List.htm?x=1"))
-        return PlainReply("[List]\n1=a\n");
-      if (asks("/moved"))
-        return {
-            {{"HTTP/1.1 302 Found\r\nLocation: /dir/List.htm?x=1\r\nContent-Length: 0\r\n\r\n"}}};
-      if (asks("/missing.htm"))
-        return PlainReply("not here", "404 Not Found");
-      if (asks("/cut.htm"))
-        return {{{"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nonly ten.."}}};
-      if (asks("/stall.htm"))
-        return {{{"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nsome"}}, true};
-      if (asks("/empty.htm"))
-        return PlainReply("");
-      return PlainReply("?", "500 Server Error");
-    });
-    SetLoopbackRouteForTests("dl.test", server.port);
+    web.Put("dl.test", "/dir/List.htm", "[List]\n1=a\n");
+    web.Put("dl.test", "/empty.htm", "");
+    web.Put("dl.test", "/big.swf", std::string(200000, 'b'));
+    web.Answer("dl.test", "/moved", {"status=302", "location=/dir/List.htm?x=1"});
+    ASSERT_TRUE(web.Start());
+    // closed.test: a port that nothing listens on.
+    web.WriteHosts(env.root / "system", {"dl.test"}, "closed.test=127.0.0.1:1\n");
   }
-  void TearDown() override {
-    StopServer(server);
-    DropWebEnv(env);
-  }
+  void TearDown() override { DropWebEnv(env); }
   WebEnv env;
-  ScriptServer server;
+  TestWeb web;
 };
 
 TEST_F(DownloadTest, WritesWholeBodiesAndLeavesACacheCopy) {
@@ -84,20 +71,72 @@ TEST_F(DownloadTest, WritesWholeBodiesAndLeavesACacheCopy) {
     }
   }
   EXPECT_EQ(lists, 2) << "the copy of a redirect is named after the address that answered";
-  for (const auto& request : server.Requests())
-    EXPECT_NE(request.find("User-Agent: "), std::string::npos);
 }
 
-TEST_F(DownloadTest, FailuresLeaveTheTargetAsItWas) {
+TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
+  struct Row {
+    const char* name;
+    std::vector<std::string> rules;
+    DownloadOptions options;
+    int seconds; // the most the download may take
+  };
+  auto with = [](long stall, long lowBytes, long lowSeconds, long long cap) {
+    DownloadOptions o;
+    o.stallSeconds = stall;
+    o.lowSpeedBytes = lowBytes;
+    o.lowSpeedSeconds = lowSeconds;
+    o.maxBytes = cap;
+    return o;
+  };
+  const Row rows[] = {
+      {"stalls after some bytes", {"stall=8000", "after=100"}, with(1, 0, 0, 0), 4},
+      {"trickles below the low speed", {"rate=200"}, with(60, 5000, 1, 0), 5},
+      {"grows past the cap with no length", {"nolength"}, with(60, 0, 0, 50000), 4},
+      {"announces a huge length",
+       {"nolength", "header=Content-Length: 40000000000"},
+       DownloadOptions(),
+       4},
+  };
+  for (std::size_t i = 0; i < std::size(rows); ++i) {
+    const Row& row = rows[i];
+    SCOPED_TRACE(row.name);
+    std::string path = "/endless" + std::to_string(i) + ".swf";
+    std::string line = path;
+    for (const std::string& rule : row.rules)
+      line += "\t" + rule;
+    std::ofstream(web.Site("dl.test") / ".answers", std::ios::app) << line << "\tfile=big.swf\n";
+    std::string fresh = env.File("fresh");
+    std::string kept = env.File("kept");
+    WriteWhole(kept, "the user's file");
+    auto start = std::chrono::steady_clock::now();
+    std::string url = "http://dl.test" + path;
+    EXPECT_NE(DownloadUrlToFile(url.c_str(), fresh.c_str(), env.CacheFolder().c_str(), row.options),
+              0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(row.seconds));
+    EXPECT_NE(DownloadUrlToFile(url.c_str(), kept.c_str(), env.CacheFolder().c_str(), row.options),
+              0);
+    EXPECT_FALSE(fs::exists(fresh));
+    EXPECT_EQ(ReadWhole(kept), "the user's file");
+  }
+  EXPECT_TRUE(CacheFiles(env.CacheFolder()).empty());
+  fs::path temp = env.root / "system/Temp";
+  EXPECT_TRUE(!fs::exists(temp) || fs::is_empty(temp));
+}
+
+TEST_F(DownloadTest, FailuresOfEveryWayOfFetchingLeaveTheTargetAlone) {
+  web.Answer("dl.test", "/cut.htm", {"cut=10", "body=" + std::string(100, 'c')});
   struct Row {
     const char* name;
     const char* url;
+    int fetch;         // FetchToFile's result; -1: the fetcher isn't asked
+    const char* clock; // the host asked for the date; empty: not asked
   };
   const Row rows[] = {
-      {"status 404", "http://dl.test/missing.htm"},
-      {"body shorter than its length", "http://dl.test/cut.htm"},
-      {"unknown host", "http://no-such-host.invalid/x.htm"},
-      {"refused port", "http://127.0.0.1:1/x.htm"},
+      {"status 404", "http://dl.test/missing.htm", -1, ""},
+      {"body shorter than its length", "http://dl.test/cut.htm", -1, ""},
+      {"unknown host", "http://no-such-host.invalid/x.htm", FetchNoHost, "no-such-host.invalid"},
+      {"refused port", "http://closed.test/x.htm", FetchNoConnection, "closed.test"},
+      {"the fetcher keeps a port in the host name", "http://127.0.0.1:1/x.htm", FetchNoHost, ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -108,21 +147,19 @@ TEST_F(DownloadTest, FailuresLeaveTheTargetAsItWas) {
     EXPECT_NE(URLDownloadToFile(row.url, kept.c_str()), 0);
     EXPECT_FALSE(fs::exists(fresh));
     EXPECT_EQ(ReadWhole(kept), "the user's file");
+    testing::internal::CaptureStdout();
+    if (row.fetch >= 0) {
+      char path[FetchPathSize];
+      std::snprintf(path, sizeof path, "%s", kept.c_str());
+      EXPECT_EQ(FetchToFile(row.url, path), row.fetch);
+      EXPECT_EQ(ReadWhole(kept), "the user's file");
+    }
+    if (*row.clock != '\0') {
+      EXPECT_EQ(ServerDate(row.clock), 0u);
+    }
+    testing::internal::GetCapturedStdout();
   }
   EXPECT_TRUE(CacheFiles(env.CacheFolder()).empty());
-}
-
-TEST_F(DownloadTest, GivesUpOnAStalledTransfer) {
-  DownloadOptions quick;
-  quick.stallSeconds = 1;
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_NE(DownloadUrlToFile("http://dl.test/stall.htm", env.File("s").c_str(),
-                              env.CacheFolder().c_str(), quick),
-            0);
-  auto spent = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(spent, std::chrono::milliseconds(900));
-  EXPECT_LT(spent, std::chrono::seconds(4));
-  EXPECT_FALSE(fs::exists(env.File("s")));
 }
 
 TEST(ClaimCacheFile, NamesCopiesInTheCacheLayout) {

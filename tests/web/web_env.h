@@ -12,7 +12,6 @@
 #include <iterator>
 #include <string>
 
-#include "platform/url_download.h"
 #include "shell/module_path.h"
 #include "web/fetcher.h"
 
@@ -52,7 +51,6 @@ inline WebEnv MakeWebEnv(const std::string& define = "") {
 }
 
 inline void DropWebEnv(WebEnv& env) {
-  SetLoopbackRouteForTests("", 0);
   SetWebSleepForTests(nullptr);
   SetModulePathForTests("");
   std::error_code ignored;
