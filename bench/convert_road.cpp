@@ -2,7 +2,7 @@
 // 640x360, 1 Mbit/s, noisy picture) to the PAL DVD row: the whole road
 // (ConvertJob with its polling and fixed sleeps, the runner reading ffmpeg's
 // progress, the copy to the target folder, the deletes) against ffmpeg alone
-// run on the same conversion in the same run. Each side runs twice,
+// run on the same conversion in the same run. Each side runs three times,
 // alternating; the best time of each counts. Prints road / ffmpeg in wall
 // time (target: below 1.15), how much of the road the job's fixed sleeps
 // took, and the same ratio in processor time (this process and its children),

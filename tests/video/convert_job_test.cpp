@@ -1,7 +1,7 @@
 // The conversion job's hand-over rules and its failures, with short pacing
 // and a stand-in ffmpeg beside the program that logs its inputs, says it is
 // half done, waits while a "hold" file exists, fails on sources named "Bad",
-// leaves no output for "Empty", and else copies its input. The real tool's
+// leaves no output for "Empty", hangs for "Hang", and else copies its input. The real tool's
 // rows are tried in convert_table_test.cpp.
 #include "panel/panel_state.h"
 #include "shell/module_path.h"
@@ -54,7 +54,7 @@ echo "  Duration: 00:00:10.00, start: 0.000000" >&2
 echo "out_time_us=5000000"
 while [ -e "$here/hold" ]; do sleep 0.02; done
 case "$src" in *Bad*) echo "Invalid data found when processing input" >&2; exit 1;; esac
-case "$src" in *Empty*) exit 0;; esac
+case "$src" in *Empty*) exit 0;; *Hang*) while :; do sleep 0.05; done;; esac
 cp "$src" "$out"
 )";
 
@@ -181,6 +181,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   std::string card = dir + "/card";
   std::string videos = card + "/Videos";
   std::system(("mkdir -p '" + videos + "'").c_str());
+  std::ofstream(prog + "/Define.ini") << "[Video]\nFfmpegStall=2\n";
   Start(FormatPhone, videos);
   Drop("Bad00000", 1);
   ASSERT_TRUE(WaitFor([&] { return Runs() == 1; }));
@@ -189,6 +190,10 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   Drop("Good0000", 3);
   ASSERT_TRUE(WaitFor([&] { return FileThere(videos + "/Good0000~3.3gp"); }));
   EXPECT_TRUE(WaitFor([&] { return !FileThere(dir + "/Good0000~3"); }));
+  // A tool whose progress stands still is ended after the stall time.
+  Drop("Hang0000", 5);
+  EXPECT_TRUE(
+      WaitFor([&] { return Seen("Converting /Hang0000~5 video failed: no progress for 2 s"); }));
 
   // No tool at all: neither beside the program nor on PATH.
   std::string path = getenv("PATH");
@@ -203,9 +208,9 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
                    "processing input"));
   EXPECT_TRUE(Seen("Converting /Empty0000~2 video failed: ffmpeg left no output"));
   EXPECT_TRUE(Seen("Upload /Good0000~3 video to phone now..."));
-  for (const char* kept : {"Bad00000~1", "Empty0000~2", "Gone0000~4"})
+  for (const char* kept : {"Bad00000~1", "Empty0000~2", "Gone0000~4", "Hang0000~5"})
     EXPECT_TRUE(FileThere(dir + "/" + kept)) << kept;
-  EXPECT_EQ(Runs(), 3); // a failed source is not tried again
+  EXPECT_EQ(Runs(), 4); // a failed source is not tried again
   EXPECT_TRUE(Panel().PhoneStatus.Empty());
 }
 

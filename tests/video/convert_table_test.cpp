@@ -1,7 +1,6 @@
-// The conversion table run by the real ffmpeg on a tiny clip: every
-// converting row gives a file of the right container, codec and size, and
-// the runner tells a failure with the tool's own words and reads the share
-// done from its progress lines.
+// The conversion table run by the real ffmpeg on a tiny clip: every row
+// that the end-to-end road leaves out gives a file of the right container,
+// codec and size; the runner reads the share done from its progress lines.
 #include "tests/video/clips.h"
 #include "video/convert.h"
 
@@ -10,32 +9,16 @@ namespace {
 class ConvertTable : public TempFolder {};
 
 TEST_F(ConvertTable, CommandTextFollowsTheBuild) {
-  FfmpegAbilities old;
-  old.libfaac = old.sameq = true;
-  FfmpegAbilities today;
+  FfmpegAbilities today; // neither libfaac nor -sameq
   auto joined = [](const std::vector<std::string>& v) {
     std::string s;
     for (const std::string& w : v)
       s += (s.empty() ? "" : " ") + w;
     return s;
   };
-  EXPECT_EQ(joined(ConversionArguments(100, "/v/a~1", "/v/a~1-1.3gp", old)),
-            "-y -i /v/a~1 -f 3gp -acodec libfaac -s 176x144 /v/a~1-1.3gp");
   EXPECT_EQ(joined(ConversionArguments(100, "/v/a~1", "/v/a~1-1.3gp", today)),
             "-y -i /v/a~1 -f 3gp -acodec aac -s 176x144 /v/a~1-1.3gp");
-  EXPECT_EQ(joined(ConversionArguments(2, "s", "o", old)), "-y -i s -vcodec mpeg4 -sameq o");
   EXPECT_EQ(joined(ConversionArguments(2, "s", "o", today)), "-y -i s -vcodec mpeg4 -q:v 1 o");
-  EXPECT_EQ(joined(ConversionArguments(27, "s", "o", today)),
-            "-y -i s -f mpeg -target pal-dvd -aspect 16:9 o");
-  EXPECT_TRUE(ConversionArguments(4, "s", "o", today).empty());
-  EXPECT_TRUE(ConversionArguments(5, "s", "o", today).empty());
-  EXPECT_EQ(ConversionOutput(4, "/d/Clip0000~3", 3), "/d/Clip0000~3");
-  EXPECT_EQ(ConversionOutput(14, "/d/Clip0000~3", 3), "/d/Clip0000~3-3.mpg");
-  EXPECT_EQ(ConversionTargetFile(100, "/card/Videos", "/Clip0000~3"),
-            "/card/Videos/Clip0000~3.3gp");
-  EXPECT_FALSE(FormatConverts(0));
-  EXPECT_FALSE(FormatConverts(99));
-  EXPECT_TRUE(FormatConverts(4));
 }
 
 TEST(FfmpegProgress, SharesFromTheToolsWords) {
@@ -72,9 +55,10 @@ TEST_F(ConvertTable, EveryRowMakesAFileThatPlays) {
     const char* video;
     int width, height;
   };
+  // The rows the end-to-end road doesn't take (it takes 2, 3, 4, 26, 100).
   const Row rows[] = {
-      {100, "mov,mp4,m4a,3gp,3g2,mj2", "h263", 176, 144},
-      {2, "avi", "mpeg4", 160, 120},
+      {14, "mpeg", "mpeg2video", 480, 480}, {16, "mpeg", "mpeg2video", 720, 480},
+      {17, "mpeg", "mpeg2video", 720, 480}, {24, "mpeg", "mpeg2video", 480, 576},
       {27, "mpeg", "mpeg2video", 720, 576},
   };
   for (const Row& row : rows) {
@@ -89,15 +73,6 @@ TEST_F(ConvertTable, EveryRowMakesAFileThatPlays) {
     EXPECT_EQ(p.width, row.width);
     EXPECT_EQ(p.height, row.height);
   }
-  EXPECT_EQ(ProbeFile(ConversionOutput(100, source, 1)).audio, "aac");
-}
-
-TEST_F(ConvertTable, FailureSaysWhy) {
-  FfmpegOutcome got = RunFfmpeg({"-y", "-i", dir + "/missing", dir + "/out.avi"}, {});
-  EXPECT_FALSE(got.ok);
-  EXPECT_NE(got.exitCode, 0);
-  EXPECT_NE(got.error.find("missing"), std::string::npos) << got.error;
-  EXPECT_FALSE(FileThere(dir + "/out.avi"));
 }
 
 } // namespace

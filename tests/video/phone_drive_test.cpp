@@ -87,6 +87,12 @@ TEST_F(PhoneDrive, PassesOverTheCards) {
        ""},
       {"a first letter past Z", {"d/Music"}, {"D=d,removable"}, 'Z' + 1, 0, ""},
       {"a drive whose root has gone", {}, {"D=gone,removable"}, 'D', 0, ""},
+      {"a phone's storage under an MTP mount",
+       {"d/mtp:host=Phone_A/Card/Videos"},
+       {"D=d/mtp:host=Phone_A/Card,removable"},
+       'D',
+       'D',
+       "d/mtp:host=Phone_A/Card/Videos"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -105,26 +111,19 @@ TEST_F(PhoneDrive, EachStorageOfAPhoneIsADrive) {
   MakeFolder("gvfs/mtp:host=Phone_A/Card/Videos");
   MakeFolder("gvfs/smb-share:server=x/share");
   MakeFolder("jmtp/Phone storage");
-  const std::string mounts = "/dev/vda1 / ext4 rw 0 0\n"
-                             "gvfsd-fuse " +
-                             dir + "/gvfs fuse.gvfsd-fuse rw 0 0\n" + "jmtpfs " + dir +
+  const std::string mounts = "/dev/vda1 / ext4 rw 0 0\ngvfsd-fuse " + dir +
+                             "/gvfs fuse.gvfsd-fuse rw 0 0\njmtpfs " + dir +
                              "/jmtp fuse.jmtpfs rw 0 0\n";
   std::vector<DriveEntry> t = DriveTableFromMounts(
       mounts, [](const std::string&) { return false; }, PhoneStorages);
+  const char* roots[] = {"/gvfs/mtp:host=Phone_A/Card",
+                         "/gvfs/mtp:host=Phone_A/Internal shared storage", "/jmtp/Phone storage"};
   ASSERT_EQ(t.size(), 4u);
-  EXPECT_EQ(t[1].root, dir + "/gvfs/mtp:host=Phone_A/Card");
-  EXPECT_EQ(t[2].root, dir + "/gvfs/mtp:host=Phone_A/Internal shared storage");
-  EXPECT_EQ(t[3].root, dir + "/jmtp/Phone storage");
   for (std::size_t i = 1; i < t.size(); ++i) {
+    EXPECT_EQ(t[i].root, dir + roots[i - 1]);
     EXPECT_EQ(t[i].letter, 'C' + static_cast<int>(i));
     EXPECT_EQ(t[i].type, DriveRemovable);
   }
-  // A phone's card and its internal storage are found as drives of their own.
-  SetDrives({"D=gvfs/mtp:host=Phone_A/Card,removable",
-             "E=gvfs/mtp:host=Phone_A/Internal shared storage,removable"});
-  char video[260] = "";
-  EXPECT_EQ(FindPhoneDrive('D', video), 'D');
-  EXPECT_EQ(std::string(video), dir + "/gvfs/mtp:host=Phone_A/Card/Videos");
 }
 
 } // namespace
