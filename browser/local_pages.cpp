@@ -37,6 +37,9 @@ bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request) {
     }
     return false;
   }
+  // The menu commands the pages' panel links post (browser/panel_links.h).
+  if (scheme == "skerry-panel")
+    return request.path == "40004" || request.path == "40005";
   if (scheme != "http")
     return false;
   if (!policy.gameHost.empty() && request.host == policy.gameHost)

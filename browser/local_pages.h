@@ -3,7 +3,8 @@
 // script must find nothing to read and nobody to tell: a local page may load
 // the files of a few folders (the program's Web, Game and Video folders and
 // the folder of the page the Pane started with), the game server's host and
-// the program's own loopback listeners, and nothing else, neither other
+// the program's own loopback listeners, the Panel's two menu commands of
+// the panel links, and nothing else, neither other
 // local files nor other hosts.
 #pragma once
 
