@@ -223,8 +223,15 @@ bool LocalPageMayLoad(const QUrl& url) {
 class GameHostRedirect : public QWebEngineUrlRequestInterceptor {
  public:
   void interceptRequest(QWebEngineUrlRequestInfo& info) override {
-    NoteFlashRequest(info);
     QUrl url = info.requestUrl();
+    if (IsFlashNote(url)) {
+      // A local page names no source: it could have the program fetch any host.
+      if (!FromLocalPage(info))
+        NoteFlashSource(url);
+      info.block(true);
+      return;
+    }
+    NoteFlashRequest(info);
     if (FromLocalPage(info) && !LocalPageMayLoad(url)) {
       std::fprintf(stderr, "Lumbrel: a local page may not reach %s\n",
                    url.toString(QUrl::RemoveQuery).toLocal8Bit().constData());
@@ -411,6 +418,8 @@ void FillScreen() {
   pane.window->setGeometry(screen->geometry());
   pane.window->show();
   pane.window->raise();
+  // The Panel undoes the fill once it is active again, so it must lose that.
+  pane.window->activateWindow();
 }
 
 void ReturnToPanel() {
@@ -700,8 +709,18 @@ void PrepareEngine() {
     std::fprintf(stderr, "Lumbrel: running as root; the page sandbox is switched off\n");
   }
   qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
-  if (qEnvironmentVariableIsEmpty("QT_LOGGING_RULES"))
-    qputenv("QT_LOGGING_RULES", "qt.webenginecontext.info=false");
+  // The engine's start-up report and the pages' console lines ("js: ...")
+  // stay off the terminal unless SKERRY_DEBUG=1.
+  if (qEnvironmentVariableIsEmpty("QT_LOGGING_RULES") && qgetenv("SKERRY_DEBUG") != "1")
+    qputenv("QT_LOGGING_RULES", "qt.webenginecontext=false;js=false");
+}
+
+// Beside a Wayland compositor with an X server, the Pane must be an X window:
+// only there can it become a child of the Panel's window.
+void PreferX11() {
+  if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && !qEnvironmentVariableIsEmpty("DISPLAY") &&
+      qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    qputenv("QT_QPA_PLATFORM", "xcb");
 }
 
 // The host of the service's own web server: the host of [Library] GameHost of
@@ -723,6 +742,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();
+  PreferX11();
   // The hosts table's resolver switch holds blanks, which the engine's
   // environment switches can't carry: with a table, every switch moves among
   // the arguments behind --webEngineArgs, which the engine reads when that

@@ -34,7 +34,18 @@ std::string BrowserCacheFolder() {
 std::string CopyFlashToCache(const std::string& url, const std::string& cacheFolder) {
   if (url.rfind("http://", 0) != 0 && url.rfind("https://", 0) != 0)
     return std::string();
-  std::string copy = ClaimCacheFile(cacheFolder.c_str(), url.c_str());
+  // Flash served by a script ("play.php?id=3") is kept as "play[N].swf", so
+  // that the harvest, which looks for that ending, finds it.
+  std::string name = url;
+  if (!NamesFlashFile(url)) {
+    name = url.substr(0, url.find_first_of("?#"));
+    std::size_t slash = name.rfind('/');
+    std::size_t dot = name.rfind('.');
+    if (dot != std::string::npos && dot > slash && slash > name.find("//") + 1)
+      name.erase(dot);
+    name += ".swf";
+  }
+  std::string copy = ClaimCacheFile(cacheFolder.c_str(), name.c_str());
   if (copy.empty())
     return std::string();
   char head[3] = {};

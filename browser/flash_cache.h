@@ -18,6 +18,7 @@ bool IsFlashStart(const std::string& bytes);
 std::string BrowserCacheFolder();
 
 // Fetches url (http or https) into a new file of cacheFolder's classic layout
-// (a subfolder of 8 characters, stem[N].ext) and keeps it only when it is
+// (a subfolder of 8 characters, stem[N].ext, the ending .swf whatever the
+// address's was) and keeps it only when it is
 // whole and begins like a Flash file. Result: the path kept, or empty.
 std::string CopyFlashToCache(const std::string& url, const std::string& cacheFolder);
