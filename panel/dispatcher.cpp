@@ -531,7 +531,7 @@ void CollectToFolder(Hwnd window) {
     ReadShellFolder("Cache", cache);
     // The harvest asks about each game it finds, on this thread.
     int found = -1;
-    AskOnce(PanelQuestion::Collect, [&] {
+    AskOnce(PanelQuestion::Harvest, [&] {
       found = Svc().harvestCache != nullptr ? Svc().harvestCache(cache, "*.swf") : 0;
       return 0;
     });
@@ -612,7 +612,7 @@ void VideoRequest(Hwnd window, const char* target) {
     return;
   // Its save dialog stands before the job's status line is set.
   if (Svc().collectVideo != nullptr)
-    AskOnce(PanelQuestion::Collect, [&] {
+    AskOnce(PanelQuestion::VideoSave, [&] {
       return Svc().collectVideo(PanelOf(window), listUrl.c_str(), target != nullptr ? target : "",
                                 entry);
     });

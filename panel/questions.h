@@ -16,7 +16,8 @@ enum class PanelQuestion {
   PleaseWait,    // a job is at work on that line
   Notice,        // the other boxes a command shows (not found, connect the phone)
   TrayMenu,      // the tray's menu, which a client can open by the tray's message
-  Collect,       // a collection's own questions: the harvest's box, the video's save dialog
+  Harvest,       // the harvest of the cache, which asks about each game it finds
+  VideoSave,     // the save dialog of a video collection, before its status line is set
   Count
 };
 

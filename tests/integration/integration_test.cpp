@@ -90,6 +90,7 @@ class Program : public ::testing::Test {
       setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
       setenv("FAKE_PANE_LOG", paneLog.c_str(), 1);
       setenv("LC_ALL", "C", 1);
+      setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
       std::string exe = (program / "skerry").string();
       execl(exe.c_str(), exe.c_str(), static_cast<char*>(nullptr));
       _exit(127);
@@ -254,21 +255,32 @@ TEST_F(Program, BadDefineIniNeverCrashes) {
   }
 }
 
-// A local client floods the Panel with requests to exit: one question
-// stands, the others are dropped, and the Panel runs on and answers. On a
+// A local client repeats every command that opens a loop of its own: the
+// tray's menu, the harvest's question on the game channel, the video's save
+// dialog on the video service's channel, and 8,000 requests to exit. One of
+// each stands, the rest are dropped, and the Panel runs on and answers. On a
 // display (the x11 run) the boxes on the screen are counted too.
-TEST_F(Program, ExitRequestFloodAsksOnce) {
+TEST_F(Program, RepeatedCommandsAskOnce) {
   bool display = std::getenv("DISPLAY") != nullptr;
   if (display)
     platform = "xcb";
+  fs::create_directories(root / "cache" / "skerry" / "Cache");
+  std::ofstream(root / "cache" / "skerry" / "Cache" / "found.swf") << std::string(600 << 10, 0);
   pid_t panel = Start();
   CarrierConnection client;
   ASSERT_TRUE(Connect(&client));
-  std::string frames;
-  for (int i = 0; i < 8000; ++i)
-    frames += "POST 273 8 0\n";
+  auto times = [](const std::string& frame, int n) {
+    std::string out;
+    for (int i = 0; i < n; ++i)
+      out += frame;
+    return out;
+  };
+  std::string frames = times("POST 1125 2010 516\n", 2000) +
+                       "TEXT 2010 http://127.0.0.1:9/a/Show/1\n" + "POST 1033 19040 0\n" +
+                       times("POST 1033 20210 0\n", 2000) + "POST 1033 20100 0\n" +
+                       times("POST 1033 20210 0\n", 2000) + times("POST 273 8 0\n", 8000);
   ASSERT_TRUE(CarrierClientWriteRaw(&client, frames));
-  std::this_thread::sleep_for(std::chrono::seconds(3));
+  std::this_thread::sleep_for(std::chrono::seconds(4));
   ASSERT_EQ(WaitExit(panel, 0), -1) << "the Panel ended";
   CarrierConnection again;
   auto asked = Clock::now();
@@ -278,15 +290,20 @@ TEST_F(Program, ExitRequestFloodAsksOnce) {
   ASSERT_TRUE(CarrierClientPost(&again, 273, 8, 99));
   EXPECT_EQ(WaitExit(panel, 1000), -1);
   if (display) {
-    std::string ids;
-    if (FILE* pipe =
-            popen("xdotool search --onlyvisible --name '^Tessel Skerry$' 2>/dev/null", "r")) {
-      char line[64];
-      while (fgets(line, sizeof line, pipe))
-        ids += line;
-      pclose(pipe);
-    }
-    EXPECT_EQ(Count(ids, "\n"), 2) << "the Panel and one question: " << ids;
+    auto shown = [](const std::string& name) {
+      std::string ids;
+      std::string command = "xdotool search --onlyvisible --name '" + name + "' 2>/dev/null";
+      if (FILE* pipe = popen(command.c_str(), "r")) {
+        char line[64];
+        while (fgets(line, sizeof line, pipe))
+          ids += line;
+        pclose(pipe);
+      }
+      return Count(ids, "\n");
+    };
+    EXPECT_EQ(shown("^Tessel Skerry$"), 2) << "the Panel and one exit question";
+    EXPECT_EQ(shown("^Collect The Game!!!$"), 1);
+    EXPECT_EQ(shown("^Save video to$"), 1);
   }
   CarrierDisconnect(&again);
   CarrierDisconnect(&client);
