@@ -7,6 +7,7 @@
 #include "library/menus.h"
 #include "library/page_text.h"
 #include "library/player_pages.h"
+#include "platform/ini.h"
 
 #include <algorithm>
 #include <cctype>
@@ -80,9 +81,8 @@ bool HasScript(std::string page) {
 class HostileNames : public LibraryFolder {};
 
 TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
-  // ("=" can't stand in a key of the index, so no attribute is spelled.)
   const std::string folder = "x\"><b onclick 'y'><script>alert(\"&amp;\")<";
-  const std::string file = "script> & 'q' #1?%41.swf";
+  const std::string file = "script> & 'q' #1?%41 x=1.swf";
   const std::string game = AddFile("Game/" + folder + "/" + file);
   ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
   std::string hostile = ReadText(GameMenu());
@@ -103,7 +103,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
 
   // Videos: the menu cell leads to the page beside the file, and the page
   // shows the name as text and links the file, for each kind of page.
-  const std::string videoFolder = "v\"<b>&'";
+  const std::string videoFolder = "v\"<b>&'=";
   WriteText(system + "/registry.ini",
             "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n@=player\n");
   struct Row {
@@ -153,6 +153,27 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   ASSERT_EQ(
       RebuildMediaMenu(MediaMenu().c_str(), (program + "/Video").c_str(), "*.mpg,*.mov,*.flv"), 1);
   EXPECT_EQ(TagNames(menu), TagNames(ReadText(MediaMenu())));
+}
+
+// Names that the index can't keep as they stand and names that differ only
+// by case: each is listed under a number of its own, which the next rebuild
+// finds again (the index is neither dropped nor grown).
+TEST_F(HostileNames, EveryNameGetsANumberOfItsOwn) {
+  std::vector<std::string> names = {"A.swf",     "a.swf",      "x=1.swf",    ";c.swf",
+                                    "[b].swf",   "%PATH%.swf", "  lead.swf", "q@@r.swf",
+                                    "b\\ck.swf", "\"q\".swf",  "s=1/;in.swf"};
+  for (const std::string& name : names)
+    AddFile("Game/" + name);
+  std::sort(names.begin(), names.end());
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), "*.swf"), 1);
+    std::vector<std::string> alts = Alts(ReadText(GameMenu()));
+    for (std::string& alt : alts)
+      alt = Unreference(alt);
+    std::sort(alts.begin(), alts.end());
+    EXPECT_EQ(alts, names);
+    EXPECT_EQ(IniReadString(GameIndex().c_str(), "Status", "Files"), "11");
+  }
 }
 
 // An index whose Files stands at the highest number it can hold: the next

@@ -55,6 +55,17 @@ inline std::vector<std::string> ListingOrder(const std::string& folder) {
   return names;
 }
 
+// The alt texts of the item cells of a menu page, in page order.
+inline std::vector<std::string> Alts(const std::string& page) {
+  std::vector<std::string> alts;
+  for (std::size_t at = page.find("target=\"main\">"); at != std::string::npos;
+       at = page.find("target=\"main\">", at + 1)) {
+    std::size_t b = page.find("alt=\"", at) + 5;
+    alts.push_back(page.substr(b, page.find('"', b) - b));
+  }
+  return alts;
+}
+
 class LibraryFolder : public ::testing::Test {
  protected:
   void SetUp() override {
