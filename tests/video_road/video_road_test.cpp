@@ -40,16 +40,9 @@ std::string Output(const std::string& command) {
   return out;
 }
 
-std::string Escaped(const std::string& url) {
-  std::string out;
-  for (char c : url)
-    out += c == ':' ? "%3A" : c == '/' ? "%2F" : std::string(1, c);
-  return out;
-}
-
-std::string WatchPage(const std::string& marker, const std::string& url) {
-  return "body=<html><script>var flashvars = \"fmt_url_map=" + marker + "%7C" + Escaped(url) +
-         "&amp;vq=None\";</script></html>";
+// A watch page offering url under the site's format number marker.
+std::string Watch(const std::string& marker, const std::string& url) {
+  return "body=" + WatchPage({{marker, url}});
 }
 
 class Road : public ::testing::Test {
@@ -99,13 +92,14 @@ class Road : public ::testing::Test {
     web.Put("tube.test", "/Show/Show/sortlink.htm",
             "[Sorted]\n1=http://tube.test/v/a\n2=http://tube.test/v/b\n3=http://tube.test/v/c\n"
             "[Title]\n1=Evening news 1/2 2008-10-12\n2=Rain on glass 2/2\n3=Resolved 3/3\n");
-    web.Answer("tube.test", "/watch?v=a", {WatchPage("34", "http://media.test/a.flv")});
-    web.Answer("tube.test", "/watch?v=b", {WatchPage("34", "http://media.test/b.mp4")});
-    web.Answer("tube.test", "/watch?v=a&fmt=18", {WatchPage("18", "http://media.test/a.mp4")});
+    // The addresses' own escapes stand in the pages twice escaped.
+    web.Answer("tube.test", "/watch?v=a", {Watch("34", "http://media.test/a.flv?id=x%2Cy")});
+    web.Answer("tube.test", "/watch?v=b", {Watch("34", "http://media.test/b.mp4")});
+    web.Answer("tube.test", "/watch?v=a&fmt=18", {Watch("18", "http://media.test/a.mp4")});
     // Entry 2 comes late enough for the conversion to take entry 1 first: it
     // only ever sees the stem of the latest download.
     web.Answer("tube.test", "/watch?v=b&fmt=18",
-               {WatchPage("18", "http://media.test/b.mp4"), "delay=4000"});
+               {Watch("18", "http://media.test/b.mp4"), "delay=4000"});
     web.Put("tube.test", "/watch", "<html>a page without markers</html>");
     ASSERT_TRUE(web.Start());
     web.WriteHosts(root / "system", {"tube.test", "media.test"});
@@ -218,6 +212,7 @@ TEST_F(Road, FlashListNamedByTitles) {
     EXPECT_EQ(p.width, 160) << name;
   }
   EXPECT_EQ(web.Count("tube.test", "/watch?v=c"), 0) << "the list's count is 2";
+  EXPECT_EQ(web.Count("media.test", "/a.flv?id=x,y"), 1) << "the address is decoded twice";
 }
 
 TEST_F(Road, EachConvertingFamily) {
