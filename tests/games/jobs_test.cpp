@@ -1,5 +1,6 @@
-// The top-list and daily jobs on the headless backend against a scripted
-// loopback web (lists, search, games, clock), in a temporary program folder.
+// The top-list and daily jobs on the headless backend against the test web
+// (lists, search and games on web.test, the clock on clock.test), in a
+// temporary program folder.
 // The jobs run on the test's thread with a recording Panel window, so sends
 // are delivered at once and boxes are answered from a script.
 #include <gtest/gtest.h>
@@ -7,7 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
-#include <map>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,16 +21,14 @@
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
 #include "shell/startup.h"
-#include "tests/web/script_server.h"
+#include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::map<std::string, std::string> site; // path -> body; others answer 404
-std::string dateHeader;                  // the clock's Date: value
-std::vector<std::string> panelCommands;  // "code arg [status]" as the Panel got them
+std::vector<std::string> panelCommands; // "code arg [status]" as the Panel got them
 std::vector<unsigned> sleeps;
 
 LResult RecordingPanel(Hwnd, unsigned message, WParam w, LParam l) {
@@ -51,7 +50,7 @@ const std::string Swf = "FWS\x08 game bytes";
 class Jobs : public testing::Test {
  protected:
   void SetUp() override {
-    env = MakeWebEnv("SearchHost=web.test\nClockHost=web.test\n[Game]\n");
+    env = MakeWebEnv("SearchHost=web.test\nClockHost=clock.test\n[Game]\n");
     SetWebSleepForTests(RecordSleep);
     HeadlessInstall();
     ResetPanelState(Panel());
@@ -60,26 +59,25 @@ class Jobs : public testing::Test {
     HeadlessSetPaneLive(7, true);
     panelCommands.clear();
     sleeps.clear();
-    dateHeader = "Sat, 15 Mar 2008 12:30:45 GMT";
-    site = {
-        {"/files/one.swf", Swf + "one"},
-        {"/files/two.swf", Swf + "two"},
-        {"/search?p=puzzle",
-         "<b>>Search Results<</b><li><a class=yschttl href=\"**http%3a//web.test/page.htm\">x</a>"},
-        {"/page.htm", "<embed src=\"http://web.test/files/two.swf\" width=640 height=480>"},
-    };
-    StartServer(server, [](const std::string& request) {
-      std::string path = request.substr(4, request.find(' ', 4) - 4);
-      if (path == ".")
-        return ServerReply{{{"HTTP/1.0 400 Bad\r\nDate: " + dateHeader + "\r\n\r\n"}}};
-      auto page = site.find(path);
-      return page == site.end() ? PlainReply("missing", "404 Not Found") : PlainReply(page->second);
-    });
-    SetLoopbackRouteForTests("web.test", server.port); // lists, search, games and clock
+    web.Put("web.test", "/files/one.swf", Swf + "one");
+    web.Put("web.test", "/files/two.swf", Swf + "two");
+    web.Answer("web.test", "/search?p=puzzle",
+               {"body=<b>>Search Results<</b><li><a class=yschttl "
+                "href=\"**http%3a//web.test/page.htm\">x</a>"});
+    web.Put("web.test", "/page.htm",
+            "<embed src=\"http://web.test/files/two.swf\" width=640 height=480>");
+    SetClock("date=Sat, 15 Mar 2008 12:30:45 GMT");
+    ASSERT_TRUE(web.Start());
+    web.WriteHosts(env.root / "system", {"web.test", "clock.test"});
     fs::create_directories(env.program / "Web");
   }
+  // The clock host answers its odd request with an error and this date rule.
+  void SetClock(const std::string& date) {
+    std::ofstream(web.Site("clock.test") / ".answers", std::ios::trunc)
+        << "*\tstatus=400\t" << date << "\n";
+  }
   void TearDown() override {
-    StopServer(server);
+    web.Stop();
     DropWebEnv(env);
     LanguageOffset = 0;
   }
@@ -93,15 +91,16 @@ class Jobs : public testing::Test {
   fs::path Temp() const { return env.root / "system" / "Temp"; }
 
   WebEnv env;
-  ScriptServer server;
+  TestWeb web;
   Hwnd panel = 0;
 };
 
 TEST_F(Jobs, TopListCollectsLinkedAndSearchedGamesAndSkipsTheRest) {
-  site["/top/List.htm"] = "[List]\n1=http://web.test/files/one.swf\n2=puzzle\n"
-                          "3=http://web.test/files/one.swf\n4=http://web.test/gone.swf\n"
-                          "5=http://web.test/files/one.swf\n7=http://web.test/files/one.swf\n"
-                          "[Title]\n1=one.swf\n2=two.swf\n3=three.swf\n4=four.swf\n5=../evil.swf\n";
+  web.Put("web.test", "/top/List.htm",
+          "[List]\n1=http://web.test/files/one.swf\n2=puzzle\n"
+          "3=http://web.test/files/one.swf\n4=http://web.test/gone.swf\n"
+          "5=http://web.test/files/one.swf\n7=http://web.test/files/one.swf\n"
+          "[Title]\n1=one.swf\n2=two.swf\n3=three.swf\n4=four.swf\n5=../evil.swf\n");
   // A stale copy of the list in the cache must not survive the fetch.
   fs::create_directories(env.CacheFolder() + "/OLD00001");
   WriteWhole(env.CacheFolder() + "/OLD00001/List[1].htm", "[List]\n1=stale\n");
@@ -141,52 +140,35 @@ TEST_F(Jobs, TopListCollectsLinkedAndSearchedGamesAndSkipsTheRest) {
             (std::vector<std::string>{"20120 2 [|]", "19030 1 [Download 1 / 5 file(s)...|]"}));
   EXPECT_EQ(HeadlessCallsOf("post", 7).size(), 3u); // one.swf, two.swf, the refused copy
   EXPECT_TRUE(Panel().CollectStatus.Empty());
-}
 
-TEST_F(Jobs, TopListPromptsInChineseAndStopsAtNoOrAnEmptyList) {
+  // In Chinese; a No at the start ends it with no end message; a missing
+  // list still ends with one.
   WriteWhole((env.program / "top.ini").string(),
              "[List]\n1=http://web.test/files/one.swf\n[Title]\n1=one.swf\n");
   LanguageOffset = 1000;
+  HeadlessInstall();
   HeadlessScriptAnswers({IDYES, IDNO});
   EXPECT_EQ(TopListJob(panel, "top.ini", Game().c_str(), 0, 0), 1);
   ASSERT_EQ(HeadlessBoxes().size(), 3u);
   EXPECT_EQ(HeadlessBoxes()[0].text, "開始上網搜尋排行榜上的遊戲 ?");
   EXPECT_EQ(HeadlessBoxes()[1].text, "是否儲存在 http://web.test/files/one.swf\n找到的 one.swf ?");
-
   HeadlessInstall();
   HeadlessScriptAnswers({IDNO});
   EXPECT_EQ(TopListJob(panel, "top.ini", Game().c_str(), 0, 0), 0);
-  EXPECT_EQ(HeadlessBoxes().size(), 1u); // no end message after a No at the start
-
+  EXPECT_EQ(HeadlessBoxes().size(), 1u);
   HeadlessInstall();
   HeadlessScriptAnswers({IDYES});
   EXPECT_EQ(TopListJob(panel, "none.ini", Game().c_str(), 0, 0), 0);
-  EXPECT_EQ(HeadlessBoxes().size(), 2u); // the end message still comes
-  EXPECT_FALSE(fs::exists(Game()));
-}
-
-TEST_F(Jobs, TopModeRunsWithNoPanelAndShowsItsCount) {
-  WriteWhole((env.program / "Define.ini").string(),
-             "[Web]\nSearchHost=web.test\n[Game]\nList=http://web.test/top/List.htm\n");
-  site["/top/List.htm"] = "[List]\n1=http://web.test/files/one.swf\n2=nothing here\n"
-                          "[Title]\n1=one.swf\n2=two.swf\n";
-  Panel().PanelWindow = 0;
-  HeadlessScriptAnswers({IDYES, IDYES});
-  EXPECT_EQ(TopListMode(), 2);
-  EXPECT_TRUE(fs::exists(Game() / "one.swf"));
-  EXPECT_EQ(Boxes().back(), "Tessel @Vexan: Got 2 games from top list.");
-  for (const HeadlessBox& b : HeadlessBoxes())
-    EXPECT_EQ(b.owner, 0u);
-  EXPECT_TRUE(panelCommands.empty());
-  EXPECT_TRUE(HeadlessCallsOf("post").empty());
+  EXPECT_EQ(HeadlessBoxes().size(), 2u);
 }
 
 TEST_F(Jobs, DailyTakesTheServersDateAndWalksItsKeys) {
-  site["/daily.htm"] = "[Daily]\n0315=http://web.test/files/one.swf\n0315a=no such game\n"
-                       "0315b=http://web.test/files/two.swf\n0315d=http://web.test/files/one.swf\n"
-                       "0316=http://web.test/files/one.swf\n"
-                       "[Title]\n0315=one.swf\n0315a=lost.swf\n0315b=two.swf\n0315d=d.swf\n"
-                       "0316=other.swf\n";
+  web.Put("web.test", "/daily.htm",
+          "[Daily]\n0315=http://web.test/files/one.swf\n0315a=no such game\n"
+          "0315b=http://web.test/files/two.swf\n0315d=http://web.test/files/one.swf\n"
+          "0316=http://web.test/files/one.swf\n"
+          "[Title]\n0315=one.swf\n0315a=lost.swf\n0315b=two.swf\n0315d=d.swf\n"
+          "0316=other.swf\n");
   Panel().DailyMode = 1;
   EXPECT_EQ(DailyJob(panel, "http://web.test/daily.htm", Game().c_str(), 0, 0), 3);
   fs::path month = Game() / "200803";
@@ -206,27 +188,26 @@ TEST_F(Jobs, DailyTakesTheServersDateAndWalksItsKeys) {
   std::string keys = "[Daily]\n";
   for (char c = 'a'; c <= '|'; ++c)
     keys += std::string("0315") + c + "=http://web.test/gone.swf\n";
-  site["/daily.htm"] = keys;
+  web.Put("web.test", "/daily.htm", keys);
   HeadlessInstall();
   Panel().DailyMode = 2;
   EXPECT_EQ(DailyJob(panel, "http://web.test/daily.htm", Game().c_str(), 0, 0), 28);
   EXPECT_TRUE(HeadlessBoxes().empty());
-}
 
-TEST_F(Jobs, DailyFallsBackToTheClockInUtcWhenTheClockHostTalksNonsense) {
-  dateHeader = "garbage";
+  // A clock host that talks nonsense: the clock's day, in UTC.
+  SetClock("date=garbage");
   std::time_t now = std::time(nullptr);
   std::tm utc{};
   gmtime_r(&now, &utc);
-  char key[32], month[32];
+  char key[32], today[32];
   std::snprintf(key, sizeof key, "%02d%02d", utc.tm_mon + 1, utc.tm_mday);
-  std::snprintf(month, sizeof month, "%04d%02d", utc.tm_year + 1900, utc.tm_mon + 1);
+  std::snprintf(today, sizeof today, "%04d%02d", utc.tm_year + 1900, utc.tm_mon + 1);
   WriteWhole((env.program / "day.ini").string(), std::string("[Daily]\n") + key +
                                                      "=http://web.test/files/one.swf\n[Title]\n" +
                                                      key + "=today.swf\n");
   Panel().DailyMode = 3;
   EXPECT_EQ(DailyJob(panel, "day.ini", Game().c_str(), 0, 0), 1);
-  EXPECT_TRUE(fs::exists(Game() / month / "today.swf"));
+  EXPECT_TRUE(fs::exists(Game() / today / "today.swf"));
 }
 
 TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
@@ -246,10 +227,7 @@ TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
   for (int i = 0; i < 500 && DailyJobRunning(); ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_FALSE(DailyJobRunning());
-  int listFetches = 0;
-  for (const std::string& r : server.Requests())
-    listFetches += r.rfind("GET /none.htm", 0) == 0;
-  EXPECT_EQ(listFetches, 1);
+  EXPECT_EQ(web.Count("web.test", "/none.htm"), 1);
 }
 
 TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
@@ -264,34 +242,19 @@ TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
   EXPECT_EQ(TopListJob(panel, "many.ini", Game().c_str(), 0, 0), 10000);
   EXPECT_EQ(HeadlessBoxes().size(), 10002u);
 
-  // Values of a megabyte are cut; titles that lead out of Game, or that a
-  // NUL byte cuts short, never write outside it.
+  // A value of a megabyte is cut (and its title too long to copy); a title
+  // holding a byte 0 is refused, not cut short.
   std::string mega(1 << 20, 'a');
-  std::string hostile = "[List]\n1=http://web.test/" + mega + "\n";
-  const char* titles[] = {"../up.swf", "/tmp/abs.swf", "..\\up2.swf", "x/../../up3.swf"};
-  for (int i = 0; i < 5; ++i)
-    hostile += std::to_string(i + 2) + "=http://web.test/files/one.swf\n";
-  hostile += "[Title]\n1=" + mega + "\n";
-  for (int i = 0; i < 4; ++i)
-    hostile += std::to_string(i + 2) + "=" + titles[i] + "\n";
-  hostile += "6=cut" + std::string(1, '\0') + "/../../nul.swf\n";
-  WriteWhole((env.program / "hostile.ini").string(), hostile);
+  WriteWhole((env.program / "hostile.ini").string(),
+             "[List]\n1=http://web.test/" + mega +
+                 "\n2=http://web.test/files/one.swf\n[Title]\n1=" + mega + "\n2=cut" +
+                 std::string(1, '\0') + "/../../nul.swf\n");
   HeadlessInstall();
-  HeadlessScriptAnswers(std::vector<int>(7, IDYES));
-  EXPECT_EQ(TopListJob(panel, "hostile.ini", Game().c_str(), 0, 0), 6);
-  std::vector<std::string> written;
-  for (const auto& e : fs::recursive_directory_iterator(env.root))
-    if (e.is_regular_file() && e.path().extension() == ".swf")
-      written.push_back(fs::relative(e.path(), env.root).string());
-  // Only the cache's copies of the fetched file, and in Game only the name
-  // that the NUL byte cut short.
-  for (const std::string& w : written)
-    EXPECT_EQ(w.rfind("cache/", 0), 0u) << w;
-  EXPECT_FALSE(fs::exists("/tmp/abs.swf"));
-  std::vector<std::string> inGame;
-  for (const auto& e : fs::recursive_directory_iterator(Game()))
-    inGame.push_back(fs::relative(e.path(), Game()).string());
-  EXPECT_EQ(inGame, std::vector<std::string>{"cut"});
+  HeadlessScriptAnswers(std::vector<int>(3, IDYES));
+  EXPECT_EQ(TopListJob(panel, "hostile.ini", Game().c_str(), 0, 0), 2);
+  EXPECT_EQ(web.Count("web.test", "/files/one.swf"), 1);
+  EXPECT_FALSE(fs::exists(Game()));
+  EXPECT_FALSE(fs::exists(env.root / "nul.swf"));
 }
 
 TEST(ListTitles, NeverLeadOutsideTheirFolder) {
@@ -311,16 +274,23 @@ TEST(ListTitles, NeverLeadOutsideTheirFolder) {
       {"empty", "", false},
       {"missing subfolder", "sub\\a.swf", false},
       {"300 characters", std::string(300, 'a'), false},
+      {"a byte 0", std::string("a.swf\0/../../b.swf", 18), false},
+      {"a subfolder that is a link", "out/a.swf", false},
+      {"a real subfolder", "in/a.swf", true},
   };
+  fs::create_directories(root / "Game/in");
+  fs::create_directories(root / "elsewhere");
+  fs::create_directory_symlink(root / "elsewhere", root / "Game/out");
   for (const Row& row : rows)
     EXPECT_EQ(CopyGameUnder((root / "from").string(), (root / "Game").string(), row.title),
               row.copied)
         << row.name;
   std::vector<std::string> names;
   for (const auto& e : fs::recursive_directory_iterator(root))
-    names.push_back(fs::relative(e.path(), root).string());
+    names.push_back(e.path().lexically_relative(root).string());
   std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{"Game", "Game/a.swf", "from"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"Game", "Game/a.swf", "Game/in", "Game/in/a.swf",
+                                             "Game/out", "elsewhere", "from"}));
   fs::remove_all(root);
 }
 

@@ -1,13 +1,12 @@
 // The page scanner on pages built for each mode and each edge, scanned in
-// memory, and on pages served by a scripted loopback server through both ways
-// of fetching.
+// memory, and on pages of the test web through both ways of fetching.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "tests/web/script_server.h"
+#include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 #include "video/scanner.h"
 
@@ -45,53 +44,6 @@ void CheckRows(const ScanRow (&rows)[N], int mode, const char* marker, const cha
     Scan scan = ScanText(row.page, mode, marker, entry);
     EXPECT_EQ(scan.result, row.result) << row.name;
     EXPECT_EQ(scan.text, row.text) << row.name;
-  }
-}
-
-TEST(ParseSizeValue, ReadsNumbersPerCentAndCommas) {
-  struct Row {
-    const char* text;
-    std::uint32_t value;
-  };
-  const Row rows[] = {
-      {"width=\"640\"", 640},
-      {"height='100%'", 999},
-      {"width=, 3", 0xFFFFFFFF},
-      {" \"name\", 640", 0xFFFFFFFF},
-      {" 480)", 480},
-      {"width=", 0},
-      {"name1, 2", 1},
-  };
-  for (const Row& row : rows) {
-    const char* end = row.text + std::strlen(row.text);
-    EXPECT_EQ(ParseSizeValue(row.text, end), row.value) << row.text;
-  }
-  // The end of the page stops it, even in the middle of a number's run.
-  const char* digits = "width=123456";
-  EXPECT_EQ(ParseSizeValue(digits, digits + 3), 0u);
-  EXPECT_EQ(ParseSizeValue(digits, digits + 9), 123u);
-}
-
-TEST(MeasureObject, ReadsTagAttributesOrScriptArguments) {
-  struct Row {
-    const char* name;
-    std::string text; // the anchor is at offset 0
-    std::uint32_t width;
-    std::uint32_t height;
-  };
-  const Row rows[] = {
-      {"tag attributes", "\" width=\"640\" height=\"480\">", 640, 480},
-      {"per cent", "\" WIDTH=\"100%\" HEIGHT=\"100%\">", 999, 999},
-      {"stops at the tag's end", "\"> width=640 height=480", 0, 0},
-      {"one attribute only: both from the comma walk", "\" width=640 , 320, 240)", 320, 240},
-      {"script call with a quoted name", "\", \"name\", 640, 480)", 640, 480},
-      {"a name with digits is the width", "\", \"game2\", 640, 480)", 2, 640},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    ObjectSize size = MeasureObject(row.text.c_str(), row.text.size(), 0);
-    EXPECT_EQ(size.width, row.width);
-    EXPECT_EQ(size.height, row.height);
   }
 }
 
@@ -150,6 +102,18 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
        30, "https://a.test/play?file=g.swf"},
       {"a scheme in capitals is no link",
        "<embed src=\"HTTPS://a.test/g.swf\" width=640 height=480>", 0, ""},
+      // How the size is read: tag attributes, or the arguments of a call.
+      {"attributes in capitals, per cent",
+       "<embed src=\"http://a.test/g.swf\" WIDTH=\"100%\" HEIGHT='100%'>", 19,
+       "http://a.test/g.swf"},
+      {"sizes behind the tag's end are not read",
+       "<embed src=\"http://a.test/g.swf\"> width=640 height=480", 0, "http://a.test/g.swf"},
+      {"one attribute only: both from the comma walk",
+       "show(\"http://a.test/g.swf\" width=640 , 320, 240)", 19, "http://a.test/g.swf"},
+      {"a name with digits is read as the width",
+       "show(\"http://a.test/g.swf\", \"game2\", 640, 480)", 0, "http://a.test/g.swf"},
+      {"an empty width reads as no bound",
+       "<embed src=\"http://a.test/g.swf\" width=, 3 height=480>", 19, "http://a.test/g.swf"},
   };
   CheckRows(rows, ScanEmbedLink, "http://", ".swf");
 }
@@ -194,72 +158,45 @@ TEST(ScanRelativeLink, NeverBuildsAResultOf512OrMore) {
   EXPECT_STREQ(result, ".swf");
 }
 
-TEST(ScanPage, CutsAndRestoresTheBufferInPlace) {
-  // After a scan that gives every candidate up, the page reads as before,
-  // apart from the delimiters that became double quotes.
-  std::string text = "<a href=\"http://a.test/x.swf\" width=1 height=1>"
-                     "<a href='http://a.test/y.htm'>";
-  std::vector<char> page(PageTextSize, '\0');
-  std::memcpy(page.data(), text.data(), text.size());
-  char result[ScanResultSize] = ".swf";
-  EXPECT_EQ(ScanPageText(page.data(), text.size(), PageUrl, ScanEmbedLink, "http://", result), 0);
-  std::string after(page.data());
-  EXPECT_EQ(after.size(), text.size());
-  EXPECT_EQ(after, "<a href=\"http://a.test/x.swf\" width=1 height=1>"
-                   "<a href='http://a.test/y.htm\">");
-}
-
-class ScanPageServed : public testing::Test {
- protected:
-  void SetUp() override { env = MakeWebEnv(); }
-  void TearDown() override {
-    StopServer(server);
-    DropWebEnv(env);
+TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
+  WebEnv env = MakeWebEnv();
+  {
+    TestWeb web;
+    web.Put("games.test", "/big.htm",
+            std::string(65000, ' ') + "<embed src=\"http://a.test/cut" + std::string(600, 'c') +
+                ".swf\" width=640 height=480>");
+    web.Put("games.test", "/small.htm",
+            std::string(1000, ' ') + "<embed src=\"http://a.test/g.swf\" width=640 height=480>");
+    // The URL download refuses a 500; the fetcher saves the page all the same.
+    web.Answer("games.test", "/refused.htm",
+               {"status=500", "body=<embed src=\"http://a.test/g.swf\" width=640 height=480>"});
+    ASSERT_TRUE(web.Start());
+    web.WriteHosts(env.root / "system", {"games.test"});
+    struct Row {
+      const char* url;
+      int result;
+      const char* text;
+      int asked;
+    };
+    const Row rows[] = {
+        {"http://games.test/big.htm", 0, "", 1},
+        {"http://games.test/small.htm", 19, "http://a.test/g.swf", 1},
+        {"http://games.test/refused.htm", 19, "http://a.test/g.swf", 2},
+        {"http://no-such-host.invalid/p.htm", 0, ".swf", 0},
+    };
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.url);
+      char result[ScanResultSize] = ".swf";
+      testing::internal::CaptureStdout();
+      EXPECT_EQ(ScanPage(row.url, ScanEmbedLink, "http://", result), row.result);
+      testing::internal::GetCapturedStdout();
+      EXPECT_STREQ(result, row.text);
+      std::string path = row.url;
+      EXPECT_EQ(web.Count("games.test", path.substr(path.find('/', 7))), row.asked);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
   }
-  WebEnv env;
-  ScriptServer server;
-};
-
-TEST_F(ScanPageServed, ReadsOnlyTheFirst65535Bytes) {
-  std::string page = std::string(65000, ' ') + "<embed src=\"http://a.test/cut" +
-                     std::string(600, 'c') + ".swf\" width=640 height=480>";
-  std::string small = std::string(1000, ' ') + "<embed src=\"http://a.test/g.swf\" width=640 "
-                                               "height=480>";
-  StartServer(server, [=](const std::string& request) {
-    return PlainReply(request.find("GET /big") == 0 ? page : small);
-  });
-  SetLoopbackRouteForTests("games.test", server.port);
-  char result[ScanResultSize] = ".swf";
-  EXPECT_EQ(ScanPage("http://games.test/big.htm", ScanEmbedLink, "http://", result), 0);
-  EXPECT_STREQ(result, "");
-  std::snprintf(result, sizeof result, ".swf");
-  EXPECT_EQ(ScanPage("http://games.test/small.htm", ScanEmbedLink, "http://", result), 19);
-  EXPECT_STREQ(result, "http://a.test/g.swf");
-  EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
-}
-
-TEST_F(ScanPageServed, FallsBackToTheFetcher) {
-  // The URL download is refused (status 500); the fetcher saves any status.
-  StartServer(server, [](const std::string& request) {
-    if (request.find("User-Agent: GetHTTP/1.0") != std::string::npos)
-      return PlainReply("<embed src=\"http://a.test/g.swf\" width=640 height=480>");
-    return PlainReply("refused", "500 Server Error");
-  });
-  SetLoopbackRouteForTests("games.test", server.port);
-  char result[ScanResultSize] = ".swf";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(ScanPage("http://games.test/page.htm", ScanEmbedLink, "http://", result), 19);
-  testing::internal::GetCapturedStdout();
-  EXPECT_STREQ(result, "http://a.test/g.swf");
-  EXPECT_EQ(server.Requests().size(), 2u);
-}
-
-TEST_F(ScanPageServed, NothingFetchedLeavesTheResult) {
-  char result[ScanResultSize] = ".swf";
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(ScanPage("http://no-such-host.invalid/p.htm", ScanRelativeLink, ".swf", result), 0);
-  testing::internal::GetCapturedStdout();
-  EXPECT_STREQ(result, ".swf");
+  DropWebEnv(env);
 }
 
 } // namespace
