@@ -8,6 +8,8 @@
 #include "platform/files.h"
 #include "platform/ini.h"
 
+#include <sys/time.h>
+
 #include <algorithm>
 
 namespace {
@@ -60,6 +62,24 @@ TEST_F(Listing, ReplacingAFileLeavesNoTemporary) {
   AbandonFileReplacement(r);
   EXPECT_EQ(ReadText(path), "two");
   EXPECT_EQ(ListingOrder(program + "/Web").size(), 1u);
+
+  // Another writer's temporary file is left alone while it is young or held;
+  // only one older than a minute that nobody holds is a killed writer's.
+  ASSERT_TRUE(BeginFileReplacement(path, r));
+  for (const char* name : {".page.htm.old000", ".page.htm.young0", ".PAGE.htm.other0"})
+    WriteText(program + "/Web/" + name, "x");
+  timeval old[2] = {{time(nullptr) - 120, 0}, {time(nullptr) - 120, 0}};
+  for (const std::string& f :
+       {program + "/Web/.page.htm.old000", r.temp, program + "/Web/.PAGE.htm.other0"})
+    ASSERT_EQ(utimes(f.c_str(), old), 0);
+  RemoveStaleTemporaries(path);
+  std::vector<std::string> left = ListingOrder(program + "/Web"),
+                           kept = {".PAGE.htm.other0", r.temp.substr(r.temp.rfind('/') + 1),
+                                   ".page.htm.young0", "page.htm"};
+  std::sort(left.begin(), left.end());
+  std::sort(kept.begin(), kept.end());
+  EXPECT_EQ(left, kept);
+  EXPECT_TRUE(FinishFileReplacement(r, "three"));
 }
 
 TEST(DriveTable, FromMounts) {
