@@ -2,9 +2,12 @@
 # Runs the panel from the program folder ($1) under xvfb-run and checks, with
 # the X tools, what a user would see: the window's size and shape upright and
 # turned, and the lit twin of a button under the mouse, pixel for pixel
-# against the skin beside the program.
+# against the skin beside the program; a face covered and uncovered is drawn
+# again; and in Traditional Chinese a tip shows while another window has the
+# focus, and a question box, both kept as pictures in the folder $2.
 set -euo pipefail
 program_dir=$1
+shots=${2:-}
 state=$(mktemp -d)
 # A file in Game keeps the first start's top-list question off the face.
 keep="$program_dir/Game/.face-x11"
@@ -16,6 +19,7 @@ xvfb-run -a -s "-screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$sta
   SKERRY_SYSTEM_DIR="$state/sys" bash -c '
 set -u
 dir="$1"
+shots="$2"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 "$dir/skerry" & pid=$!
@@ -78,10 +82,42 @@ same "$(shown 96 173)" "$(skin 525 495)" "upright icon, turned panel, lit"
 # And back: Rotate lies at turned (592 - 66, 173).
 xdotool mousemove $((X + 526)) $((Y + 173)); sleep 0.3; xdotool click 1; sleep 1.5
 expect_size 350 593 "upright again"
+
+# Another window over the face and gone again: the uncovered face is drawn.
+geometry
+xmessage -geometry 200x200+$((X + 20))+$((Y + 200)) covering & cover=$!
+sleep 1; kill $cover; sleep 1
+same "$(shown 10 300)" "$(skin 10 300)" "uncovered left edge"
+same "$(shown 160 480)" "$(skin 160 480)" "uncovered play button"
+kill $pid 2>/dev/null; wait $pid 2>/dev/null
+
+# Traditional Chinese: a tip while another window has the focus, then the
+# exit question (zone 13), both as pictures.
+LANG=zh_TW.UTF-8 LC_ALL=zh_TW.UTF-8 "$dir/skerry" & pid=$!
+for i in $(seq 1 75); do
+  id=$(xdotool search --name "^Tessel Skerry$" 2>/dev/null | head -1) || true
+  [ -n "$id" ] && break
+  sleep 0.2
+done
+sleep 1.5
+geometry
+xmessage -geometry 150x50+0+0 focus & other=$!
+sleep 1
+xdotool windowfocus --sync "$(xdotool search --pid $other | tail -1)" 2>/dev/null || true
+xdotool mousemove $((X + 173)) $((Y + 496)); sleep 0.3
+xdotool mousemove $((X + 174)) $((Y + 497)); sleep 2
+visible=$(xdotool search --onlyvisible --pid $pid 2>/dev/null | wc -l)
+[ "$visible" -ge 2 ] || fail "no tip while another window has the focus"
+[ -n "$shots" ] && import -window root -crop 600x700+$((X - 40))+$((Y - 20)) "$shots/zh-tip.png"
+kill $other
+xdotool mousemove $((X + 173)) $((Y + 558)); sleep 0.3; xdotool click 1; sleep 2
+box=$(xdotool search --onlyvisible --name "^Tessel Skerry$" 2>/dev/null | grep -vx "$id" | head -1) || true
+[ -n "$box" ] || fail "no exit question"
+[ -n "$shots" ] && [ -n "$box" ] && import -window "$box" "$shots/zh-box.png"
 kill $pid 2>/dev/null; wait $pid 2>/dev/null
 echo "face_x11: $failures failure(s)"
 [ $failures -eq 0 ]
-' _ "$program_dir"
+' _ "$program_dir" "$shots"
 status=$?
 [ -f "$state/Define.ini.saved" ] && cp "$state/Define.ini.saved" "$program_dir/Define.ini"
 exit $status
