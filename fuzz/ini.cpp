@@ -13,19 +13,32 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace {
 
-// The files of the run live in memory only (IniUseText): these paths never
-// reach the disk.
+// The run's folder, made on first use and removed at exit; never destroyed
+// before that. The INI engine serves the inputs from memory (IniUseText);
+// on disk lies only an empty hosts file, which the hosts table looks for
+// before it reads.
 const std::string& Folder() {
   static const std::string* folder = [] {
-    auto* f = new std::string("/nonexistent/skerry-fuzz-ini");
-    setenv("SKERRY_SYSTEM_DIR", (*f + "/sys").c_str(), 1);
-    SetModulePathForTests(*f + "/skerry");
-    return f;
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / "skerry-fuzz-ini-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr)
+      std::abort();
+    setenv("SKERRY_SYSTEM_DIR", (pattern + "/sys").c_str(), 1);
+    SetModulePathForTests(pattern + "/skerry");
+    std::ofstream(HostsFilePath()).flush();
+    return new std::string(pattern);
   }();
+  static const bool cleanup = std::atexit([] {
+                                std::error_code ignored;
+                                std::filesystem::remove_all(*folder, ignored);
+                              }) == 0;
+  (void)cleanup;
   return *folder;
 }
 
@@ -47,7 +60,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string file = Folder() + "/Define.ini";
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   IniUseText(file, bytes);
-  IniUseText(HostsFilePath(), bytes);
+  static const std::string hosts = HostsFilePath();
+  IniUseText(hosts, bytes);
   const std::string section = size > 0 ? NameFrom(data, size, size / 2) : "s";
   const std::string key = size > 0 ? NameFrom(data, size, size / 3) : "k";
 

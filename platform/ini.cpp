@@ -22,6 +22,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -47,14 +48,16 @@ constexpr std::int64_t FreshNanos = 2'000'000'000;
 
 enum class Kind : std::uint8_t { Blank, Comment, Header, Key, Other };
 
+// Offsets are 32 bits (files are held below MaxFileBytes): a line takes
+// half the memory, which a parse of a large file feels.
 struct Line {
-  std::size_t start = 0;  // first byte of the line
-  std::size_t termAt = 0; // first byte of its line break (== next when none)
-  std::size_t next = 0;   // first byte of the next line
-  std::size_t nameB = 0;  // header name or key name, trimmed
-  std::size_t nameE = 0;
-  std::size_t valueB = 0; // key value, trimmed
-  std::size_t valueE = 0;
+  std::uint32_t start = 0;  // first byte of the line
+  std::uint32_t termAt = 0; // first byte of its line break (== next when none)
+  std::uint32_t next = 0;   // first byte of the next line
+  std::uint32_t nameB = 0;  // header name or key name, trimmed
+  std::uint32_t nameE = 0;
+  std::uint32_t valueB = 0; // key value, trimmed
+  std::uint32_t valueE = 0;
   Kind kind = Kind::Blank;
 };
 
@@ -119,6 +122,7 @@ std::int64_t NowNanos() {
 
 void ParseText(Body& p) {
   const std::string& t = p.text;
+  p.lines.reserve(static_cast<std::size_t>(std::count(t.begin(), t.end(), '\n')) + 1);
   std::size_t i = 0;
   if (t.size() >= 3 && t.compare(0, 3, "\xEF\xBB\xBF") == 0)
     i = 3;
@@ -129,13 +133,13 @@ void ParseText(Body& p) {
   };
   while (i < t.size()) {
     Line line;
-    line.start = i;
+    line.start = static_cast<std::uint32_t>(i);
     while (i < t.size() && t[i] != '\r' && t[i] != '\n')
       ++i;
-    line.termAt = i;
+    line.termAt = static_cast<std::uint32_t>(i);
     if (i < t.size())
       i += (t[i] == '\r' && i + 1 < t.size() && t[i + 1] == '\n') ? 2 : 1;
-    line.next = i;
+    line.next = static_cast<std::uint32_t>(i);
 
     std::size_t b = line.start, e = line.termAt;
     IniTrim(t, b, e);
@@ -147,8 +151,8 @@ void ParseText(Body& p) {
       while (ne < e && t[ne] != ']')
         ++ne;
       IniTrim(t, nb, ne);
-      line.nameB = nb;
-      line.nameE = ne;
+      line.nameB = static_cast<std::uint32_t>(nb);
+      line.nameE = static_cast<std::uint32_t>(ne);
     } else if (t[b] == ';') {
       line.kind = Kind::Comment;
     } else {
@@ -157,12 +161,13 @@ void ParseText(Body& p) {
         line.kind = Kind::Other;
       } else {
         line.kind = Kind::Key;
-        line.nameB = b;
-        line.nameE = eq;
-        IniTrim(t, line.nameB, line.nameE);
-        line.valueB = eq + 1;
-        line.valueE = e;
-        IniTrim(t, line.valueB, line.valueE);
+        std::size_t kb = b, ke = eq, vb = eq + 1, ve = e;
+        IniTrim(t, kb, ke);
+        IniTrim(t, vb, ve);
+        line.nameB = static_cast<std::uint32_t>(kb);
+        line.nameE = static_cast<std::uint32_t>(ke);
+        line.valueB = static_cast<std::uint32_t>(vb);
+        line.valueE = static_cast<std::uint32_t>(ve);
       }
     }
 
@@ -199,6 +204,8 @@ std::shared_ptr<const Body> BodyOf(std::string text) {
 
 // A record that stands for a file of these bytes, for text held in memory.
 ParsedPtr InMemory(std::string text) {
+  if (text.size() > MaxFileBytes)
+    text.resize(MaxFileBytes);
   auto p = std::make_shared<Parsed>();
   p->exists = true;
   p->size = static_cast<off_t>(text.size());
@@ -499,6 +506,18 @@ std::vector<std::string> IniSections(const char* file) {
 }
 
 void IniUseText(const std::string& path, std::string text) {
+  {
+    // Paths given the same text share one parse.
+    std::lock_guard lock(cacheMutex);
+    ParsedPtr same;
+    for (const auto& [other, p] : memoryFiles)
+      if (p->body->text == text)
+        same = p;
+    if (same) {
+      memoryFiles[path] = std::move(same);
+      return;
+    }
+  }
   ParsedPtr p = InMemory(std::move(text));
   std::lock_guard lock(cacheMutex);
   memoryFiles[path] = std::move(p);
