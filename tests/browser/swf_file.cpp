@@ -28,14 +28,24 @@ void Put16(std::string& out, unsigned value) {
   out += static_cast<char>((value >> 8) & 0xFF);
 }
 
+void Put32(std::string& out, std::uint32_t value) {
+  Put16(out, value & 0xFFFF);
+  Put16(out, value >> 16);
+}
+
 void Tag(std::string& out, unsigned type, const std::string& body) {
-  Put16(out, (type << 6) | static_cast<unsigned>(body.size())); // short form, under 63 bytes
+  if (body.size() < 63) {
+    Put16(out, (type << 6) | static_cast<unsigned>(body.size()));
+  } else {
+    Put16(out, (type << 6) | 0x3F);
+    Put32(out, static_cast<std::uint32_t>(body.size()));
+  }
   out += body;
 }
 
 } // namespace
 
-std::string TinySwf(int width, int height, unsigned colour) {
+std::string TinySwf(int width, int height, unsigned colour, unsigned padding) {
   Bits rect;
   const int bits = 16; // enough for 1600 px in twips, signed
   rect.Put(bits, 5);
@@ -51,12 +61,12 @@ std::string TinySwf(int width, int height, unsigned colour) {
                      static_cast<char>((colour >> 8) & 0xFF), static_cast<char>(colour & 0xFF)};
   Tag(body, 9, rgb); // SetBackgroundColor
   Tag(body, 1, "");  // ShowFrame
-  Tag(body, 0, "");  // End
+  if (padding > 0)
+    Tag(body, 1000, std::string(padding, '\x5A')); // unknown: players skip it
+  Tag(body, 0, "");                                // End
 
   std::string file = "FWS";
   file += static_cast<char>(6);
-  std::uint32_t length = static_cast<std::uint32_t>(8 + body.size());
-  for (int i = 0; i < 4; ++i)
-    file += static_cast<char>((length >> (8 * i)) & 0xFF);
+  Put32(file, static_cast<std::uint32_t>(8 + body.size()));
   return file + body;
 }

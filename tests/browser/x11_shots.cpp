@@ -1,34 +1,81 @@
-// Screenshots with ImageMagick's import of the root window; colours by
-// cropping a box and scaling it to one pixel.
+// Colours read in-process from the root window; kept pictures by ImageMagick's import.
 #include "x11_shots.h"
 
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <fcntl.h>
+#include <spawn.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <signal.h>
 #include <sys/wait.h>
 #include <thread>
 
-namespace fs = std::filesystem;
+extern char** environ;
+
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-bool Ended(pid_t pid, std::chrono::seconds wait, int* status) {
-  auto deadline = Clock::now() + wait;
-  int s = 0;
-  while (Clock::now() < deadline) {
-    pid_t r = waitpid(pid, &s, WNOHANG);
-    if (r == pid) {
-      if (status)
-        *status = s;
-      return true;
-    }
-    std::this_thread::sleep_for(100ms);
+namespace {
+std::map<pid_t, int> reaped;
+int IgnoreXError(Display*, XErrorEvent*) {
+  return 0;
+}
+} // namespace
+
+pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
+            const std::vector<std::string>& env, const std::string& log) {
+  std::vector<std::string> all = env;
+  for (char** e = environ; *e; ++e) {
+    std::string entry = *e;
+    bool replaced = false;
+    for (const std::string& mine : env)
+      replaced |= entry.compare(0, mine.find('=') + 1, mine, 0, mine.find('=') + 1) == 0;
+    if (!replaced)
+      all.push_back(entry);
   }
-  return false;
+  std::vector<std::string> words = {exe};
+  words.insert(words.end(), args.begin(), args.end());
+  std::vector<char*> argv, envp;
+  for (std::string& w : words)
+    argv.push_back(w.data());
+  for (std::string& e : all)
+    envp.push_back(e.data());
+  argv.push_back(nullptr);
+  envp.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  pid_t pid = -1;
+  if (posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
+    pid = -1;
+  posix_spawn_file_actions_destroy(&actions);
+  return pid;
+}
+
+bool Ended(pid_t pid, std::chrono::milliseconds wait, int* status) {
+  auto deadline = Clock::now() + wait;
+  while (!reaped.count(pid)) {
+    int s = 0;
+    pid_t r = waitpid(pid, &s, WNOHANG);
+    if (r == pid || (r < 0 && errno == ECHILD))
+      reaped[pid] = s;
+    else if (Clock::now() >= deadline)
+      return false;
+    else
+      std::this_thread::sleep_for(50ms);
+  }
+  if (status)
+    *status = reaped[pid];
+  return true;
 }
 
 void Stop(pid_t pid) {
-  if (pid <= 0)
+  if (pid <= 0 || Ended(pid, 0ms))
     return;
   kill(pid, SIGTERM);
   if (!Ended(pid, 10s)) {
@@ -37,30 +84,36 @@ void Stop(pid_t pid) {
   }
 }
 
-fs::path ShotPath(const std::string& name) {
-  fs::path dir = fs::path(SKERRY_SOURCE_DIR) / "screenshots";
-  fs::create_directories(dir);
-  return dir / name;
+void KeepShot(const std::string& name) {
+  std::filesystem::path dir = std::filesystem::path(SKERRY_SOURCE_DIR) / "screenshots";
+  std::filesystem::create_directories(dir);
+  std::string command = "import -window root '" + (dir / name).string() + "' 2>/dev/null";
+  if (std::system(command.c_str()) != 0)
+    std::fprintf(stderr, "no screenshot %s\n", name.c_str());
 }
 
-bool Screenshot(const fs::path& file) {
-  std::string command = "import -window root '" + file.string() + "' 2>/dev/null";
-  return std::system(command.c_str()) == 0;
-}
-
-unsigned MeanColour(const fs::path& picture, int x, int y, int w, int h) {
-  std::string command = "convert '" + picture.string() + "' -crop " + std::to_string(w) + "x" +
-                        std::to_string(h) + "+" + std::to_string(x) + "+" + std::to_string(y) +
-                        " +repage -resize '1x1!' -depth 8 rgb:- 2>/dev/null";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe)
+unsigned ScreenColour(int x, int y, int w, int h) {
+  static Display* display = [] {
+    XSetErrorHandler(IgnoreXError);
+    return XOpenDisplay(nullptr);
+  }();
+  if (!display || w <= 0 || h <= 0)
     return ~0u;
-  unsigned char rgb[3];
-  size_t got = fread(rgb, 1, 3, pipe);
-  pclose(pipe);
-  if (got != 3)
+  XImage* image = XGetImage(display, DefaultRootWindow(display), x, y, static_cast<unsigned>(w),
+                            static_cast<unsigned>(h), AllPlanes, ZPixmap);
+  if (!image)
     return ~0u;
-  return (rgb[0] << 16) | (rgb[1] << 8) | rgb[2];
+  unsigned long sum[3] = {};
+  for (int j = 0; j < h; ++j)
+    for (int i = 0; i < w; ++i) {
+      unsigned long p = XGetPixel(image, i, j);
+      sum[0] += (p >> 16) & 0xFF;
+      sum[1] += (p >> 8) & 0xFF;
+      sum[2] += p & 0xFF;
+    }
+  XDestroyImage(image);
+  unsigned long n = static_cast<unsigned long>(w) * static_cast<unsigned long>(h);
+  return static_cast<unsigned>((sum[0] / n) << 16 | (sum[1] / n) << 8 | sum[2] / n);
 }
 
 bool Near(unsigned a, unsigned b) {
@@ -72,19 +125,26 @@ bool Near(unsigned a, unsigned b) {
   return true;
 }
 
-unsigned AwaitColour(const fs::path& file, unsigned colour, int x, int y, int w, int h,
-                     std::chrono::seconds wait) {
+unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
+                     const std::function<bool(unsigned)>& good) {
   auto deadline = Clock::now() + wait;
-  unsigned seen = ~0u;
-  do {
-    if (Screenshot(file)) {
-      seen = MeanColour(file, x, y, w, h);
-      if (Near(seen, colour))
-        return seen;
-    }
-    std::this_thread::sleep_for(500ms);
-  } while (Clock::now() < deadline);
+  unsigned seen = ScreenColour(x, y, w, h);
+  while (!good(seen) && Clock::now() < deadline) {
+    std::this_thread::sleep_for(150ms);
+    seen = ScreenColour(x, y, w, h);
+  }
   return seen;
+}
+
+unsigned AwaitColour(std::initializer_list<unsigned> colours, int x, int y, int w, int h,
+                     std::chrono::seconds wait) {
+  std::vector<unsigned> wanted(colours);
+  return AwaitScreen(x, y, w, h, wait, [&wanted](unsigned seen) {
+    for (unsigned colour : wanted)
+      if (Near(seen, colour))
+        return true;
+    return false;
+  });
 }
 
 std::string Hex(unsigned colour) {

@@ -1,25 +1,38 @@
-// Helpers of the tests that run real programs on a virtual display: waiting
-// for processes, screenshots of the root window and the colours in them.
+// Helpers of the tests that run real programs on a virtual display: starting
+// and waiting for processes, the colours the screen shows.
 #pragma once
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
-// True when the process ended within wait; its exit status into status.
-bool Ended(pid_t pid, std::chrono::seconds wait, int* status = nullptr);
-// SIGTERM, then SIGKILL when it doesn't end; reaps it.
+// Starts exe with args, the environment's entries replaced or added by env
+// ("NAME=value"), its standard error into log. -1 when it can't start.
+pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
+            const std::vector<std::string>& env, const std::string& log);
+
+// True when the child ended within wait (its status into status). A child
+// once reaped stays ended: its number may already belong to another process.
+bool Ended(pid_t pid, std::chrono::milliseconds wait, int* status = nullptr);
+// SIGTERM, then SIGKILL when it doesn't end; never signals a reaped child.
 void Stop(pid_t pid);
-// screenshots/<name> at the top of the source tree (made when missing).
-std::filesystem::path ShotPath(const std::string& name);
-bool Screenshot(const std::filesystem::path& file);
-// The mean colour (0xRRGGBB) of a box of a picture, or ~0u when unreadable.
-unsigned MeanColour(const std::filesystem::path& picture, int x, int y, int w, int h);
+// Keeps a picture of the screen as screenshots/<name> at the top of the source tree.
+void KeepShot(const std::string& name);
+// The mean colour (0xRRGGBB) of a box of the screen, or ~0u when unreadable.
+unsigned ScreenColour(int x, int y, int w, int h);
 // Each channel within 12 of the other's.
 bool Near(unsigned a, unsigned b);
-// Takes screenshots into file until the box shows the colour or wait passed.
-// Result: the last colour seen.
-unsigned AwaitColour(const std::filesystem::path& file, unsigned colour, int x, int y, int w, int h,
+// Polls the box until its colour is good or wait passed; the last colour seen.
+unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
+                     const std::function<bool(unsigned)>& good);
+// Polls the box until it shows one of the colours or wait passed; the last colour seen.
+unsigned AwaitColour(std::initializer_list<unsigned> colours, int x, int y, int w, int h,
                      std::chrono::seconds wait);
+inline unsigned AwaitColour(unsigned colour, int x, int y, int w, int h,
+                            std::chrono::seconds wait) {
+  return AwaitColour({colour}, x, y, w, h, wait);
+}
 std::string Hex(unsigned colour);
