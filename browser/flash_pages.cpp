@@ -90,6 +90,7 @@ const char LoaderScript[] = R"JS(
   var define = customElements.define.bind(customElements);
   customElements.define = function (name, type, options) {
     define(name, type, options);
+    if (!/^ruffle-/.test(name)) return;
     var owner = type.prototype;
     while (owner && !Object.prototype.hasOwnProperty.call(owner, "load")) owner = Object.getPrototypeOf(owner);
     if (!owner || owner.__skerryTold) return;
