@@ -5,6 +5,7 @@
 #include "tests/video/clips.h"
 #include "video/phone_drive.h"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <vector>
@@ -36,70 +37,43 @@ class PhoneDrive : public TempFolder {
 };
 
 TEST_F(PhoneDrive, PassesOverTheCards) {
+  // Folders below the tree (cards d, e, f) and drive lines, blank-separated;
+  // the video folder expected below the tree, "" when untouched.
   struct Row {
-    const char* name;
-    std::vector<std::string> folders; // below the tree; cards are d, e, f
-    std::vector<std::string> drives;
-    int first;
-    int letter;
-    const char* video; // expected video folder below the tree, "" untouched
+    const char *name, *folders, *drives;
+    int first, letter;
+    const char* video;
+  } rows[] = {
+      {"no folders of the table", "d/DCIM", "D=d,removable", 'D', 0, ""},
+      {"Music only", "d/Music", "D=d,removable", 'D', 'D', ""},
+      {"Video and Music, no System", "d/Video d/Music", "D=d,removable", 'D', 'D', "d/Video"},
+      {"Video and System: no phone", "d/Video d/System", "D=d,removable", 'D', 0, "d/Video"},
+      {"the first pass", "d/Video d/System d/Music", "D=d,removable", 'D', 'D', "d/Video"},
+      {"Videos replaces Video", "d/Video d/Videos", "D=d,removable", 'D', 'D', "d/Videos"},
+      {"case ignored, kept", "d/VIDEOS d/system/apps", "D=d,removable", 'D', 'D', "d/VIDEOS"},
+      {"a fixed disk", "d/Video d/System d/Music", "D=d,fixed", 'D', 0, ""},
+      {"the lower of two", "e/Music f/Nokia", "E=e,removable F=f,removable", 'D', 'E', ""},
+      {"letters before the first", "d/Music e/Sounds", "D=d,removable E=e,removable", 'E', 'E', ""},
+      {"a first letter past Z", "d/Music", "D=d,removable", 'Z' + 1, 0, ""},
+      {"a root that has gone", "", "D=gone,removable", 'D', 0, ""},
+      {"a storage under an MTP mount", "d/mtp:host=A/Card/Videos", "D=d/mtp:host=A/Card,removable",
+       'D', 'D', "d/mtp:host=A/Card/Videos"},
   };
-  const Row rows[] = {
-      {"no folders of the table", {"d/DCIM"}, {"D=d,removable"}, 'D', 0, ""},
-      {"Music only", {"d/Music"}, {"D=d,removable"}, 'D', 'D', ""},
-      {"Video and Music without System",
-       {"d/Video", "d/Music"},
-       {"D=d,removable"},
-       'D',
-       'D',
-       "d/Video"},
-      {"Video and System: no phone, folder kept",
-       {"d/Video", "d/System"},
-       {"D=d,removable"},
-       'D',
-       0,
-       "d/Video"},
-      {"all three of the first pass",
-       {"d/Video", "d/System", "d/Music"},
-       {"D=d,removable"},
-       'D',
-       'D',
-       "d/Video"},
-      {"Videos replaces Video", {"d/Video", "d/Videos"}, {"D=d,removable"}, 'D', 'D', "d/Videos"},
-      {"case ignored, the card's case kept",
-       {"d/VIDEOS", "d/system/apps"},
-       {"D=d,removable"},
-       'D',
-       'D',
-       "d/VIDEOS"},
-      {"a fixed disk never counts", {"d/Video", "d/System", "d/Music"}, {"D=d,fixed"}, 'D', 0, ""},
-      {"the lower of two phones",
-       {"e/Music", "f/Nokia"},
-       {"E=e,removable", "F=f,removable"},
-       'D',
-       'E',
-       ""},
-      {"letters before the first are skipped",
-       {"d/Music", "e/Sounds"},
-       {"D=d,removable", "E=e,removable"},
-       'E',
-       'E',
-       ""},
-      {"a first letter past Z", {"d/Music"}, {"D=d,removable"}, 'Z' + 1, 0, ""},
-      {"a drive whose root has gone", {}, {"D=gone,removable"}, 'D', 0, ""},
-      {"a phone's storage under an MTP mount",
-       {"d/mtp:host=Phone_A/Card/Videos"},
-       {"D=d/mtp:host=Phone_A/Card,removable"},
-       'D',
-       'D',
-       "d/mtp:host=Phone_A/Card/Videos"},
+  auto words = [](const std::string& text) {
+    std::vector<std::string> out;
+    for (std::size_t at = 0; at < text.size();) {
+      std::size_t end = std::min(text.find(' ', at), text.size());
+      out.push_back(text.substr(at, end - at));
+      at = end + 1;
+    }
+    return out;
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     std::system(("rm -rf '" + dir + "'/d '" + dir + "'/e '" + dir + "'/f").c_str());
-    for (const std::string& f : row.folders)
+    for (const std::string& f : words(row.folders))
       MakeFolder(f);
-    SetDrives(row.drives);
+    SetDrives(words(row.drives));
     char video[260] = "";
     EXPECT_EQ(FindPhoneDrive(row.first, video), row.letter);
     EXPECT_EQ(std::string(video), *row.video ? dir + "/" + row.video : std::string());
