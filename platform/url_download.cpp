@@ -34,10 +34,6 @@ namespace {
 constexpr std::size_t MaxPath = 260;
 constexpr int CacheSubfolders = 4;
 
-std::mutex routeMutex;
-std::string routeHost;
-unsigned short routePort = 0;
-
 std::string RandomName(std::size_t length) {
   static const char alphabet[] = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
   thread_local std::mt19937 engine{std::random_device{}()};
@@ -336,19 +332,6 @@ void InitCurlOnce() {
 
 } // namespace
 
-void SetLoopbackRouteForTests(const char* host, unsigned short port) {
-  std::lock_guard<std::mutex> lock(routeMutex);
-  routeHost = host != nullptr ? host : "";
-  routePort = routeHost.empty() ? 0 : port;
-}
-
-unsigned short LoopbackRouteFor(const char* host) {
-  std::lock_guard<std::mutex> lock(routeMutex);
-  if (routeHost.empty() || host == nullptr || routeHost != host)
-    return 0;
-  return routePort;
-}
-
 std::string EscapeUrlForRequest(const char* url) {
   std::string text = url != nullptr ? url : "";
   std::size_t scheme = text.find("://");
@@ -428,15 +411,7 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   struct stat st {};
   sink.targetExisted = lstat(path, &st) == 0;
 
-  curl_slist* connectTo = nullptr;
-  {
-    std::lock_guard<std::mutex> lock(routeMutex);
-    if (!routeHost.empty()) {
-      std::string rule = routeHost + "::127.0.0.1:" + std::to_string(routePort);
-      connectTo = curl_slist_append(nullptr, rule.c_str());
-    }
-  }
-  connectTo = HostRules(connectTo);
+  curl_slist* connectTo = HostRules(nullptr);
   // A listed host may present the certificate the table trusts (a test
   // server's own); every other host keeps the system's trust.
   std::string certificate = HostsCertificate();

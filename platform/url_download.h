@@ -5,8 +5,7 @@
 // folder, in a subfolder of 8 characters from [0-9A-Z] as stem[N].ext, where
 // the cache harvest and the purge of stale copies find it.
 //
-// All calls are thread-safe and hold no state between calls apart from the
-// test route below.
+// All calls are thread-safe and hold no state between calls.
 #pragma once
 
 #include <string>
@@ -57,12 +56,3 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url);
 // " < > \\ ^ ` { | }) is percent-escaped; escapes already there stay.
 // So a search text with blanks or a title in Chinese can be asked for.
 std::string EscapeUrlForRequest(const char* url);
-
-// Tests only: connections to host (any port the address names, or 80) go to
-// 127.0.0.1:port instead, in this stand-in and in the socket clients of the
-// web layer alike. Lets a loopback server answer for a host name with no port
-// in it. An empty host removes the route.
-void SetLoopbackRouteForTests(const char* host, unsigned short port);
-
-// The port that the test route gives host, or 0 when none applies.
-unsigned short LoopbackRouteFor(const char* host);

@@ -310,8 +310,7 @@ int ConnectWebServer(const char* host) {
     std::printf("The Socket was created\n");
     std::fflush(stdout);
   }
-  // Where to: the test route, else the hosts table (whose port replaces 80),
-  // else the resolver.
+  // Where to: the hosts table (whose port replaces 80), else the resolver.
   sockaddr_storage address{};
   socklen_t addressLength = sizeof(sockaddr_in);
   auto* v4 = reinterpret_cast<sockaddr_in*>(&address);
@@ -319,10 +318,7 @@ int ConnectWebServer(const char* host) {
   v4->sin_family = AF_INET;
   v4->sin_port = htons(80);
   HostEntry listed;
-  if (unsigned short routed = LoopbackRouteFor(host); routed != 0) {
-    v4->sin_port = htons(routed);
-    v4->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  } else if (LookupHost(host, listed)) {
+  if (LookupHost(host, listed)) {
     unsigned short port = htons(static_cast<unsigned short>(listed.port != 0 ? listed.port : 80));
     if (listed.ipv6) {
       v6->sin6_family = AF_INET6;

@@ -146,6 +146,13 @@ TEST_F(LinkDialogTest, CountDownsFireOnDifferentTicks) {
   Tick(dialog, 3);
   EXPECT_EQ(WinGetControlText(dialog, 202), "-2");
   EXPECT_EQ(Result(dialog), -1);
+  // Counts far outside int's range are read at a bound, never overflowed.
+  for (const char* text : {"-2147483648", "99999999999999999999999"}) {
+    WinSetControlText(dialog, 202, text);
+    Tick(dialog, 3);
+    EXPECT_EQ(WinGetControlText(dialog, 202), text[0] == '-' ? "-1000001" : "999999");
+  }
+  EXPECT_EQ(Result(dialog), -1);
 
   // The closing fires one tick after reaching 0.
   WinSetControlText(dialog, 203, "1");

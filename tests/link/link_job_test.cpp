@@ -1,16 +1,19 @@
 // The link download job on the headless backend against the test web: the
-// question, the save dialog, the download with its check and retry, the
-// failure message and the shared status line. The dialogs are answered from
-// this (the GUI) thread while the jobs run on their own.
+// download with its check and retry, the failure message (a cut body, a game
+// too large), a cancelled save, and two jobs under one name sharing the status
+// line. The road from a copied page link to the menu is link_road_x11's. The dialogs are answered
+// from this (the GUI) thread while the jobs run on their own.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <thread>
+#include <vector>
 
 #include "games/link_download.h"
 #include "games/locate.h"
@@ -93,72 +96,97 @@ class LinkJobTest : public testing::Test {
   fs::path root, program;
 };
 
-TEST_F(LinkJobTest, PageLinkBecomesAGameInTheMenu) {
-  HeadlessScriptSaveAnswers({GameFile("My-Game.swf")});
-  StartFromPage("http://games.test/page.htm");
+TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
+  // A file without the signature is fetched a second time, and kept.
+  web.Put("games.test", "/plain.htm",
+          "<embed src=\"http://games.test/files/Plain.swf\" width=640 height=480>");
+  web.Put("games.test", "/files/Plain.swf", "FWS" + std::string(500, 'u'));
+  HeadlessScriptSaveAnswers({GameFile("Plain.swf")});
+  StartFromPage("http://games.test/plain.htm");
   ASSERT_TRUE(WaitForRefreshes(1));
-  auto asks = HeadlessSaveAsks();
-  ASSERT_EQ(asks.size(), 1u);
-  EXPECT_EQ(asks[0].name, "My-Game.swf");
-  EXPECT_EQ(asks[0].folder, (program / "Game").string());
-  EXPECT_EQ(Read(GameFile("My-Game.swf")), Game);
-  EXPECT_NE(Read(program / "Web/Menu1.htm").find("My-Game.swf"), std::string::npos);
-  char defPath[ProfileValueSize];
-  ProfileRead("Game", "Def-Path", defPath, (program / "Define.ini").c_str());
-  EXPECT_EQ(std::string(defPath), (program / "Game").string());
-  EXPECT_TRUE(Panel().CollectStatus.Empty());
+  EXPECT_EQ(web.Count("games.test", "/files/Plain.swf"), 2);
+  EXPECT_TRUE(fs::exists(GameFile("Plain.swf")));
   EXPECT_TRUE(HeadlessBoxes().empty());
-}
 
-TEST_F(LinkJobTest, FileWithoutTheSignatureIsFetchedASecondTime) {
-  web.Put("games.test", "/files/My Game.swf", "FWS" + std::string(500, 'u')); // uncompressed
-  HeadlessScriptSaveAnswers({GameFile("My-Game.swf")});
-  StartFromPage("http://games.test/page.htm");
-  ASSERT_TRUE(WaitForRefreshes(1));
-  EXPECT_EQ(web.Count("games.test", "/files/My%20Game.swf"), 2);
-  EXPECT_TRUE(fs::exists(GameFile("My-Game.swf"))); // the second copy isn't checked
-  EXPECT_TRUE(HeadlessBoxes().empty());
-}
-
-TEST_F(LinkJobTest, FailedDownloadSaysSoAndLeavesNoFile) {
+  // A cut body and a game that announces 2 GB (then stalls) end with the failure message,
+  // the user's file as it was and nothing under the new name.
   fs::path keep = GameFile("kept.swf");
   std::ofstream(keep) << "the user's own";
-  web.Answer("games.test", "/files/My Game.swf", {"cut=100"});
-  HeadlessScriptSaveAnswers({keep.string(), ""});
-  StartFromPage("http://games.test/page.htm");
-  ASSERT_TRUE(WaitForRefreshes(1));
-  auto boxes = HeadlessBoxes();
-  ASSERT_EQ(boxes.size(), 1u);
-  EXPECT_EQ(boxes[0].title, "Message Info");
-  EXPECT_EQ(boxes[0].text, "Unable download this file, use 'Tessel Quorlo' !");
-  EXPECT_EQ(Read(keep), "the user's own"); // a cut download never harms the file
-  for (const auto& entry : fs::directory_iterator(program / "Game")) // nothing half-written
-    EXPECT_TRUE(entry.path().filename() == "kept.swf" || entry.path().filename() == "iGame.ini")
-        << entry.path();
-  EXPECT_TRUE(Panel().CollectStatus.Empty());
+  struct Row {
+    const char* page;
+    std::vector<std::string> rules;
+    std::string saveAs;
+  };
+  const Row rows[] = {
+      {"cut", {"cut=100"}, keep.string()},
+      {"huge",
+       {"nolength", "header=Content-Length: 2000000000", "stall=30000", "after=100"},
+       GameFile("Huge.swf")},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.page);
+    std::string file = std::string("/files/") + row.page + ".swf";
+    web.Put("games.test", std::string("/") + row.page + ".htm",
+            "<embed src=\"http://games.test" + file + "\" width=640 height=480>");
+    web.Put("games.test", file, Game);
+    std::string line = file;
+    for (const std::string& rule : row.rules)
+      line += "\t" + rule;
+    std::ofstream(web.Site("games.test") / ".answers", std::ios::app) << line << "\n";
+    HeadlessInstall();
+    Panel().PaneSlots[2] = GamePane;
+    HeadlessSetPaneLive(GamePane, true);
+    HeadlessScriptSaveAnswers({row.saveAs});
+    StartFromPage(std::string("http://games.test/") + row.page + ".htm");
+    auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(WaitForRefreshes(1));
+    // Refused at the announced length, not after the server gives up.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    auto boxes = HeadlessBoxes();
+    ASSERT_EQ(boxes.size(), 1u);
+    EXPECT_EQ(boxes[0].title, "Message Info");
+    EXPECT_EQ(boxes[0].text, "Unable download this file, use 'Tessel Quorlo' !");
+    EXPECT_EQ(Read(keep), "the user's own");
+    EXPECT_FALSE(fs::exists(GameFile("Huge.swf")));
+    EXPECT_TRUE(Panel().CollectStatus.Empty());
+  }
 
   // A cancelled save dialog fetches nothing but still refreshes the menu.
-  StartFromPage("http://games.test/page.htm");
-  ASSERT_TRUE(WaitForRefreshes(2));
-  EXPECT_EQ(web.Count("games.test", "/files/My%20Game.swf"), 1);
-}
+  HeadlessInstall();
+  Panel().PaneSlots[2] = GamePane;
+  HeadlessSetPaneLive(GamePane, true);
+  HeadlessScriptSaveAnswers({""});
+  StartFromPage("http://games.test/cut.htm");
+  ASSERT_TRUE(WaitForRefreshes(1));
+  EXPECT_EQ(web.Count("games.test", "/files/cut.swf"), 1);
 
-TEST_F(LinkJobTest, TwoDownloadsShareTheStatusLine) {
+  // Two slow jobs saving under one name: both named in the status line,
+  // neither harms the other's file, and the game stands whole.
   web.Put("games.test", "/two.htm",
           "<embed src=\"http://games.test/Two.swf\" width=640 height=480>");
-  web.Put("games.test", "/Two.swf", Game);
-  web.Answer("games.test", "/files/My Game.swf", {"delay=3000"});
-  web.Answer("games.test", "/Two.swf", {"delay=3000"});
-  HeadlessScriptSaveAnswers({GameFile("My-Game.swf"), GameFile("Two.swf")});
+  const std::string two = Game + "two";
+  web.Put("games.test", "/Two.swf", two);
+  web.Answer("games.test", "/files/My Game.swf", {"rate=1000"});
+  web.Answer("games.test", "/Two.swf", {"delay=500"});
+  HeadlessInstall();
+  Panel().PaneSlots[2] = GamePane;
+  HeadlessSetPaneLive(GamePane, true);
+  HeadlessScriptSaveAnswers({GameFile("Same.swf"), GameFile("Same.swf")});
   StartFromPage("http://games.test/page.htm");
   ASSERT_TRUE(PumpUntil([] { return !Panel().CollectStatus.Empty(); }));
   StartFromPage("http://games.test/two.htm");
   ASSERT_TRUE(
       PumpUntil([] { return Panel().CollectStatus.Get().find(", ") != std::string::npos; }));
-  EXPECT_EQ(Panel().CollectStatus.Get(), "Downloading My-Game.swf, Two.swf");
+  EXPECT_EQ(Panel().CollectStatus.Get(), "Downloading Same.swf, Same.swf");
   ASSERT_TRUE(WaitForRefreshes(2));
+  EXPECT_TRUE(HeadlessBoxes().empty());
   EXPECT_TRUE(Panel().CollectStatus.Empty());
-  EXPECT_TRUE(fs::exists(GameFile("Two.swf")));
+  EXPECT_EQ(Read(GameFile("Same.swf")), Game) << "the slower job renames last";
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(program / "Game"))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"Plain.swf", "Same.swf", "kept.swf"}));
 }
 
 } // namespace
