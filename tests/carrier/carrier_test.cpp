@@ -407,10 +407,6 @@ TEST_F(CarrierTest, WaitForClientSeesHelloButRunsNoHandler) {
   EXPECT_NE(std::find(pids.begin(), pids.end(), 31337), pids.end());
 }
 
-} // namespace
-
-namespace {
-
 // A client that hasn't said HELLO within five seconds is dropped; one that has
 // stays.
 TEST_F(CarrierTest, SilentClientIsDroppedAfterAFewSeconds) {
@@ -426,10 +422,6 @@ TEST_F(CarrierTest, SilentClientIsDroppedAfterAFewSeconds) {
   CarrierDisconnect(&silent);
   CarrierDisconnect(&greeted);
 }
-
-} // namespace
-
-namespace {
 
 // A listener of another user (when the test may take another uid), else one
 // in a folder other users may enter, stands at the socket path: no client
