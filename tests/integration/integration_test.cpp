@@ -234,7 +234,6 @@ TEST_F(Program, BadDefineIniNeverCrashes) {
     std::string text; // "-" : no Define.ini at all
   } rows[] = {
       {"garbage lines", "\x01\x02\xff garbage\n=\n==\n[[[\n]]]\nRotate=90\n\r\r\n[@Vexan\n"},
-      {"no sections", "Rotate=90\nCollect2=2\nList=http://x/\n"},
       {"a 1 MB line", "[@Vexan]\nRotate=" + std::string(1 << 20, '9') +
                           "\n[Game]\nList=" + std::string(1 << 20, 'a') + "\n"},
       {"missing", "-"},
