@@ -24,6 +24,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocalSocket>
+#include <QLoggingCategory>
 #include <QRandomGenerator>
 #include <QScreen>
 #include <QTcpServer>
@@ -710,9 +711,9 @@ void PrepareEngine() {
   }
   qputenv("QTWEBENGINE_CHROMIUM_FLAGS", flags.trimmed());
   // The engine's start-up report and the pages' console lines ("js: ...")
-  // stay off the terminal unless SKERRY_DEBUG=1.
-  if (qEnvironmentVariableIsEmpty("QT_LOGGING_RULES") && qgetenv("SKERRY_DEBUG") != "1")
-    qputenv("QT_LOGGING_RULES", "qt.webenginecontext=false;js=false");
+  // stay off the terminal unless SKERRY_DEBUG=1; QT_LOGGING_RULES still wins.
+  if (qgetenv("SKERRY_DEBUG") != "1")
+    QLoggingCategory::setFilterRules("qt.webenginecontext=false\njs=false");
 }
 
 // Beside a Wayland compositor with an X server, the Pane must be an X window:
