@@ -118,8 +118,14 @@ TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
     _exit(127);
   }
   ASSERT_FALSE(WaitWindow("Tessel Skerry").empty()) << "the Panel didn't show";
-  Shell(
-      "printf %s 'http://games.test/arcade/page.htm' | xclip -selection clipboard >/dev/null 2>&1");
+  auto copy = [](const std::string& text) {
+    Shell("printf %s '" + text + "' | xclip -selection clipboard >/dev/null 2>&1");
+  };
+  // A scheme in capitals is no link: a few watch ticks pass, nothing is asked.
+  copy("HTTPS://games.test/arcade/page.htm");
+  EXPECT_TRUE(WaitWindow("Tessel Quorlo Search & Download", 3).empty());
+  EXPECT_TRUE(web.Requests().empty());
+  copy("https://games.test/arcade/page.htm");
 
   std::string dialog = WaitWindow("Tessel Quorlo Search & Download");
   ASSERT_FALSE(dialog.empty()) << "no link dialog";
@@ -142,6 +148,7 @@ TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
   })) << ReadAll(paneLog);
   EXPECT_NE(ReadAll(program / "Web" / "Menu1.htm").find("Space-Race.swf"), std::string::npos);
   EXPECT_EQ(web.Count("games.test", "/files/Space%20Race.swf"), 1);
+  EXPECT_EQ(web.Requests().front().scheme, "https");
 
   kill(panel, SIGKILL);
   waitpid(panel, nullptr, 0);
