@@ -23,51 +23,52 @@ std::vector<std::string> outside; // calls of the services, in order
 int phoneDrive = 0;
 int harvestResult = 0;
 
-std::string Text(const char* s) {
+// Joins the words of a call into one line; a null text shows as "(null)".
+template <typename... Words> void Rec(const Words&... words) {
+  std::string line;
+  ((line += (line.empty() ? "" : " ") + std::string(words)), ...);
+  outside.push_back(line);
+}
+const char* Text(const char* s) {
   return s != nullptr ? s : "(null)";
 }
 std::string Leaf(const char* p) {
   return fs::path(p).filename().string();
-}
-void Rec(const std::string& line) {
-  outside.push_back(line);
 }
 
 const DispatcherServices recording = [] {
   DispatcherServices s{};
   s.launchPane = [](PaneRow row, const char* address) {
     static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video", "VideoSite", "Image"};
-    Rec(std::string("launch ") + rows[row] + " " + Text(address));
+    Rec("launch", rows[row], Text(address));
   };
   s.rebuildGameMenu = [](const char* menu, const char* folder, const char* patterns) {
-    Rec("gameMenu " + Leaf(menu) + " " + Leaf(folder) + " " + patterns);
+    Rec("gameMenu", Leaf(menu), Leaf(folder), patterns);
     return 0;
   };
   s.rebuildMediaMenu = [](const char* menu, const char* folder, const char* patterns) {
-    Rec("mediaMenu " + Leaf(menu) + " " + Leaf(folder) + " " + patterns);
+    Rec("mediaMenu", Leaf(menu), Leaf(folder), patterns);
     return 0;
   };
   s.startTopListJob = [](Hwnd, const char* list, const char* f) {
-    Rec("topList " + Text(list) + " " + Leaf(f));
+    Rec("topList", Text(list), Leaf(f));
   };
   s.startDailyJob = [](Hwnd, const char* list, const char* f) {
-    Rec("daily " + Text(list) + " " + Leaf(f));
+    Rec("daily", Text(list), Leaf(f));
   };
   s.harvestCache = [](const char*, const char* patterns) {
-    Rec(std::string("harvest ") + patterns);
-    return harvestResult;
+    return Rec("harvest", patterns), harvestResult;
   };
   s.findPhoneDrive = [](int letter, char*) {
-    Rec("findPhone " + std::to_string(letter));
-    return phoneDrive;
+    return Rec("findPhone", std::to_string(letter)), phoneDrive;
   };
   s.collectVideo = [](Hwnd, const char* url, const char* f, std::uint32_t entry) {
-    Rec("collect " + Text(url) + " [" + Leaf(f) + "] " + std::to_string(entry));
+    Rec("collect", Text(url), "[" + Leaf(f) + "]", std::to_string(entry));
     return 0;
   };
-  s.refreshGamePane = [](int mode) { Rec("refresh " + std::to_string(mode)); };
-  s.turnPanel = [](Hwnd, LParam arg) { Rec("turn " + std::to_string(arg)); };
-  s.unturnPanel = [](Hwnd, LParam arg) { Rec("unturn " + std::to_string(arg)); };
+  s.refreshGamePane = [](int mode) { Rec("refresh", std::to_string(mode)); };
+  s.turnPanel = [](Hwnd, LParam arg) { Rec("turn", std::to_string(arg)); };
+  s.unturnPanel = [](Hwnd, LParam arg) { Rec("unturn", std::to_string(arg)); };
   s.changeSkin = [](Hwnd) { Rec("skin"); };
   s.showPanel = [](Hwnd) { Rec("showPanel"); };
   return s;

@@ -228,32 +228,6 @@ TEST_F(Program, SecondInstanceEndsAtOnceAndLaunchesNothing) {
   CarrierDisconnect(&client);
 }
 
-TEST_F(Program, BadDefineIniNeverCrashes) {
-  struct Row {
-    const char* name;
-    std::string text; // "-" : no Define.ini at all
-  } rows[] = {
-      {"garbage lines", "\x01\x02\xff garbage\n=\n==\n[[[\n]]]\nRotate=90\n\r\r\n[@Vexan\n"},
-      {"a 1 MB line", "[@Vexan]\nRotate=" + std::string(1 << 20, '9') +
-                          "\n[Game]\nList=" + std::string(1 << 20, 'a') + "\n"},
-      {"missing", "-"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    fs::remove(program / "Define.ini");
-    if (row.text != "-")
-      std::ofstream(program / "Define.ini", std::ios::binary) << row.text;
-    pid_t panel = Start();
-    CarrierConnection client;
-    ASSERT_TRUE(Connect(&client));
-    // A command round through the dispatcher, then the end without a question.
-    ASSERT_TRUE(CarrierClientPost(&client, 1033, 20060, 0));
-    ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
-    EXPECT_EQ(WaitExit(panel, 10000), 0);
-    CarrierDisconnect(&client);
-  }
-}
-
 // A local client repeats every command that opens a loop of its own: the
 // tray's menu, the harvest's question on the game channel, the video's save
 // dialog on the video service's channel, and 8,000 requests to exit. One of
