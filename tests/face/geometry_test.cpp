@@ -1,5 +1,6 @@
-// Hit zones, outline, centring, keeping on screen, hover lighting and turning.
-#include <algorithm>
+// Hit zones, centring, keeping on screen, hover lighting and turning (the
+// window's shape is checked on a display).
+#include <fstream>
 #include <vector>
 
 #include "face_fixture.h"
@@ -9,7 +10,6 @@
 #include "platform/headless/headless.h"
 #include "platform/ini.h"
 #include "platform/tooltips.h"
-#include <fstream>
 
 using Geometry = FaceTest;
 
@@ -44,26 +44,6 @@ TEST_F(Geometry, HitTestZoneIsStrictAndFollowsTheTurn) {
             << x << "," << y;
       }
   }
-}
-
-TEST_F(Geometry, OutlineUprightTurnedAndBack) {
-  auto pointIs = [](int i, int x, int y) {
-    EXPECT_EQ(Panel().PanelOutline[i].x, x) << i;
-    EXPECT_EQ(Panel().PanelOutline[i].y, y) << i;
-  };
-  BuildOutline(1);
-  auto upright = Panel().PanelOutline;
-  pointIs(0, 1, 36);
-  pointIs(23, 346, 557);
-  pointIs(OutlinePointCount - 1, 1, 36);
-  for (int twice = 0; twice < 2; ++twice) { // rebuilt from the upright list, not turned twice
-    BuildOutline(11);
-    pointIs(0, 592 - 36, 1);
-    pointIs(23, 592 - 557, 346);
-  }
-  BuildOutline(1);
-  EXPECT_TRUE(std::equal(upright.begin(), upright.end(), Panel().PanelOutline.begin(),
-                         [](Point a, Point b) { return a.x == b.x && a.y == b.y; }));
 }
 
 TEST_F(Geometry, CentreAndKeepOnScreen) {
