@@ -1,17 +1,14 @@
-// The hosts table: its values, hostile files, and every way of fetching
-// reaching named hosts of the test web.
+// The hosts table: its values, hostile files, names in any case and the
+// certificate it trusts.
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <random>
 
 #include "platform/hosts.h"
-#include "platform/url_download.h"
 #include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 #include "web/download.h"
-#include "web/fetcher.h"
-#include "web/server_date.h"
 
 namespace fs = std::filesystem;
 
@@ -91,53 +88,20 @@ TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
-TEST_F(HostsTest, EveryWayOfFetchingReachesTheTestWeb) {
+// Every way of fetching goes through the table in the tests of the web and
+// of the search; here: names in any case, and https trusted only by the
+// certificate the table names.
+TEST_F(HostsTest, NamesAnyCaseAndTrustsOnlyTheNamedCertificate) {
   TestWeb web;
   web.Put("games.test", "/dir/Game.swf", "FWS-game");
-  web.Put("lists.test", "/Top.ini", "[Top]\n1=a\n");
-  web.Answer("clock.test", "*", {"date=Sat, 15 Nov 2008 10:00:00 GMT"});
   ASSERT_TRUE(web.Start());
-  web.WriteHosts(system, {"Games.Test", "lists.test", "clock.test"});
-
+  web.WriteHosts(system, {"Games.Test"});
   std::string swf = env.File("game.swf");
   EXPECT_EQ(URLDownloadToFile("https://games.test/dir/Game.swf", swf.c_str()), 0);
   EXPECT_EQ(ReadWhole(swf), "FWS-game");
-  std::string top = env.File("top.ini");
-  EXPECT_EQ(URLDownloadToFile("http://lists.test/Top.ini", top.c_str()), 0);
-  EXPECT_EQ(ReadWhole(top), "[Top]\n1=a\n");
+  ASSERT_EQ(web.Requests().size(), 1u);
+  EXPECT_EQ(web.Requests()[0].scheme, "https");
 
-  char path[FetchPathSize];
-  std::snprintf(path, sizeof path, "%s", env.File("fetched.ini").c_str());
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(FetchToFile("http://lists.test/Top.ini", path), FetchDone);
-  EXPECT_EQ(ServerDate("clock.test"), 20081115u);
-  testing::internal::GetCapturedStdout();
-  EXPECT_EQ(ReadWhole(path), "[Top]\n1=a\n");
-
-  EXPECT_EQ(web.Count("games.test", "/dir/Game.swf"), 1);
-  EXPECT_EQ(web.Count("lists.test", "/Top.ini"), 2);
-  EXPECT_EQ(web.Count("clock.test", "."), 1);
-  std::vector<TestWebRequest> requests = web.Requests();
-  ASSERT_FALSE(requests.empty());
-  EXPECT_EQ(requests[0].scheme, "https");
-
-  // Without the certificate named, the test web's own is not trusted.
   web.WriteHosts(system, {"games.test"}, "[Trust]\nCertificate=\n");
   EXPECT_NE(URLDownloadToFile("https://games.test/dir/Game.swf", env.File("untrusted").c_str()), 0);
-}
-
-TEST_F(HostsTest, AnAddressNobodyAnswersFailsAsUsual) {
-  // A port nobody listens on: refused at once by both ways of fetching.
-  WriteTable("[Hosts]\ndead.test=127.0.0.1:1\nodd.test=127.0.0.1:0\n");
-  char path[FetchPathSize];
-  std::snprintf(path, sizeof path, "%s", env.File("f").c_str());
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(FetchToFile("dead.test/x", path), FetchNoConnection);
-  // An entry with a port out of range is ignored: the name is looked up as
-  // it would be without the table, and .test names resolve nowhere.
-  EXPECT_EQ(FetchToFile("odd.test/x", path), FetchNoHost);
-  EXPECT_EQ(ServerDate("dead.test"), 0u);
-  testing::internal::GetCapturedStdout();
-  EXPECT_NE(URLDownloadToFile("http://dead.test/x", env.File("d").c_str()), 0);
-  EXPECT_FALSE(fs::exists(env.File("d")));
 }
