@@ -52,8 +52,8 @@ class Road : public ::testing::Test {
     root = mkdtemp(pattern);
     program = root / "program";
     out = root / "out";
-    for (const fs::path& p : {program / "Web", program / "Game", program / "Video", out,
-                              root / "run", root / "system", root / "media"})
+    for (const fs::path& p :
+         {program / "Web", program / "Game", program / "Video", out, root / "run", root / "system"})
       fs::create_directories(p);
     fs::permissions(root / "run", fs::perms::owner_all);
     fs::copy_file(SKERRY_PROGRAM, program / "skerry");
@@ -80,15 +80,10 @@ class Road : public ::testing::Test {
     define.replace(at + 1, define.find('\n', at + 1) - at - 1, "Resolver=" + resolver);
     std::ofstream(program / "Define.ini", std::ios::binary | std::ios::trunc) << define;
 
-    ASSERT_TRUE(MakeClip((root / "media" / "a.flv").string(), 1));
-    ASSERT_TRUE(MakeClip((root / "media" / "a.mp4").string(), 1));
-    auto bytes = [&](const char* name) {
-      std::ifstream in(root / "media" / name, std::ios::binary);
-      return std::string(std::istreambuf_iterator<char>(in), {});
-    };
-    web.Put("media.test", "/a.flv", bytes("a.flv"));
+    ASSERT_FALSE(ClipBytes(".flv").empty() || ClipBytes(".mp4").empty());
+    web.Put("media.test", "/a.flv", ClipBytes(".flv"));
     for (const char* name : {"/a.mp4", "/b.mp4", "/c.mp4"})
-      web.Put("media.test", name, bytes("a.mp4"));
+      web.Put("media.test", name, ClipBytes(".mp4"));
     web.Put("tube.test", "/Show/Show/sortlink.htm",
             "[Sorted]\n1=http://tube.test/v/a\n2=http://tube.test/v/b\n3=http://tube.test/v/c\n"
             "[Title]\n1=Evening news 1/2 2008-10-12\n2=Rain on glass 2/2\n3=Resolved 3/3\n");
