@@ -39,8 +39,7 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr unsigned GameColour = 0x22CC55;
-constexpr unsigned ClockColour = 0x101820; // iClock.htm
-constexpr unsigned PlayColour = 0xAA3300;  // the link of the test page
+constexpr unsigned PlayColour = 0xAA3300; // the link of the test page
 
 struct Program {
   fs::path root; // temporary program folder
@@ -217,16 +216,6 @@ TEST_F(BrowserProgram, GamesAndHistoryByFrames) {
   Quit(panel, pid);
 }
 
-// Without a Panel the Pane is a plain window showing its page.
-TEST_F(BrowserProgram, WithoutAPanelAPlainWindow) {
-  Program program;
-  pid_t pid = program.Start({program.Page("iClock.htm"), "/h0"}, "alone.log");
-  unsigned seen = AwaitColour(ClockColour, 20, 20, 40, 40, 40s);
-  EXPECT_TRUE(Near(seen, ClockColour)) << Hex(seen);
-  EXPECT_FALSE(Ended(pid, 0s));
-  Stop(pid);
-}
-
 // The image player (/h1) over a player page beside videos (".htw"): the page
 // is shown as a page whose relative links reach the pictures beside it, and
 // the player steps through them by frames, each one's path in AddressControl.
@@ -316,7 +305,9 @@ new Image().src = 'OTHER/img';
   std::ofstream(program.root / "Web" / "probe.htm", std::ios::trunc) << probe;
   FakePanel panel(program);
   pid_t pid = Launch(program, panel, {program.Page("probe.htm"), "/h5"}, 1049);
-  unsigned seen = AwaitColour({0x22AA44, 0xCC2222, 0x2244CC}, 250, 300, 40, 40, 40s);
+  unsigned seen = AwaitScreen(250, 300, 40, 40, 40s, [](unsigned c) { // the verdict
+    return Near(c, 0x22AA44) || Near(c, 0xCC2222) || Near(c, 0x2244CC);
+  });
   EXPECT_TRUE(Near(seen, 0x22AA44)) << Hex(seen);
   EXPECT_TRUE(panel.Expect("POST 273 40005 0", 10s)) << "the panel link was refused";
   // Leaving for the other host (a second after the verdict) is refused too.
@@ -418,8 +409,9 @@ TEST_F(BrowserProgram, BigGamesAreSentInPieces) {
   Quit(panel, pid);
 }
 
-// Flash on a page of the open web: a page of a loopback server embeds a Flash
-// file and has the emulator load another from a script's address; both play,
+// Flash on a page of the open web, in a Pane started without a Panel (a plain
+// window): a page of a loopback server embeds a Flash file and has the
+// emulator load another from a script's address; both play,
 // both land in the browser cache, the harvest offers the large one, and a
 // page naming many addresses gets only a bounded number of copies.
 TEST_F(BrowserProgram, FlashOnAnyPageIsPlayedCachedAndHarvested) {
@@ -470,16 +462,24 @@ TEST_F(BrowserProgram, FlashOnAnyPageIsPlayedCachedAndHarvested) {
   EXPECT_EQ(fs::path(copy).filename(), "green%20game[1].swf");
   EXPECT_EQ(fs::path(copy).parent_path().parent_path(), cache);
   EXPECT_EQ(fs::path(AwaitCopy(cache, served, 30s)).filename(), "play[1].swf");
+  // The program's copies come without the engine's fetch headers.
+  auto many = [&server](bool copies) {
+    int n = 0;
+    for (const std::string& r : server.Requests())
+      n += r.rfind("GET /arcade/many.swf", 0) == 0 &&
+           (r.find("ec-Fetch-Mode") == std::string::npos &&
+            r.find("ec-fetch-mode") == std::string::npos) == copies;
+    return n;
+  };
+  for (auto until = Clock::now() + 30s;
+       (many(false) < 200 || many(true) == 0) && Clock::now() < until;)
+    std::this_thread::sleep_for(200ms);
+  std::this_thread::sleep_for(2s); // copies past the bound would come now
+  EXPECT_EQ(many(false), 200);
+  EXPECT_GT(many(true), 0);
+  EXPECT_LE(many(true), 64) << "a page had the program fetch without bound";
   Stop(pid);
   StopServer(server);
-  // The program's copies come without the engine's fetch headers.
-  int copies = 0;
-  for (const std::string& request : server.Requests())
-    copies += request.rfind("GET /arcade/many.swf", 0) == 0 &&
-              request.find("ec-Fetch-Mode") == std::string::npos &&
-              request.find("ec-fetch-mode") == std::string::npos;
-  EXPECT_GT(copies, 0);
-  EXPECT_LE(copies, 64) << "a page had the program fetch without bound";
 
   HeadlessInstall();
   SetModulePathForTests((root / "skerry").string());

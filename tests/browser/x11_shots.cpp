@@ -136,15 +136,8 @@ unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
   return seen;
 }
 
-unsigned AwaitColour(std::initializer_list<unsigned> colours, int x, int y, int w, int h,
-                     std::chrono::seconds wait) {
-  std::vector<unsigned> wanted(colours);
-  return AwaitScreen(x, y, w, h, wait, [&wanted](unsigned seen) {
-    for (unsigned colour : wanted)
-      if (Near(seen, colour))
-        return true;
-    return false;
-  });
+unsigned AwaitColour(unsigned colour, int x, int y, int w, int h, std::chrono::seconds wait) {
+  return AwaitScreen(x, y, w, h, wait, [colour](unsigned seen) { return Near(seen, colour); });
 }
 
 std::string Hex(unsigned colour) {

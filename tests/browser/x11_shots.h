@@ -28,11 +28,6 @@ bool Near(unsigned a, unsigned b);
 // Polls the box until its colour is good or wait passed; the last colour seen.
 unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
                      const std::function<bool(unsigned)>& good);
-// Polls the box until it shows one of the colours or wait passed; the last colour seen.
-unsigned AwaitColour(std::initializer_list<unsigned> colours, int x, int y, int w, int h,
-                     std::chrono::seconds wait);
-inline unsigned AwaitColour(unsigned colour, int x, int y, int w, int h,
-                            std::chrono::seconds wait) {
-  return AwaitColour({colour}, x, y, w, h, wait);
-}
+// Polls the box until it shows colour or wait passed; the last colour seen.
+unsigned AwaitColour(unsigned colour, int x, int y, int w, int h, std::chrono::seconds wait);
 std::string Hex(unsigned colour);
