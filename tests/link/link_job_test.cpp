@@ -52,8 +52,12 @@ class LinkJobTest : public testing::Test {
     web.Put("games.test", "/files/My Game.swf", Game);
     ASSERT_TRUE(web.Start());
     web.WriteHosts(root / "system", {"games.test"});
-    HeadlessInstall();
     ResetPanelState(Panel());
+    Fresh();
+  }
+  // A fresh record of calls, boxes and refreshes, the game Pane live.
+  void Fresh() {
+    HeadlessInstall();
     Panel().PaneSlots[2] = GamePane;
     HeadlessSetPaneLive(GamePane, true);
   }
@@ -133,9 +137,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
     for (const std::string& rule : row.rules)
       line += "\t" + rule;
     std::ofstream(web.Site("games.test") / ".answers", std::ios::app) << line << "\n";
-    HeadlessInstall();
-    Panel().PaneSlots[2] = GamePane;
-    HeadlessSetPaneLive(GamePane, true);
+    Fresh();
     HeadlessScriptSaveAnswers({row.saveAs});
     StartFromPage(std::string("http://games.test/") + row.page + ".htm");
     auto start = std::chrono::steady_clock::now();
@@ -152,9 +154,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   }
 
   // A cancelled save dialog fetches nothing but still refreshes the menu.
-  HeadlessInstall();
-  Panel().PaneSlots[2] = GamePane;
-  HeadlessSetPaneLive(GamePane, true);
+  Fresh();
   HeadlessScriptSaveAnswers({""});
   StartFromPage("http://games.test/cut.htm");
   ASSERT_TRUE(WaitForRefreshes(1));
@@ -168,9 +168,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   web.Put("games.test", "/Two.swf", two);
   web.Answer("games.test", "/files/My Game.swf", {"rate=1000"});
   web.Answer("games.test", "/Two.swf", {"delay=500"});
-  HeadlessInstall();
-  Panel().PaneSlots[2] = GamePane;
-  HeadlessSetPaneLive(GamePane, true);
+  Fresh();
   HeadlessScriptSaveAnswers({GameFile("Same.swf"), GameFile("Same.swf")});
   StartFromPage("http://games.test/page.htm");
   ASSERT_TRUE(PumpUntil([] { return !Panel().CollectStatus.Empty(); }));
