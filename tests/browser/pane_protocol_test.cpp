@@ -15,11 +15,7 @@ TEST(PaneArgs, CommandLinesOfTheLaunchTable) {
   };
   const Row rows[] = {
       {"start page", {"/p/Web/iStart.htm", "/h2"}, "/p/Web/iStart.htm", false, 2},
-      {"path split at blanks",
-       {"/my", "dir/Web/Index.htm", "/h2"},
-       "/my dir/Web/Index.htm",
-       false,
-       2},
+      {"path split at blanks", {"/my", "dir/Index.htm", "/h2"}, "/my dir/Index.htm", false, 2},
       {"address", {"/U=http://host/a?b=c d", "/h5"}, "http://host/a?b=c d", true, 5},
       {"slot ten", {"page.htm", "/h10"}, "page.htm", false, 10},
       {"slot twelve is refused", {"page.htm", "/h12"}, "page.htm", false, -1},
