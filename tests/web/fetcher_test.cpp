@@ -42,116 +42,55 @@ bool Write(void* context, const char* data, std::size_t size) {
 
 TEST(ReadFetchAnswer, ReadsEachKindOfAnswer) {
   SetWebSleepForTests([](unsigned) {});
-  const std::string head = "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n";
-  const std::string chunked = head + "Transfer-Encoding: chunked\r\n\r\n";
-  const std::string noLength = "HTTP/1.0 200 OK\r\nServer: test\r\n\r\n";
+  // H: a plain head; C: a chunked head; N: a head with no length.
+  const std::string H = "HTTP/1.1 200 OK\r\nContent-Type: text/html\r\n";
+  const std::string C = H + "Transfer-Encoding: chunked\r\n\r\n";
+  const std::string N = "HTTP/1.0 200 OK\r\nServer: test\r\n\r\n";
   const std::string big(20000, 'x');
-  const std::string longPath = "http://c.test/" + std::string(600, 'a');
   struct Row {
     const char* name;
-    std::vector<std::string> blocks;
+    std::string blocks; // the receives, split at '|'
     bool holdOpen;
     int result;
     std::string written;
-    std::string path; // the redirect buffer afterwards
+    std::string path = "p"; // the redirect buffer afterwards
   };
   const Row rows[] = {
-      {"plain length",
-       {head + "Content-Length: 11\r\n\r\nhello world"},
-       false,
-       FetchDone,
-       "hello world",
-       "p"},
-      {"length smaller than the body",
-       {head + "Content-Length: 5\r\n\r\nhello world"},
-       false,
-       FetchDone,
-       "hello",
-       "p"},
-      {"length over several blocks",
-       {head + "Content-Length: 11\r\n\r\nhel", "lo world"},
-       false,
-       FetchDone,
-       "hello world",
-       "p"},
-      {"headers alone in the first block",
-       {head + "Content-Length: 11\r\n\r\n", "hello world"},
-       false,
-       FetchDone,
-       "",
-       "p"},
-      {"chunked, several chunks, the line held open",
-       {chunked + "5\r\nhello\r\n", "6\r\n world\r\n", "0\r\n\r\n"},
-       true,
-       FetchDone,
-       "hello world",
-       "p"},
-      {"chunked, a bad next size ends it",
-       {chunked + "5\r\nhello\r\nzz\r\nnot this"},
-       true,
-       FetchDone,
-       "hello",
-       "p"},
-      {"chunked, a chunk larger than one block",
-       {chunked + "4e20\r\n" + big, "\r\n3\r\nend\r\n0\r\n\r\n"},
-       true,
-       FetchDone,
-       big + "end",
-       "p"},
-      {"no length, the server closes",
-       {noLength + "plain body", " and more"},
-       false,
-       FetchDone,
-       noLength + "plain body and more",
-       "p"},
-      {"no length, keep-alive ended by 0 CRLF CRLF",
-       {noLength + "first part", " last0\r\n\r\n"},
-       true,
-       FetchDone,
-       noLength + "first part last0\r\n\r\n",
-       "p"},
-      {"another status is saved like a page",
-       {"HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone"},
-       false,
-       FetchDone,
-       "gone",
-       "p"},
-      {"Content-Length: in a chunked page is taken for the header",
-       {chunked + "14\r\nContent-Length: 3 ab\r\n0\r\n\r\n"},
-       true,
-       FetchDone,
-       "14\r",
-       "p"},
+      {"plain length", H + "Content-Length: 11\r\n\r\nhello world", false, 0, "hello world"},
+      {"length below the body", H + "Content-Length: 5\r\n\r\nhello world", false, 0, "hello"},
+      {"length over blocks", H + "Content-Length: 11\r\n\r\nhel|lo world", false, 0, "hello world"},
+      {"head alone in the first block", H + "Content-Length: 11\r\n\r\n|hello world", false, 0, ""},
+      {"chunks, line held open", C + "5\r\nhello\r\n|6\r\n world\r\n|0\r\n\r\n", true, 0,
+       "hello world"},
+      {"a bad next size ends it", C + "5\r\nhello\r\nzz\r\nnot this", true, 0, "hello"},
+      {"a chunk over one block", C + "4e20\r\n" + big + "|\r\n3\r\nend\r\n0\r\n\r\n", true, 0,
+       big + "end"},
+      {"no length, closed", N + "plain body| and more", false, 0, N + "plain body and more"},
+      {"no length, ended by 0 CRLF CRLF", N + "first part| last0\r\n\r\n", true, 0,
+       N + "first part last0\r\n\r\n"},
+      {"another status saved as a page", "HTTP/1.1 404 Not Found\r\nContent-Length: 4\r\n\r\ngone",
+       false, 0, "gone"},
+      {"Content-Length: in a chunked page", C + "14\r\nContent-Length: 3 ab\r\n0\r\n\r\n", true, 0,
+       "14\r"},
       {"303 in the status line",
-       {"HTTP/1.1 303 See Other\r\nLocation: http://other.test/next?a=1\r\n"
-        "Content-Length: 0\r\n\r\n"},
-       false,
-       FetchSeeOther,
-       "",
-       "http://other.test/next?a=1"},
-      {"303 only in the page text",
-       {head + "Content-Length: 60\r\n\r\n<p>303 See Other</p>Location:\thttp://b.test/x\r\n"},
-       false,
-       FetchSeeOther,
-       "",
-       "http://b.test/x"},
-      {"303 without a Location",
-       {head + "Content-Length: 20\r\n\r\n<p>303 See Other</p>"},
-       false,
-       FetchSeeOtherNowhere,
-       "",
-       "p"},
-      {"Location too long for the buffer",
-       {"HTTP/1.1 303 See Other\r\nLocation: " + longPath + "\r\n\r\n"},
-       false,
-       FetchSeeOtherTooLong,
-       "",
-       "p"},
+       "HTTP/1.1 303 See Other\r\nLocation: http://o.test/n?a=1\r\nContent-Length: 0\r\n\r\n",
+       false, FetchSeeOther, "", "http://o.test/n?a=1"},
+      {"303 only in the page",
+       H + "Content-Length: 60\r\n\r\n<p>303 See Other</p>Location:\thttp://b.test/x\r\n", false,
+       FetchSeeOther, "", "http://b.test/x"},
+      {"303 without a Location", H + "Content-Length: 20\r\n\r\n<p>303 See Other</p>", false,
+       FetchSeeOtherNowhere, ""},
+      {"Location too long",
+       "HTTP/1.1 303 See Other\r\nLocation: http://c.test/" + std::string(600, 'a') + "\r\n\r\n",
+       false, FetchSeeOtherTooLong, ""},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
     Feed feed;
-    feed.blocks = row.blocks;
+    for (std::size_t at = 0, bar; at <= row.blocks.size(); at = bar + 1) {
+      bar = std::min(row.blocks.find('|', at), row.blocks.size());
+      feed.blocks.push_back(row.blocks.substr(at, bar - at));
+    }
     feed.holdOpen = row.holdOpen;
     FetchIo io;
     io.context = &feed;
