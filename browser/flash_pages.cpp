@@ -22,9 +22,11 @@ namespace {
 quint16 gameServerPort = 0;
 
 // A page may name any number of addresses: the copies run on a few workers
-// of their own, and past a number of distinct addresses no more are taken.
+// of their own, and past a number of distinct addresses a minute no more are
+// taken until the minute is over.
 constexpr int CopyWorkers = 2;
 constexpr std::size_t MaxAddresses = 64;
+constexpr std::chrono::seconds AddressWindow(60);
 const char NotePath[] = "/.skerry-flash-note";
 
 // Addresses taken in this process (one process is one Pane) and the copies
@@ -32,7 +34,8 @@ const char NotePath[] = "/.skerry-flash-note";
 struct Copies {
   std::mutex lock;
   std::condition_variable wake;
-  std::set<std::string> seen;
+  std::set<std::string> seen; // taken since windowStart
+  std::chrono::steady_clock::time_point windowStart = std::chrono::steady_clock::now();
   std::deque<std::string> waiting;
   int busy = 0;
   bool started = false;
@@ -141,6 +144,11 @@ void CopyOnce(const std::string& address) {
     return;
   Copies& copies = Shared();
   std::lock_guard<std::mutex> guard(copies.lock);
+  auto now = std::chrono::steady_clock::now();
+  if (now - copies.windowStart > AddressWindow) {
+    copies.seen.clear();
+    copies.windowStart = now;
+  }
   if (copies.seen.size() >= MaxAddresses || !copies.seen.insert(address).second)
     return;
   if (!copies.started) {

@@ -3,7 +3,8 @@
 // content embedded in any page plays, not only the game server's pages; and
 // every Flash file a page asks for is copied into the browser cache
 // (browser/flash_cache.h). GUI thread only; the copies run on a few worker
-// threads, and a Pane copies at most a fixed number of distinct addresses.
+// threads, and a Pane copies at most a fixed number of distinct addresses a
+// minute.
 #pragma once
 
 #include <QtGlobal>
