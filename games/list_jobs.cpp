@@ -5,17 +5,16 @@
 
 #include <algorithm>
 
-#include <cctype>
 #include <cstring>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 #include "games/cache_harvest.h"
 #include "library/menus.h"
 #include "panel/dispatcher.h"
 #include "panel/panel_state.h"
 #include "platform/files.h"
+#include "platform/ini.h"
 #include "platform/sysdirs.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
@@ -35,51 +34,6 @@ struct SharedArguments {
 SharedArguments& Shared() {
   static SharedArguments* shared = new SharedArguments;
   return *shared;
-}
-
-// Whether a line of the list file for key (in any section) holds a byte 0,
-// which the INI reader cuts the value at. The answer for a file is kept
-// while its size and time stay, as a job asks for each of its many keys.
-bool KeyLineHoldsZero(const std::string& listPath, const char* key) {
-  struct Seen {
-    std::string path;
-    off_t size = -1;
-    timespec time{};
-    std::vector<std::string> keys; // lower case
-  };
-  static std::mutex lock;
-  static Seen* seen = new Seen; // never destroyed: jobs may outlive main
-  struct stat st {};
-  if (stat(listPath.c_str(), &st) != 0)
-    return false;
-  auto lower = [](std::string text) {
-    for (char& c : text)
-      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-  };
-  std::lock_guard<std::mutex> hold(lock);
-  if (seen->path != listPath || seen->size != st.st_size ||
-      seen->time.tv_sec != st.st_mtim.tv_sec || seen->time.tv_nsec != st.st_mtim.tv_nsec) {
-    *seen = Seen{listPath, st.st_size, st.st_mtim, {}};
-    std::string text;
-    if (ReadWholeFile(listPath, text, std::size_t(64) << 20) &&
-        text.find('\0') != std::string::npos) {
-      std::size_t start = 0;
-      while (start < text.size()) {
-        std::size_t end = std::min(text.find('\n', start), text.size());
-        std::string line = text.substr(start, end - start);
-        std::size_t equals = line.find('=');
-        if (equals != std::string::npos && line.find('\0', equals) != std::string::npos) {
-          std::string name = line.substr(0, equals);
-          name.erase(0, name.find_first_not_of(" \t"));
-          name.erase(name.find_last_not_of(" \t") + 1);
-          seen->keys.push_back(lower(name));
-        }
-        start = end + 1;
-      }
-    }
-  }
-  return std::find(seen->keys.begin(), seen->keys.end(), lower(key)) != seen->keys.end();
 }
 
 } // namespace
@@ -149,7 +103,7 @@ std::string ListValue(const std::string& listPath, const char* section, const ch
   char value[ProfileValueSize] = "";
   int length = ProfileRead(section, key, value, listPath.c_str());
   std::string text(value, std::min<std::size_t>(length, ListValueSize - 1));
-  if (KeyLineHoldsZero(listPath, key))
+  if (IniValueHoldsZero(listPath.c_str(), section, key))
     text += '\0'; // the reader cut it there: kept, so the value can be refused
   return text;
 }

@@ -302,7 +302,7 @@ const Line* FindKey(const Body& p, const Section& s, const std::string& key) {
 
 // The value of a key line as the reader gets it: one outer quote pair
 // removed, cut at an embedded zero byte.
-std::string ValueOf(const Body& p, const Line& line) {
+std::string ValueOf(const Body& p, const Line& line, bool cutAtZero = true) {
   std::size_t b = line.valueB, e = line.valueE;
   if (e - b >= 2 && (p.text[b] == '"' || p.text[b] == '\'') && p.text[e - 1] == p.text[b]) {
     ++b;
@@ -310,7 +310,7 @@ std::string ValueOf(const Body& p, const Line& line) {
   }
   std::string v(p.text, b, e - b);
   std::size_t zero = v.find('\0');
-  if (zero != std::string::npos)
+  if (cutAtZero && zero != std::string::npos)
     v.resize(zero);
   return v;
 }
@@ -413,7 +413,10 @@ void Forget(const std::string& path) {
 
 } // namespace
 
-bool IniLookup(const char* file, const char* section, const char* key, std::string& value) {
+namespace {
+
+bool LookupValue(const char* file, const char* section, const char* key, std::string& value,
+                 bool cutAtZero) {
   if (file == nullptr || section == nullptr || key == nullptr)
     return false;
   ParsedPtr p = Load(file);
@@ -425,8 +428,19 @@ bool IniLookup(const char* file, const char* section, const char* key, std::stri
   const Line* line = FindKey(*p->body, *s, Trimmed(key));
   if (line == nullptr)
     return false;
-  value = ValueOf(*p->body, *line);
+  value = ValueOf(*p->body, *line, cutAtZero);
   return true;
+}
+
+} // namespace
+
+bool IniLookup(const char* file, const char* section, const char* key, std::string& value) {
+  return LookupValue(file, section, key, value, true);
+}
+
+bool IniValueHoldsZero(const char* file, const char* section, const char* key) {
+  std::string raw;
+  return LookupValue(file, section, key, raw, false) && raw.find('\0') != std::string::npos;
 }
 
 bool IniHasSection(const char* file, const char* section) {

@@ -27,6 +27,11 @@ int IniRead(const char* file, const char* section, const char* key, const char* 
 // into value when it does. Tells an empty value from a missing key.
 bool IniLookup(const char* file, const char* section, const char* key, std::string& value);
 
+// Whether section/key exists and its value as written holds a byte 0, which
+// every reader above cuts the value at (a caller that must refuse such a value
+// asks here).
+bool IniValueHoldsZero(const char* file, const char* section, const char* key);
+
 // Whether file has a section of that name (it may hold no keys).
 bool IniHasSection(const char* file, const char* section);
 
