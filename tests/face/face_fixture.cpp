@@ -1,6 +1,7 @@
 #include "face_fixture.h"
 
 #include <atomic>
+#include <fstream>
 #include <unistd.h>
 
 #include "platform/headless/headless.h"
@@ -8,18 +9,11 @@
 #include "shell/module_path.h"
 
 namespace {
-
 LResult QuietProc(Hwnd, unsigned, WParam, LParam) {
   return 0;
 }
-
 std::atomic<int> folderCounter{0};
-
 } // namespace
-
-void ResetPanel() {
-  ResetPanelState(Panel());
-}
 
 void FaceTest::SetUp() {
   folder = std::filesystem::temp_directory_path() /
@@ -31,7 +25,7 @@ void FaceTest::SetUp() {
   HeadlessSetScreen(1280, 800);
   HeadlessSetDisplayBits(24);
   TooltipResetAll();
-  ResetPanel();
+  ResetPanelState(Panel());
   window = WinCreateWindow("#32770", "Tessel Skerry", QuietProc);
   WinSetWindowPos(window, HWND_TOP, 100, 100, 350, 593, SWP_NOZORDER);
   Panel().PanelWindow = window;
@@ -39,7 +33,7 @@ void FaceTest::SetUp() {
 }
 
 void FaceTest::TearDown() {
-  ResetPanel();
+  ResetPanelState(Panel());
   LanguageOffset = 0;
   SetModulePathForTests("");
   std::error_code error;
@@ -61,6 +55,11 @@ std::string Box(Hwnd window) {
 
 std::string CommittedSkin(const std::string& name) {
   return std::string(SKERRY_SOURCE_DIR) + "/resources/program/" + name;
+}
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
 Bitmap MakePicture(int width, int height, int bits,

@@ -1,8 +1,11 @@
-// The committed skins, loading, turning, the skin change, the display depth.
+// Turning, loading and changing skins; the frame and the buttons rendered
+// into the headless canvas and compared with the skin pixel by pixel.
+#include <algorithm>
 #include <fstream>
 #include <vector>
 
 #include "face_fixture.h"
+#include "panel/painting.h"
 #include "panel/skins.h"
 #include "platform/headless/headless.h"
 
@@ -10,102 +13,55 @@ namespace {
 
 std::vector<std::string> ListingOrder(const std::filesystem::path& folder, const char* prefix) {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    std::string name = entry.path().filename().string();
-    if (name.rfind(prefix, 0) == 0)
-      names.push_back(name);
-  }
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    if (entry.path().filename().string().rfind(prefix, 0) == 0)
+      names.push_back(entry.path().filename().string());
   return names;
 }
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-// Whether upright (x, y) lies where the lit face may differ from the rest face.
-bool InButton(int x, int y) {
-  if (y >= 58 && y < 74 && x >= 18 && x < 331)
-    return true;
-  if (y >= 470 && y < 522 && x >= 24 && x < 324)
-    return true;
-  return x >= 160 && x < 186 && y >= 546 && y < 570;
+constexpr std::uint32_t Sentinel = 0x00ABCDEF;
+void Fill(Canvas* c) {
+  std::fill(c->pixels, c->pixels + c->width * c->height, Sentinel);
 }
 
 } // namespace
 
 using Skins = FaceTest;
 
-TEST_F(Skins, CommittedSkinsHaveTheLayout) {
-  std::vector<std::string> names = {"@VEXANH.BMP", "@VEXANL.BMP"};
-  for (const auto& name :
-       ListingOrder(std::string(SKERRY_SOURCE_DIR) + "/resources/program", "@Vexanh."))
-    names.push_back(name);
-  ASSERT_GE(names.size(), 4u);
-  for (const auto& name : names) {
-    Bitmap skin;
-    ASSERT_TRUE(LoadBitmapFile(CommittedSkin(name), &skin)) << name;
-    EXPECT_EQ(skin.Width, 699) << name;
-    EXPECT_EQ(skin.Height, 593) << name;
-    EXPECT_EQ(skin.BitsPerPixel, 24) << name;
-    int buttonsDiffer = 0;
-    for (int y = 0; y < 593; ++y)
-      for (int x = 0; x < 348; ++x) {
-        bool same = PixelAt(skin, x, y) == PixelAt(skin, x + 351, y);
-        if (!InButton(x, y))
-          ASSERT_TRUE(same) << name << " differs outside the buttons at " << x << "," << y;
-        else
-          buttonsDiffer += !same;
-      }
-    EXPECT_GT(buttonsDiffer, 5000) << name << ": the lit face must look lit";
-    // The screen is dark.
-    std::uint32_t p = PixelAt(skin, 175, 270);
-    EXPECT_LT(((p >> 16) & 255) + ((p >> 8) & 255) + (p & 255), 3u * 64) << name;
-  }
-}
-
 TEST_F(Skins, TurnBitmapTurnsClockwiseAndKeepsIconsUpright) {
+  auto inIcon = [](int tx, int ty) {
+    for (int k = 0; k < 5; ++k)
+      for (int left : {34 + 59 * k, 385 + 59 * k})
+        if (tx >= 74 && tx < 120 && ty >= left && ty < left + 46)
+          return true;
+    return false;
+  };
   for (int bits : {16, 24, 32}) {
-    auto colour = [](int x, int y) { return std::uint32_t((x * 7919 + y * 104729) & 0xF8F8F8); };
-    Bitmap upright = MakePicture(699, 593, bits, colour);
-    if (bits == 32) // a stray fourth byte must not survive the turn
-      for (std::size_t i = 3; i < upright.Bits.size(); i += 4)
-        upright.Bits[i] = 0x5A;
+    Bitmap upright = MakePicture(699, 593, bits, [](int x, int y) {
+      return std::uint32_t((x * 7919 + y * 104729) & 0xF8F8F8);
+    });
+    for (std::size_t i = 3; bits == 32 && i < upright.Bits.size(); i += 4)
+      upright.Bits[i] = 0x5A; // a stray fourth byte must not survive the turn
     auto turned = TurnBitmap(window, std::make_unique<Bitmap>(upright));
     ASSERT_TRUE(turned);
-    ASSERT_EQ(turned->Width, 593);
-    ASSERT_EQ(turned->Height, 699);
-    ASSERT_EQ(turned->BitsPerPixel, bits);
+    ASSERT_EQ(std::vector<int>({turned->Width, turned->Height, turned->BitsPerPixel}),
+              std::vector<int>({593, 699, bits}));
     // Icon squares keep their pixels upright: rest (54, 494) and lit (430, 484).
     EXPECT_EQ(PixelAt(*turned, 94, 54), PixelAt(upright, 54, 494)) << bits;
     EXPECT_EQ(PixelAt(*turned, 119, 395), PixelAt(upright, 430, 484)) << bits;
-    // Every pixel outside the icon squares turns clockwise.
-    auto inIcon = [](int tx, int ty) {
-      for (int k = 0; k < 5; ++k)
-        for (int left : {34 + 59 * k, 385 + 59 * k})
-          if (tx >= 74 && tx < 120 && ty >= left && ty < left + 46)
-            return true;
-      return false;
-    };
     for (int ty = 0; ty < 699; ++ty)
-      for (int tx = 0; tx < 593; ++tx) {
-        if (inIcon(tx, ty))
-          continue;
-        ASSERT_EQ(PixelAt(*turned, tx, ty), PixelAt(upright, ty, 592 - tx))
-            << bits << " bits at " << tx << "," << ty;
-      }
-    if (bits == 32) {
-      for (std::size_t i = 3; i < turned->Bits.size(); i += 4)
-        ASSERT_EQ(turned->Bits[i], 0) << i;
-    }
+      for (int tx = 0; tx < 593; ++tx)
+        if (!inIcon(tx, ty)) {
+          ASSERT_EQ(PixelAt(*turned, tx, ty), PixelAt(upright, ty, 592 - tx)) << bits << " bits";
+        }
+    for (std::size_t i = 3; bits == 32 && i < turned->Bits.size(); i += 4)
+      ASSERT_EQ(turned->Bits[i], 0) << i;
   }
   EXPECT_FALSE(TurnBitmap(window, nullptr));
-  // A picture of another size turns without touching memory outside it.
   auto odd = TurnBitmap(window, std::make_unique<Bitmap>(MakePicture(3, 500, 24, [](int x, int y) {
                           return std::uint32_t(x + y);
                         })));
   ASSERT_TRUE(odd);
-  EXPECT_EQ(odd->Width, 500);
   EXPECT_EQ(PixelAt(*odd, 499, 2), 2u);
 }
 
@@ -118,62 +74,87 @@ TEST_F(Skins, LoadSkinTakesTheDisplayDepthAndRefusesBrokenFiles) {
   std::string whole = ReadAll(Beside("@VEXANH.BMP"));
   std::ofstream(Beside("cut.bmp"), std::ios::binary) << whole.substr(0, whole.size() / 2);
   std::ofstream(Beside("junk.bmp"), std::ios::binary) << "BM not a picture";
-  EXPECT_FALSE(LoadSkin(std::move(skin), Beside("cut.bmp").c_str()));
-  EXPECT_FALSE(LoadSkin(nullptr, Beside("junk.bmp").c_str()));
-  EXPECT_FALSE(LoadSkin(nullptr, Beside("missing.bmp").c_str()));
+  for (const char* name : {"cut.bmp", "junk.bmp", "missing.bmp"})
+    EXPECT_FALSE(LoadSkin(nullptr, Beside(name).c_str())) << name;
 }
 
-TEST_F(Skins, NextSkinStepsBackwardsThroughTheListing) {
-  CopySkin("@Vexanh.Pearl.bmp", "@Vexanh.P.bmp");
-  CopySkin("@Vexanh.Coral.bmp", "@Vexanh.Q.bmp");
-  CopySkin("@Vexanh.Ocean.bmp", "@Vexanh.R.bmp");
-  CopySkin("@VEXANH.BMP", "@VEXANH.BMP");
-  std::vector<std::string> order = ListingOrder(folder, "@Vexanh.");
-  ASSERT_EQ(order.size(), 3u);
-  std::vector<std::string> expected = {order[2], order[1], order[0], order[2], order[1], order[0]};
-  for (const auto& want : expected) {
-    auto before = Panel().SkinBitmap.get();
-    Panel().SkinBitmap = NextSkin(std::move(Panel().SkinBitmap), "@VEXANH.BMP", "@Vexanh.*.bmp");
-    ASSERT_TRUE(Panel().SkinBitmap);
-    EXPECT_NE(Panel().SkinBitmap.get(), before);
-    EXPECT_EQ(Panel().LastSkinName, want);
-    EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), ReadAll(Beside(want)));
-  }
-  // The last choice deleted meanwhile: the next press takes the last file.
-  std::filesystem::remove(Beside(Panel().LastSkinName));
-  order = ListingOrder(folder, "@Vexanh.");
-  Panel().SkinBitmap = NextSkin(std::move(Panel().SkinBitmap), "@VEXANH.BMP", "@Vexanh.*.bmp");
-  EXPECT_EQ(Panel().LastSkinName, order.back());
-}
-
-TEST_F(Skins, NextSkinWithOneOrNoSkinAndRefusedFiles) {
-  Panel().SkinBitmap =
-      std::make_unique<Bitmap>(MakePicture(699, 593, 24, [](int, int) { return 7u; }));
+TEST_F(Skins, ChangeSkinStepsBackwardsAndRefusesWrongFiles) {
+  Panel().SkinBitmap = std::make_unique<Bitmap>(TwoFaces());
   Bitmap* original = Panel().SkinBitmap.get();
   ChangeSkin(window); // no file matches: nothing but a repaint
   EXPECT_EQ(Panel().SkinBitmap.get(), original);
   EXPECT_FALSE(HeadlessCallsOf("invalidate", window).empty());
-
-  // A skin of the wrong size is refused: no copy, no change.
-  Bitmap small = MakePicture(350, 593, 24, [](int, int) { return 1u; });
-  ASSERT_TRUE(SaveBitmapFile(Beside("@Vexanh.small.bmp"), small));
+  ASSERT_TRUE(SaveBitmapFile(Beside("@Vexanh.small.bmp"),
+                             MakePicture(350, 593, 24, [](int, int) { return 1u; })));
   std::ofstream(Beside("@VEXANH.BMP"), std::ios::binary) << "the user's file";
-  ChangeSkin(window);
+  ChangeSkin(window); // the wrong size: no copy, no change
   EXPECT_EQ(Panel().SkinBitmap.get(), original);
   EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), "the user's file");
-  // One skin: chosen every time, and copied over the target each time.
   std::filesystem::remove(Beside("@Vexanh.small.bmp"));
-  std::string whole = ReadAll(CommittedSkin("@Vexanh.Pearl.bmp"));
-  CopySkin("@Vexanh.Pearl.bmp", "@Vexanh.only.bmp");
-  for (int press = 0; press < 2; ++press) {
-    std::ofstream(Beside("@VEXANH.BMP"), std::ios::binary) << "stale";
+
+  CopySkin("@Vexanh.Pearl.bmp", "@Vexanh.P.bmp");
+  CopySkin("@Vexanh.Coral.bmp", "@Vexanh.Q.bmp");
+  CopySkin("@Vexanh.Ocean.bmp", "@Vexanh.R.bmp");
+  std::vector<std::string> order = ListingOrder(folder, "@Vexanh.");
+  ASSERT_EQ(order.size(), 3u);
+  for (int press = 0; press < 4; ++press) {
     ChangeSkin(window);
-    EXPECT_EQ(Panel().LastSkinName, "@Vexanh.only.bmp");
-    EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), whole);
+    ASSERT_TRUE(Panel().SkinBitmap);
+    EXPECT_EQ(Panel().LastSkinName, order[2 - press % 3]);
+    EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), ReadAll(Beside(order[2 - press % 3])));
   }
-  // While turned, the new skin comes turned at once.
-  Panel().PanelRotation = 90;
+  // The last choice deleted meanwhile: the next press takes the last file.
+  std::filesystem::remove(Beside(Panel().LastSkinName));
+  order = ListingOrder(folder, "@Vexanh.");
+  ChangeSkin(window);
+  EXPECT_EQ(Panel().LastSkinName, order.back());
+  Panel().PanelRotation = 90; // while turned, the new skin comes turned at once
   ChangeSkin(window);
   ASSERT_TRUE(Panel().SkinBitmap);
   EXPECT_EQ(Panel().SkinBitmap->Width, 593);
+}
+
+TEST_F(Skins, UprightFrameIsTheRestFaceAndLeavesThePaneAlone) {
+  Bitmap skin;
+  ASSERT_TRUE(LoadBitmapFile(CommittedSkin("@VEXANH.BMP"), &skin));
+  Panel().SkinBitmap = std::make_unique<Bitmap>(skin);
+  Canvas* c = WinGetCanvas(window);
+  ASSERT_EQ(c->width, 350);
+  Fill(c);
+  PaintFrame(c);
+  for (int y = 0; y < 593; ++y)
+    for (int x = 0; x < 350; ++x) {
+      bool side = x < 20 || (x >= 328 && x < 348);
+      bool frame = y < 74 || (y >= 468 && y < 592) || (y < 468 && side);
+      ASSERT_EQ(At(c, x, y), frame ? PixelAt(skin, x, y) : Sentinel) << x << "," << y;
+    }
+  WinReleaseCanvas(window, c);
+}
+
+TEST_F(Skins, PaintZoneDrawsTheLitButtonOnItsChannels) {
+  // Every pixel of the picture tells its own coordinates.
+  Panel().SkinBitmap = std::make_unique<Bitmap>(
+      MakePicture(699, 593, 32, [](int x, int y) { return std::uint32_t(x << 12 | y); }));
+  Canvas* c = WinGetCanvas(window);
+  struct Row {
+    int channel;
+    std::uint32_t code;
+    bool draws;
+  } rows[] = {{ChannelHome, 20220, false}, {ChannelHome, 20210, true},
+              {ChannelGame, 20220, true},  {ChannelClock, 20210, false},
+              {ChannelGame, 20070, false}, {ChannelStart, 20130, true}};
+  for (const Row& row : rows) {
+    Fill(c);
+    Panel().Channel = row.channel;
+    PaintZone(c, 1, row.code);
+    bool drawn = std::any_of(c->pixels, c->pixels + c->width * c->height,
+                             [](std::uint32_t p) { return p != Sentinel; });
+    EXPECT_EQ(drawn, row.draws) << row.code << " on " << row.channel;
+  }
+  Fill(c);
+  PaintZone(c, 1, 20080);
+  EXPECT_EQ(At(c, 24, 470), std::uint32_t((24 + 351) << 12 | 470));
+  EXPECT_EQ(At(c, 83, 521), std::uint32_t((83 + 351) << 12 | 521));
+  EXPECT_EQ(At(c, 84, 470), Sentinel) << "60 wide";
+  WinReleaseCanvas(window, c);
 }

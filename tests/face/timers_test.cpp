@@ -1,4 +1,6 @@
-// Dragging by the face and the once-a-second pass.
+// Dragging by the face, the once-a-second pass and the tips it keeps in line.
+#include <thread>
+#include <vector>
 
 #include "face_fixture.h"
 #include "panel/painting.h"
@@ -7,136 +9,131 @@
 #include "platform/headless/headless.h"
 #include "platform/tooltips.h"
 
-namespace {
-
-// Rest face 0x000010 + column, lit face 0x100000: tells which face is shown.
-void SyntheticSkin() {
-  Panel().SkinBitmap = std::make_unique<Bitmap>(
-      MakePicture(699, 593, 24, [](int x, int) { return x < 351 ? 0x000010u : 0x100000u; }));
-}
-
-} // namespace
-
 using Timers = FaceTest;
 
 TEST_F(Timers, DragFollowsTheCursorFromFreeFaceOnly) {
+  HeadlessWindow info;
   Panel().HoverCode = 20010;
   PanelButtonDown(window);
-  HeadlessWindow info;
   ASSERT_TRUE(HeadlessWindowInfo(window, &info));
   EXPECT_TRUE(info.timers.empty()) << "a press on a zone starts no drag";
-
   Panel().HoverCode = 0;
-  Panel().PanelLeft = 100;
-  Panel().PanelTop = 100;
+  Panel().PanelLeft = Panel().PanelTop = 100;
   HeadlessSetCursor(Point{150, 120});
   PanelButtonDown(window);
   ASSERT_TRUE(HeadlessWindowInfo(window, &info));
-  ASSERT_EQ(info.timers.size(), 1u);
-  EXPECT_EQ(info.timers[0], DragTimer);
-
+  EXPECT_EQ(info.timers, std::vector<int>{DragTimer});
   HeadlessClearCalls();
   DragStep(window); // cursor at rest: nothing moves
   EXPECT_TRUE(HeadlessCallsOf("setWindowPos", window).empty());
-
   HeadlessSetCursor(Point{170, 110});
   DragStep(window);
   EXPECT_EQ(Box(window), "120,90 350x593");
-
-  // Guard: the left edge may never pass the cursor.
-  Panel().PanelLeft = 500;
+  Panel().PanelLeft = 500; // the left edge may never pass the cursor
   HeadlessSetCursor(Point{171, 111});
   DragStep(window);
-  EXPECT_EQ(Panel().PanelLeft, 171);
-  EXPECT_EQ(Panel().PanelTop, 111);
+  EXPECT_EQ(Box(window), "171,111 350x593");
 }
 
-TEST_F(Timers, BlinkWrapsAfterSixtyOneTicks) {
-  SyntheticSkin();
+TEST_F(Timers, BlinkWrapsAfterSixtyOneTicksAndProgressLightsOnTheirChannels) {
+  Panel().SkinBitmap = std::make_unique<Bitmap>(TwoFaces());
   Canvas* c = WinGetCanvas(window);
   std::vector<bool> lit;
   for (int tick = 0; tick < 64; ++tick) {
     OnceASecondPass(window);
     lit.push_back(At(c, 170, 550) == 0x100000u);
   }
-  EXPECT_TRUE(lit[1]);
-  EXPECT_FALSE(lit[61]) << "60 and 0 are both even";
-  EXPECT_TRUE(lit[62]);
+  EXPECT_EQ(std::vector<bool>({lit[1], lit[2], lit[61], lit[62]}),
+            std::vector<bool>({true, false, false, true}))
+      << "60 and 0 are both even";
   EXPECT_EQ(Panel().TickCount, 3);
-  WinReleaseCanvas(window, c);
-}
 
-TEST_F(Timers, ProgressLightsOnlyOnTheirChannels) {
-  SyntheticSkin();
-  Canvas* c = WinGetCanvas(window);
   Panel().CollectStatus.Set("busy");
+  auto onChannel = [](int channel) {
+    Panel().Channel = Panel().PreviousChannel = Panel().ShownChannel = channel;
+    Panel().TickCount = 0;
+  };
   for (int channel : {ChannelImage, ChannelHome}) {
-    Panel().Channel = channel;
-    Panel().PreviousChannel = channel;
-    Panel().ShownChannel = channel;
+    onChannel(channel);
     for (int tick = 0; tick < 2; ++tick) {
       OnceASecondPass(window);
       EXPECT_EQ(At(c, 100, 60), 0u) << "channel " << channel << " shows no light";
     }
   }
-  Panel().Channel = ChannelGame;
-  Panel().PreviousChannel = ChannelGame;
-  Panel().ShownChannel = ChannelGame;
-  Panel().TickCount = 0;
+  onChannel(ChannelGame);
   OnceASecondPass(window); // TickCount 1: lit phase
   EXPECT_EQ(At(c, 100, 60), 0x100000u);
   EXPECT_EQ(At(c, 70, 60), 0u) << "the phone line is empty";
   OnceASecondPass(window);
   EXPECT_EQ(At(c, 100, 60), 0x000010u);
-
-  // Turned: the light sits at (519, 90), 16 x 25.
-  Panel().PanelRotation = 90;
-  WinSetWindowPos(window, HWND_TOP, 0, 0, 593, 350, SWP_NOZORDER);
-  WinReleaseCanvas(window, c);
-  c = WinGetCanvas(window);
-  Panel().SkinBitmap = std::make_unique<Bitmap>(
-      MakePicture(593, 699, 24, [](int, int y) { return y < 351 ? 0x000010u : 0x100000u; }));
-  Panel().TickCount = 0;
-  OnceASecondPass(window);
-  EXPECT_EQ(At(c, 519, 90), 0x100000u);
-  EXPECT_EQ(At(c, 534, 114), 0x100000u);
-  EXPECT_EQ(At(c, 518, 90), 0u);
-  // The blink while turned: (22, 160), 24 x 26, from (22, 511) when lit.
-  OnceASecondPass(window);
-  EXPECT_EQ(At(c, 22, 160), 0x100000u);
-  EXPECT_EQ(At(c, 45, 185), 0x100000u);
   WinReleaseCanvas(window, c);
 }
 
-TEST_F(Timers, CatchUpBringsTipsInLine) {
-  SyntheticSkin();
+TEST_F(Timers, TipsFollowTheChannelAndTheStatusLines) {
+  Panel().SkinBitmap = std::make_unique<Bitmap>(TwoFaces());
   Panel().TooltipWindow = CreateTips(window);
   Hwnd tip = Panel().TooltipWindow;
-  auto text = [&](int zone) {
+  auto text = [](int zone) {
     ToolRecord tool;
-    TooltipGetTool(tip, zone, &tool);
-    return tool.Text;
+    return TooltipGetTool(Panel().TooltipWindow, zone, &tool) ? tool.Text : "<no tool>";
   };
+  EXPECT_EQ(TooltipToolCount(tip), 19);
+  EXPECT_EQ(text(6), "<no tool>");
+  EXPECT_EQ(TooltipTextAt(window, 170, 300), "");
+  // The pass catches up with a channel change, not with a change and back.
   Panel().Channel = ChannelImage;
-  Panel().PreviousChannel = ChannelClock;
-  Panel().ShownChannel = ChannelClock;
+  Panel().PreviousChannel = Panel().ShownChannel = ChannelClock;
   OnceASecondPass(window);
   EXPECT_EQ(text(7), "Pause");
   EXPECT_EQ(text(20), "Collect Games from Cache");
-  EXPECT_EQ(Panel().ShownChannel, ChannelImage);
-
   Panel().PreviousChannel = ChannelImage;
   Panel().Channel = ChannelGame;
   OnceASecondPass(window);
   EXPECT_EQ(text(7), "Refresh");
   EXPECT_EQ(text(0), "Close/Delete");
   EXPECT_EQ(text(20), "");
-
-  // Back to the same value as PreviousChannel: no catch-up.
   Panel().PreviousChannel = ChannelGame;
-  Panel().Channel = ChannelHome;
   Panel().ShownChannel = ChannelHome;
-  Panel().Channel = ChannelGame;
   OnceASecondPass(window);
   EXPECT_EQ(Panel().ShownChannel, ChannelHome);
+
+  struct Row {
+    int channel, dailyMode, zone;
+    const char *collect, *phone, *text;
+  } rows[] = {
+      {ChannelVideoSite, 0, 20, "", "", "Collect the Video"},
+      {ChannelGame, 0, 20, "3 of 9", "", ""},
+      {ChannelVideoSite, 0, 20, "3 of 9", "", "3 of 9"},
+      {ChannelGame, 1, 21, "", "", "Daily Collection(Prompt)Setting:Right-Click"},
+      {ChannelHome, 2, 21, "", "copying", "copying"},
+      {ChannelHome, 0, 6, "", "", "<no tool>"},
+  };
+  for (const Row& row : rows) {
+    Panel().Channel = row.channel;
+    Panel().DailyMode = row.dailyMode;
+    Panel().CollectStatus.Set(row.collect);
+    Panel().PhoneStatus.Set(row.phone);
+    UpdateTip(window, tip, row.zone, 0);
+    EXPECT_EQ(text(row.zone), row.text) << row.channel << " zone " << row.zone;
+  }
+  std::string longLine;
+  for (int i = 0; i < 200; ++i)
+    longLine += "é"; // two bytes each
+  Panel().Channel = ChannelClock;
+  Panel().PhoneStatus.Set(longLine);
+  UpdateTip(window, tip, 21, 0);
+  EXPECT_EQ(text(21).size(), 254u) << "cut to 255 bytes, never inside a character";
+
+  std::vector<std::thread> jobs;
+  for (int t = 0; t < 4; ++t)
+    jobs.emplace_back([t] {
+      for (int i = 0; i < 500; ++i) {
+        Panel().CollectStatus.Set("job " + std::to_string(t) + " step " + std::to_string(i));
+        UpdateTip(Panel().PanelWindow, Panel().TooltipWindow, 20, 0);
+        TooltipTextAt(Panel().PanelWindow, 100, 66);
+      }
+    });
+  for (auto& job : jobs)
+    job.join();
+  EXPECT_EQ(text(20).rfind("job ", 0), 0u);
 }
