@@ -791,6 +791,11 @@ Hwnd QtAddWindow(const std::string& className, const std::string& title, WindowP
   return id;
 }
 
+void QtForgetWidget(Hwnd window) {
+  if (QtWin* win = Find(window))
+    win->widget = nullptr;
+}
+
 LResult QtDeliver(Hwnd window, unsigned message, WParam w, LParam l) {
   return Deliver(window, message, w, l);
 }

@@ -39,6 +39,9 @@ bool QtClipboardText(std::string* out);
 Hwnd QtAddWindow(const std::string& className, const std::string& title, WindowProc proc,
                  QWidget* widget);
 LResult QtDeliver(Hwnd window, unsigned message, WParam w, LParam l);
+// The widget lent by QtAddWindow is about to go: the window keeps no pointer
+// to it, and what later reaches the window finds no widget.
+void QtForgetWidget(Hwnd window);
 struct QtDialogHooks {
   bool (*getText)(Hwnd window, int control, std::string* out);
   void (*setText)(Hwnd window, int control, const std::string& text);

@@ -147,6 +147,9 @@ void Ended(Hwnd window, int result) {
   TemplateWin win = it->second;
   Dialogs().erase(it);
   win.dialog->hide();
+  // Each job opens a dialog of its own: an ended one goes, not kept hidden.
+  QtForgetWidget(window);
+  win.dialog->deleteLater();
   if (win.done)
     win.done(result);
 }
