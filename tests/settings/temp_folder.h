@@ -1,5 +1,4 @@
-// A temporary folder per test, removed with everything in it afterwards, and
-// small file helpers for the settings tests.
+// A temporary folder per test, removed afterwards, and small file helpers.
 #pragma once
 
 #include <fcntl.h>
@@ -22,14 +21,11 @@ struct TempFolder {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
   }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
   std::string operator/(const std::string& name) const { return path + "/" + name; }
 };
 
 inline void WriteBytes(const std::string& file, const std::string& bytes) {
-  std::ofstream out(file, std::ios::binary | std::ios::trunc);
-  out << bytes;
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 inline std::string ReadBytes(const std::string& file) {
@@ -37,11 +33,10 @@ inline std::string ReadBytes(const std::string& file) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// Puts the file's modification time seconds into the past, as a file that has
-// not changed for a while.
-inline void Age(const std::string& file, int seconds) {
+// Sets the file's times to those of like, moved seconds into the past.
+inline void Age(const std::string& file, int seconds, const std::string& like = "") {
   struct stat st {};
-  stat(file.c_str(), &st);
+  stat((like.empty() ? file : like).c_str(), &st);
   struct timespec times[2] = {st.st_atim, st.st_mtim};
   times[0].tv_sec -= seconds;
   times[1].tv_sec -= seconds;
