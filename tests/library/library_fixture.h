@@ -2,56 +2,35 @@
 // folder (with a drive table that makes "/" drive C:), Game, Video and Web.
 #pragma once
 
+#include "library/menus.h"
+#include "platform/ini.h"
 #include "shell/module_path.h"
-
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+namespace fs = std::filesystem;
+
 inline std::string ReadText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
 inline void WriteText(const std::string& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
-inline bool Exists(const std::string& path) {
-  struct stat st {};
-  return stat(path.c_str(), &st) == 0;
-}
-
-inline void MakeDir(const std::string& path) {
-  mkdir(path.c_str(), 0755);
-}
-
-inline void RemoveTree(const std::string& path) {
-  std::string cmd = "rm -rf '" + path + "'";
-  if (std::system(cmd.c_str()) != 0)
-    ADD_FAILURE() << "could not remove " << path;
-}
-
-// Names in a folder in the order readdir gives them, as the walk sees them.
+// Names in a folder in the order the walk meets them.
 inline std::vector<std::string> ListingOrder(const std::string& folder) {
   std::vector<std::string> names;
-  if (DIR* d = opendir(folder.c_str())) {
-    while (dirent* e = readdir(d))
-      if (std::string(e->d_name) != "." && std::string(e->d_name) != "..")
-        names.push_back(e->d_name);
-    closedir(d);
-  }
+  for (const auto& e : fs::directory_iterator(folder))
+    names.push_back(e.path().filename());
   return names;
 }
 
@@ -71,14 +50,10 @@ class LibraryFolder : public ::testing::Test {
   void SetUp() override {
     char tmpl[] = "/tmp/skl-XXXXXX";
     ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root = tmpl;
-    program = root + "/prog";
-    system = root + "/sys";
-    MakeDir(program);
-    MakeDir(system);
-    MakeDir(program + "/Game");
-    MakeDir(program + "/Video");
-    MakeDir(program + "/Web");
+    root = tmpl, program = root + "/prog", system = root + "/sys";
+    for (const char* d : {"/Game", "/Video", "/Web"})
+      fs::create_directories(program + d);
+    fs::create_directories(system);
     setenv("SKERRY_SYSTEM_DIR", system.c_str(), 1);
     SetModulePathForTests(program + "/skerry");
     SetDrives("C=/\n");
@@ -86,22 +61,29 @@ class LibraryFolder : public ::testing::Test {
   void TearDown() override {
     SetModulePathForTests("");
     unsetenv("SKERRY_SYSTEM_DIR");
-    RemoveTree(root);
+    fs::remove_all(root);
   }
 
   void SetDrives(const std::string& lines) {
     WriteText(system + "/drives.ini", "[Drives]\n" + lines);
   }
-
-  // A game file below Game ("sub/x.swf"), its folders made as needed.
+  // A file below the program folder ("Game/sub/x.swf"), its folders made.
   std::string AddFile(const std::string& relToProgram, const std::string& body = "FWS") {
     std::string path = program + "/" + relToProgram;
-    for (std::size_t i = program.size() + 1; i < path.size(); ++i)
-      if (path[i] == '/')
-        MakeDir(path.substr(0, i));
+    fs::create_directories(fs::path(path).parent_path());
     WriteText(path, body);
     return path;
   }
+  int RebuildGame(const std::string& patterns = "*.swf,*.htm,*.html") {
+    return RebuildGameMenu(GameMenu().c_str(), (program + "/Game").c_str(), patterns.c_str());
+  }
+  int RebuildMedia(const std::string& patterns) {
+    return RebuildMediaMenu(MediaMenu().c_str(), (program + "/Video").c_str(), patterns.c_str());
+  }
+  std::string Index(const char* section, const std::string& key) {
+    return IniReadString(GameIndex().c_str(), section, key.c_str());
+  }
+  static bool Exists(const std::string& path) { return fs::exists(path); }
 
   std::string GameMenu() const { return program + "/Web/Menu1.htm"; }
   std::string MediaMenu() const { return program + "/Web/MenuVideo.htm"; }
