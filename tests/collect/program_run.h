@@ -1,0 +1,155 @@
+// The real program in temporary program, system and runtime folders on a
+// virtual display, for the end-to-end runs of tests/collect and
+// tests/link_x11; windows are found and answered with xdotool.
+#pragma once
+
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace run {
+
+namespace fs = std::filesystem;
+
+inline std::string Output(const std::string& command) {
+  std::string out;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[256];
+    while (fgets(buffer, sizeof buffer, pipe) != nullptr)
+      out += buffer;
+    pclose(pipe);
+  }
+  return out;
+}
+
+inline std::string ReadAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
+  for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+       std::chrono::steady_clock::now() < end;
+       std::this_thread::sleep_for(std::chrono::milliseconds(100)))
+    if (done())
+      return true;
+  return false;
+}
+
+// The first visible window titled exactly title, or empty.
+inline std::string WaitWindow(const std::string& title, int seconds = 60) {
+  std::string id;
+  WaitFor(
+      [&] {
+        std::istringstream(
+            Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null")) >>
+            id;
+        return !id.empty();
+      },
+      seconds);
+  return id;
+}
+
+// Answers the next box titled title with key, as a user at the keyboard, and
+// waits for it to go.
+inline bool AnswerBox(const std::string& title, const std::string& key) {
+  std::string id = WaitWindow(title);
+  if (id.empty())
+    return false;
+  Output("xdotool windowfocus --sync " + id + " key " + key + " 2>/dev/null");
+  WaitFor(
+      [&] {
+        return Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null")
+                   .find(id) == std::string::npos;
+      },
+      5);
+  return true;
+}
+
+struct Program {
+  fs::path root, program;
+  std::vector<pid_t> started;
+
+  Program() {
+    char pattern[] = "/tmp/skerry-run-XXXXXX";
+    root = mkdtemp(pattern);
+    program = root / "program";
+    fs::create_directories(program / "Web");
+    fs::create_directories(program / "Game");
+    fs::create_directories(root / "run");
+    fs::permissions(root / "run", fs::perms::owner_all);
+    fs::copy_file(SKERRY_PROGRAM, program / "skerry");
+    fs::path resources = fs::path(SKERRY_SOURCE_DIR) / "resources" / "program";
+    fs::copy_file(resources / "@VEXANH.BMP", program / "@VEXANH.BMP");
+    fs::copy(resources / "Res", program / "Res", fs::copy_options::recursive);
+  }
+  ~Program() {
+    for (pid_t pid : started)
+      if (kill(pid, SIGKILL) == 0)
+        waitpid(pid, nullptr, 0);
+    if (!getenv("SKERRY_KEEP_TEST_FILES"))
+      fs::remove_all(root);
+  }
+
+  // Starts the program with args and extra environment, again when it dies at
+  // once because the loaded virtual display refused its connection.
+  pid_t Start(std::vector<std::string> args = {},
+              const std::vector<std::pair<std::string, std::string>>& env = {}) {
+    args.insert(args.begin(), (program / "skerry").string());
+    for (int attempt = 0;; ++attempt) {
+      pid_t pid = fork();
+      if (pid == 0) {
+        setenv("XDG_RUNTIME_DIR", (root / "run").c_str(), 1);
+        setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
+        setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
+        setenv("LC_ALL", "C", 1);
+        for (const auto& [name, value] : env)
+          setenv(name.c_str(), value.c_str(), 1);
+        std::vector<char*> argv;
+        for (std::string& arg : args)
+          argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+      }
+      started.push_back(pid);
+      int status = 0;
+      auto settled = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+      while (std::chrono::steady_clock::now() < settled && waitpid(pid, &status, WNOHANG) == 0)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      if (kill(pid, 0) == 0 || attempt == 2)
+        return pid;
+    }
+  }
+
+  // The exit code, 128 + signal when killed, -1 while it still runs.
+  static int WaitExit(pid_t pid, int seconds = 30) {
+    int code = -1;
+    WaitFor(
+        [&] {
+          int status = 0;
+          if (waitpid(pid, &status, WNOHANG) != pid)
+            return false;
+          code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+          return true;
+        },
+        seconds);
+    return code;
+  }
+};
+
+} // namespace run
