@@ -1,6 +1,6 @@
-// Helpers shared by the carrier and pane hosting tests: a temporary folder
-// that the tests' XDG_RUNTIME_DIR points at, and a loop that services the
-// carrier on the test thread until a condition holds.
+// Helpers shared by the carrier and pane hosting tests: a temporary folder,
+// and a loop that services the carrier on the test thread until a condition
+// holds.
 #pragma once
 
 #include <unistd.h>
@@ -20,18 +20,12 @@ struct TempFolder {
   std::string path;
   explicit TempFolder(const std::string& stem = "skerry-test") {
     std::string pattern = (std::filesystem::temp_directory_path() / (stem + "-XXXXXX")).string();
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (mkdtemp(buffer.data()) != nullptr)
-      path = buffer.data();
+    path = mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
   }
   ~TempFolder() {
     std::error_code ignored;
-    if (!path.empty())
-      std::filesystem::remove_all(path, ignored);
+    std::filesystem::remove_all(path, ignored);
   }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
 };
 
 // Services the carrier until done() holds or ms passed. Result: done().
@@ -46,9 +40,8 @@ inline bool ServiceUntil(const std::function<bool()>& done, int ms = 3000) {
 }
 
 inline std::string ReadWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
