@@ -1,17 +1,15 @@
 // The link download job on the headless backend against the test web: the
-// download with its check and retry, the failure message (a cut body, a game
-// too large), a cancelled save, and two jobs under one name sharing the status
-// line. The road from a copied page link to the menu is link_road_x11's. The dialogs are answered
-// from this (the GUI) thread while the jobs run on their own.
+// check and second fetch, the failure message (a cut body, a game too large),
+// two jobs under one name sharing the status line. The road from a copied
+// link to the menu is link_road_x11's. Dialogs are answered from this (the
+// GUI) thread while the jobs run on their own.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <thread>
 #include <vector>
 
@@ -19,9 +17,8 @@
 #include "games/locate.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
-#include "shell/module_path.h"
-#include "shell/settings.h"
 #include "tests/testweb/test_web.h"
+#include "tests/web/web_env.h"
 
 namespace fs = std::filesystem;
 
@@ -30,28 +27,18 @@ namespace {
 const std::string Game = std::string("CWS\x0A", 4) + std::string(2000, 'g');
 constexpr Hwnd GamePane = 7;
 
-std::string Read(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 class LinkJobTest : public testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/skerry-linkjob-XXXXXX";
-    root = mkdtemp(pattern);
-    program = root / "program";
+    env = MakeWebEnv("[Game]\n");
+    program = env.program;
     fs::create_directories(program / "Game");
     fs::create_directories(program / "Web");
-    std::ofstream(program / "Define.ini") << "[Web]\nFetchTimeout=5\n[Game]\n";
-    SetModulePathForTests((program / "skerry").string());
-    setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
-    setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
     web.Put("games.test", "/page.htm",
             "<embed src=\"http://games.test/files/My%20Game.swf\" width=640 height=480>");
     web.Put("games.test", "/files/My Game.swf", Game);
     ASSERT_TRUE(web.Start());
-    web.WriteHosts(root / "system", {"games.test"});
+    web.WriteHosts(env.root / "system", {"games.test"});
     ResetPanelState(Panel());
     Fresh();
   }
@@ -63,8 +50,7 @@ class LinkJobTest : public testing::Test {
   }
   void TearDown() override {
     web.Stop();
-    SetModulePathForTests("");
-    fs::remove_all(root);
+    DropWebEnv(env);
   }
   // Pumps the GUI thread until done() holds; false after 60 s.
   bool PumpUntil(const std::function<bool()>& done) {
@@ -95,16 +81,21 @@ class LinkJobTest : public testing::Test {
     return PumpUntil([&] { return Refreshes() >= n; });
   }
   std::string GameFile(const std::string& name) { return (program / "Game" / name).string(); }
+  // A page at /<name>.htm embedding file, which holds bytes.
+  void Page(const std::string& name, const std::string& file, const std::string& bytes) {
+    web.Put("games.test", "/" + name + ".htm",
+            "<embed src=\"http://games.test" + file + "\" width=640 height=480>");
+    web.Put("games.test", file, bytes);
+  }
 
   TestWeb web;
-  fs::path root, program;
+  WebEnv env;
+  fs::path program;
 };
 
 TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   // A file without the signature is fetched a second time, and kept.
-  web.Put("games.test", "/plain.htm",
-          "<embed src=\"http://games.test/files/Plain.swf\" width=640 height=480>");
-  web.Put("games.test", "/files/Plain.swf", "FWS" + std::string(500, 'u'));
+  Page("plain", "/files/Plain.swf", "FWS" + std::string(500, 'u'));
   HeadlessScriptSaveAnswers({GameFile("Plain.swf")});
   StartFromPage("http://games.test/plain.htm");
   ASSERT_TRUE(WaitForRefreshes(1));
@@ -130,9 +121,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   for (const Row& row : rows) {
     SCOPED_TRACE(row.page);
     std::string file = std::string("/files/") + row.page + ".swf";
-    web.Put("games.test", std::string("/") + row.page + ".htm",
-            "<embed src=\"http://games.test" + file + "\" width=640 height=480>");
-    web.Put("games.test", file, Game);
+    Page(row.page, file, Game);
     std::string line = file;
     for (const std::string& rule : row.rules)
       line += "\t" + rule;
@@ -148,24 +137,14 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
     ASSERT_EQ(boxes.size(), 1u);
     EXPECT_EQ(boxes[0].title, "Message Info");
     EXPECT_EQ(boxes[0].text, "Unable download this file, use 'Tessel Quorlo' !");
-    EXPECT_EQ(Read(keep), "the user's own");
+    EXPECT_EQ(ReadWhole(keep.string()), "the user's own");
     EXPECT_FALSE(fs::exists(GameFile("Huge.swf")));
     EXPECT_TRUE(Panel().CollectStatus.Empty());
   }
 
-  // A cancelled save dialog fetches nothing but still refreshes the menu.
-  Fresh();
-  HeadlessScriptSaveAnswers({""});
-  StartFromPage("http://games.test/cut.htm");
-  ASSERT_TRUE(WaitForRefreshes(1));
-  EXPECT_EQ(web.Count("games.test", "/files/cut.swf"), 1);
-
   // Two slow jobs saving under one name: both named in the status line,
   // neither harms the other's file, and the game stands whole.
-  web.Put("games.test", "/two.htm",
-          "<embed src=\"http://games.test/Two.swf\" width=640 height=480>");
-  const std::string two = Game + "two";
-  web.Put("games.test", "/Two.swf", two);
+  Page("two", "/Two.swf", Game + "two");
   web.Answer("games.test", "/files/My Game.swf", {"rate=1000"});
   web.Answer("games.test", "/Two.swf", {"delay=500"});
   Fresh();
@@ -179,7 +158,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   ASSERT_TRUE(WaitForRefreshes(2));
   EXPECT_TRUE(HeadlessBoxes().empty());
   EXPECT_TRUE(Panel().CollectStatus.Empty());
-  EXPECT_EQ(Read(GameFile("Same.swf")), Game) << "the slower job renames last";
+  EXPECT_EQ(ReadWhole(GameFile("Same.swf")), Game) << "the slower job renames last";
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(program / "Game"))
     names.push_back(entry.path().filename().string());

