@@ -1,10 +1,8 @@
-// The real program, started as a child process on Qt's offscreen platform in
-// a temporary program folder (the executable, Define.ini, a skin and the
-// start pages copied there) with its own runtime and system folders. The test
-// talks to it over its carrier: as a Pane that announces itself, and as a
-// plain client that posts PanelCommands and WM_COMMANDs. Where launches
-// matter, the carrier's stand-in browser program lies beside it as
-// Lumbrel.dll and logs its command line and every frame it receives.
+// The real program as a child process on Qt's offscreen platform in a
+// temporary program folder with its own runtime and system folders, driven
+// over its carrier as a Pane and as a plain client. Where launches matter the
+// carrier's stand-in browser program lies beside it as Lumbrel.dll and logs
+// its command line and every frame it receives.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -29,9 +27,8 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 std::string ReadAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
   std::stringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path, std::ios::binary).rdbuf();
   return s.str();
 }
 
@@ -42,6 +39,18 @@ int Count(const std::string& text, const std::string& part) {
   return n;
 }
 
+// Polls done until it holds or timeoutMs pass; at least once.
+template <typename Done> bool Until(Done done, int timeoutMs) {
+  auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  for (;;) {
+    if (done())
+      return true;
+    if (Clock::now() >= end)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+}
+
 class Program : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -50,15 +59,13 @@ class Program : public ::testing::Test {
             ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(root);
     program = root / "program";
-    fs::create_directories(program / "Web");
-    fs::create_directories(program / "Game");
-    fs::create_directories(root / "run");
+    for (const fs::path& sub : {program / "Web", program / "Game", root / "run", root / "system"})
+      fs::create_directories(sub);
     fs::permissions(root / "run", fs::perms::owner_all);
-    fs::create_directories(root / "system");
     fs::copy_file(SKERRY_PROGRAM, program / "skerry");
     fs::path resources = fs::path(SKERRY_SOURCE_DIR) / "resources" / "program";
-    fs::copy_file(resources / "Define.ini", program / "Define.ini");
-    fs::copy_file(resources / "@VEXANH.BMP", program / "@VEXANH.BMP");
+    for (const char* file : {"Define.ini", "@VEXANH.BMP"})
+      fs::copy_file(resources / file, program / file);
     fs::copy(resources / "Res", program / "Res", fs::copy_options::recursive);
     for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
       std::ofstream(program / "Web" / page) << "<html></html>";
@@ -101,55 +108,30 @@ class Program : public ::testing::Test {
 
   // The child's exit code, or -1 when it still runs after timeoutMs.
   static int WaitExit(pid_t pid, int timeoutMs) {
-    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < end) {
-      int status = 0;
-      if (waitpid(pid, &status, WNOHANG) == pid)
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return -1;
+    int status = 0;
+    if (!Until([&] { return waitpid(pid, &status, WNOHANG) == pid; }, timeoutMs))
+      return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
 
   // A client connection with its HELLO done, waiting for the Panel to answer.
   bool Connect(CarrierConnection* c, int timeoutMs = 15000) {
-    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
     std::string error;
-    while (Clock::now() < end) {
-      if (CarrierConnect(c, socketPath, &error)) {
-        long long native = 0;
-        if (CarrierClientHello(c, getpid(), 3000, &native))
-          return true;
-        CarrierDisconnect(c);
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    long long native = 0;
+    return Until(
+        [&] {
+          if (!CarrierConnect(c, socketPath, &error))
+            return false;
+          if (CarrierClientHello(c, getpid(), 3000, &native))
+            return true;
+          CarrierDisconnect(c);
+          return false;
+        },
+        timeoutMs);
   }
 
-  // Waits until the Panes' log holds part, at most timeoutMs.
-  bool LogHas(const std::string& part, int times = 1, int timeoutMs = 10000) {
-    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < end) {
-      if (Count(ReadAll(paneLog), part) >= times)
-        return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
-  }
-
-  // The next POST frame on c, skipping others; false on time-out.
-  static bool NextPost(CarrierConnection* c, CarrierFrame* out, int timeoutMs = 5000) {
-    auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (Clock::now() < end) {
-      int left = static_cast<int>(
-          std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count());
-      if (CarrierClientRead(c, out, std::max(left, 1)) != 1)
-        return false;
-      if (out->kind == CarrierFramePost)
-        return true;
-    }
-    return false;
+  bool LogHas(const std::string& part, int times = 1) {
+    return Until([&] { return Count(ReadAll(paneLog), part) >= times; }, 10000);
   }
 
   fs::path root, program, paneLog;
@@ -158,29 +140,48 @@ class Program : public ::testing::Test {
   std::vector<pid_t> started;
 };
 
-TEST_F(Program, ServesPanesAndClientsAndEndsOnCommand8With99) {
+// A second start ends at once, launches nothing and leaves the first its
+// socket; the first serves Panes and clients, idle ones or not, and ends on
+// command 8 with 99.
+TEST_F(Program, ServesPanesAndClientsAndASecondStartEndsAtOnce) {
   WithBrowser();
   pid_t panel = Start();
-
   // The first Pane is the start page, launched with /h2, landing in slot 0.
-  ASSERT_TRUE(LogHas("iStart.htm")) << ReadAll(paneLog);
-  ASSERT_TRUE(LogHas("ARG 2 /h2")) << ReadAll(paneLog);
-  ASSERT_TRUE(LogHas("HELLO ")) << ReadAll(paneLog);
-
+  ASSERT_TRUE(LogHas("iStart.htm") && LogHas("ARG 2 /h2") && LogHas("HELLO ")) << ReadAll(paneLog);
   CarrierConnection client;
   ASSERT_TRUE(Connect(&client));
+  struct stat before {
+  }, after{};
+  ASSERT_EQ(stat(socketPath.c_str(), &before), 0);
+  EXPECT_EQ(WaitExit(Start(), 10000), 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_EQ(Count(ReadAll(paneLog), "iStart.htm"), 1) << ReadAll(paneLog);
+  ASSERT_EQ(stat(socketPath.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
 
-  // Refresh and Backward reach the base Pane as WM_COMMANDs.
+  // A hundred connections that never speak can't keep a starting Pane out.
+  std::vector<CarrierConnection> idle(100);
+  std::string error;
+  int held = 0;
+  for (CarrierConnection& c : idle)
+    held += CarrierConnect(&c, socketPath, &error) ? 1 : 0;
+  EXPECT_GE(held, 64) << error;
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+
+  // Refresh and forward (zone 10) reach the base Pane as WM_COMMANDs.
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20060, 0));
   EXPECT_TRUE(LogHas("RECV POST 273 32779 0")) << ReadAll(paneLog);
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20110, 0)); // zone 10: forward
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20110, 0));
   EXPECT_TRUE(LogHas("RECV POST 273 32788 0")) << ReadAll(paneLog);
-
-  // Close on channel 0 ends the start page; the clock page takes its place.
+  // Close on channel 0 ends the start page; the clock page takes its place
+  // and its commands.
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20010, 0));
-  EXPECT_TRUE(LogHas("RECV POST 18 0 0")) << ReadAll(paneLog);
-  EXPECT_TRUE(LogHas("iClock.htm")) << ReadAll(paneLog);
-  EXPECT_TRUE(LogHas("ARG 2 /h0")) << ReadAll(paneLog);
+  ASSERT_TRUE(LogHas("RECV POST 18 0 0") && LogHas("iClock.htm") && LogHas("ARG 2 /h0") &&
+              LogHas("HELLO ", 2))
+      << ReadAll(paneLog);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20060, 0));
+  EXPECT_TRUE(LogHas("RECV POST 273 32779 0", 2)) << ReadAll(paneLog);
 
   // The test itself is the game Pane now: announced while Channel isn't 99.
   CarrierConnection game;
@@ -189,42 +190,19 @@ TEST_F(Program, ServesPanesAndClientsAndEndsOnCommand8With99) {
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0)); // zone 9: the live game Pane comes up
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20090, 0)); // zone 8: back, in the game Pane
-  CarrierFrame frame;
-  ASSERT_TRUE(NextPost(&game, &frame));
-  EXPECT_EQ(frame.message, 273u);
-  EXPECT_EQ(frame.w, 32787u);
-  EXPECT_EQ(frame.l, 0);
+  CarrierFrame frame{};
+  while (frame.kind != CarrierFramePost)
+    ASSERT_EQ(CarrierClientRead(&game, &frame, 5000), 1);
+  EXPECT_EQ(std::to_string(frame.message) + " " + std::to_string(frame.w) + " " +
+                std::to_string(frame.l),
+            "273 32787 0");
   EXPECT_EQ(Count(ReadAll(paneLog), "ARG 2 /h2"), 1) << "the live game Pane was launched again";
 
   ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
   EXPECT_EQ(WaitExit(panel, 10000), 0);
+  for (CarrierConnection& c : idle)
+    CarrierDisconnect(&c);
   CarrierDisconnect(&game);
-  CarrierDisconnect(&client);
-}
-
-TEST_F(Program, SecondInstanceEndsAtOnceAndLaunchesNothing) {
-  WithBrowser();
-  pid_t first = Start();
-  ASSERT_TRUE(LogHas("iStart.htm")) << ReadAll(paneLog);
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client));
-  struct stat before {};
-  ASSERT_EQ(stat(socketPath.c_str(), &before), 0);
-
-  pid_t second = Start();
-  EXPECT_EQ(WaitExit(second, 10000), 0);
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  EXPECT_EQ(Count(ReadAll(paneLog), "iStart.htm"), 1) << ReadAll(paneLog);
-
-  // The first Panel still owns its socket and answers.
-  struct stat after {};
-  ASSERT_EQ(stat(socketPath.c_str(), &after), 0);
-  EXPECT_EQ(after.st_ino, before.st_ino);
-  CarrierConnection again;
-  ASSERT_TRUE(Connect(&again, 3000));
-  ASSERT_TRUE(CarrierClientPost(&again, 273, 8, 99));
-  EXPECT_EQ(WaitExit(first, 10000), 0);
-  CarrierDisconnect(&again);
   CarrierDisconnect(&client);
 }
 
@@ -242,16 +220,14 @@ TEST_F(Program, RepeatedCommandsAskOnce) {
   pid_t panel = Start();
   CarrierConnection client;
   ASSERT_TRUE(Connect(&client));
-  auto times = [](const std::string& frame, int n) {
-    std::string out;
+  std::string frames;
+  for (auto [frame, n] :
+       {std::pair("POST 1125 2010 516\n", 2000),
+        std::pair("TEXT 2010 http://127.0.0.1:9/a/Show/1\nPOST 1033 19040 0\n", 1),
+        std::pair("POST 1033 20210 0\n", 2000), std::pair("POST 1033 20100 0\n", 1),
+        std::pair("POST 1033 20210 0\n", 2000), std::pair("POST 273 8 0\n", 8000)})
     for (int i = 0; i < n; ++i)
-      out += frame;
-    return out;
-  };
-  std::string frames = times("POST 1125 2010 516\n", 2000) +
-                       "TEXT 2010 http://127.0.0.1:9/a/Show/1\n" + "POST 1033 19040 0\n" +
-                       times("POST 1033 20210 0\n", 2000) + "POST 1033 20100 0\n" +
-                       times("POST 1033 20210 0\n", 2000) + times("POST 273 8 0\n", 8000);
+      frames += frame;
   ASSERT_TRUE(CarrierClientWriteRaw(&client, frames));
   std::this_thread::sleep_for(std::chrono::seconds(4));
   ASSERT_EQ(WaitExit(panel, 0), -1) << "the Panel ended";
@@ -279,32 +255,6 @@ TEST_F(Program, RepeatedCommandsAskOnce) {
     EXPECT_EQ(shown("^Save video to$"), 1);
   }
   CarrierDisconnect(&again);
-  CarrierDisconnect(&client);
-}
-
-// A hundred connections that never speak can't keep a starting Pane out:
-// the game Pane launched meanwhile is let in, announced, and takes commands.
-TEST_F(Program, IdleClientsCantLockOutAPane) {
-  WithBrowser();
-  Start();
-  ASSERT_TRUE(LogHas("HELLO ")) << ReadAll(paneLog);
-  std::vector<CarrierConnection> idle(100);
-  std::string error;
-  int held = 0;
-  for (CarrierConnection& c : idle)
-    held += CarrierConnect(&c, socketPath, &error) ? 1 : 0;
-  EXPECT_GE(held, 64) << error;
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client, 3000));
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0)); // zone 9: the game channel
-  ASSERT_TRUE(LogHas("ARG 2 /h2", 2)) << ReadAll(paneLog);
-  ASSERT_TRUE(LogHas("HELLO ", 2)) << ReadAll(paneLog);
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20090, 0)); // zone 8: back, in the game Pane
-  EXPECT_TRUE(LogHas("RECV POST 273 32787 0")) << ReadAll(paneLog);
-  for (CarrierConnection& c : idle)
-    CarrierDisconnect(&c);
   CarrierDisconnect(&client);
 }
 
