@@ -7,66 +7,33 @@
 
 namespace {
 
-struct Bits {
-  std::string bytes;
-  int used = 8; // bits used in the last byte
-  void Put(std::uint32_t value, int count) {
-    for (int i = count - 1; i >= 0; --i) {
-      if (used == 8) {
-        bytes += '\0';
-        used = 0;
-      }
-      if ((value >> i) & 1)
-        bytes.back() = static_cast<char>(bytes.back() | (0x80 >> used));
-      ++used;
-    }
-  }
-};
-
-void Put16(std::string& out, unsigned value) {
-  out += static_cast<char>(value & 0xFF);
-  out += static_cast<char>((value >> 8) & 0xFF);
+std::string Little(std::uint32_t value, int bytes) {
+  std::string out;
+  for (int i = 0; i < bytes; ++i)
+    out += static_cast<char>((value >> (8 * i)) & 0xFF);
+  return out;
 }
 
-void Put32(std::string& out, std::uint32_t value) {
-  Put16(out, value & 0xFFFF);
-  Put16(out, value >> 16);
-}
-
-void Tag(std::string& out, unsigned type, const std::string& body) {
-  if (body.size() < 63) {
-    Put16(out, (type << 6) | static_cast<unsigned>(body.size()));
-  } else {
-    Put16(out, (type << 6) | 0x3F);
-    Put32(out, static_cast<std::uint32_t>(body.size()));
-  }
-  out += body;
+std::string Tag(unsigned type, const std::string& body) {
+  auto size = static_cast<std::uint32_t>(body.size());
+  if (size < 63)
+    return Little(type << 6 | size, 2) + body;
+  return Little(type << 6 | 0x3F, 2) + Little(size, 4) + body;
 }
 
 } // namespace
 
 std::string TinySwf(int width, int height, unsigned colour, unsigned padding) {
-  Bits rect;
-  const int bits = 16; // enough for 1600 px in twips, signed
-  rect.Put(bits, 5);
-  rect.Put(0, bits);
-  rect.Put(static_cast<std::uint32_t>(width * 20), bits);
-  rect.Put(0, bits);
-  rect.Put(static_cast<std::uint32_t>(height * 20), bits);
-
-  std::string body = rect.bytes;
-  Put16(body, 12 << 8); // 12 frames a second, 8.8 fixed point
-  Put16(body, 1);       // one frame
-  std::string rgb = {static_cast<char>((colour >> 16) & 0xFF),
-                     static_cast<char>((colour >> 8) & 0xFF), static_cast<char>(colour & 0xFF)};
-  Tag(body, 9, rgb); // SetBackgroundColor
-  Tag(body, 1, "");  // ShowFrame
+  std::string rect(9, '\0'); // 5 bits of field size (16), then four 16-bit fields
+  int at = 0;
+  for (std::uint32_t field : {16u, 0u, width * 20u, 0u, height * 20u})
+    for (int i = at == 0 ? 4 : 15; i >= 0; --i, ++at)
+      if ((field >> i) & 1)
+        rect[at / 8] = static_cast<char>(rect[at / 8] | (0x80 >> (at % 8)));
+  std::string rgb = Little(colour >> 16, 1) + Little(colour >> 8, 1) + Little(colour, 1);
+  std::string body = rect + Little(12 << 8, 2) + Little(1, 2) + Tag(9, rgb) + Tag(1, "");
   if (padding > 0)
-    Tag(body, 1000, std::string(padding, '\x5A')); // unknown: players skip it
-  Tag(body, 0, "");                                // End
-
-  std::string file = "FWS";
-  file += static_cast<char>(6);
-  Put32(file, static_cast<std::uint32_t>(8 + body.size()));
-  return file + body;
+    body += Tag(1000, std::string(padding, 'Z')); // an unknown tag: players skip it
+  body += Tag(0, "");
+  return "FWS" + Little(6, 1) + Little(static_cast<std::uint32_t>(8 + body.size()), 4) + body;
 }

@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -29,17 +30,13 @@ int IgnoreXError(Display*, XErrorEvent*) {
 
 pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
             const std::vector<std::string>& env, const std::string& log) {
-  std::vector<std::string> all = env;
-  for (char** e = environ; *e; ++e) {
-    std::string entry = *e;
-    bool replaced = false;
-    for (const std::string& mine : env)
-      replaced |= entry.compare(0, mine.find('=') + 1, mine, 0, mine.find('=') + 1) == 0;
-    if (!replaced)
-      all.push_back(entry);
-  }
-  std::vector<std::string> words = {exe};
+  std::vector<std::string> words = {exe}, all = env;
   words.insert(words.end(), args.begin(), args.end());
+  for (char** e = environ; *e; ++e) {
+    std::string name = std::string(*e).substr(0, std::string(*e).find('=') + 1);
+    if (std::none_of(env.begin(), env.end(), [&](auto& mine) { return mine.starts_with(name); }))
+      all.push_back(*e);
+  }
   std::vector<char*> argv, envp;
   for (std::string& w : words)
     argv.push_back(w.data());
@@ -87,9 +84,7 @@ void Stop(pid_t pid) {
 void KeepShot(const std::string& name) {
   std::filesystem::path dir = std::filesystem::path(SKERRY_SOURCE_DIR) / "screenshots";
   std::filesystem::create_directories(dir);
-  std::string command = "import -window root '" + (dir / name).string() + "' 2>/dev/null";
-  if (std::system(command.c_str()) != 0)
-    std::fprintf(stderr, "no screenshot %s\n", name.c_str());
+  (void)!std::system(("import -window root '" + (dir / name).string() + "' 2>/dev/null").c_str());
 }
 
 unsigned ScreenColour(int x, int y, int w, int h) {
