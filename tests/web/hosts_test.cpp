@@ -13,37 +13,28 @@
 namespace fs = std::filesystem;
 
 TEST(HostValue, TakesNumericAddressesWithPortsInRange) {
-  struct Row {
-    const char* value;
-    bool ok;
-    const char* address;
-    unsigned port;
+  const std::pair<const char*, const char*> rows[] = {
+      {"127.0.0.1", "127.0.0.1 0"},
+      {"127.0.0.1:8080", "127.0.0.1 8080"},
+      {"10.1.2.3:65535", "10.1.2.3 65535"},
+      {"[::1]:81", "::1 81"},
+      {"[::1]", "::1 0"},
+      {"127.0.0.1:0", ""},
+      {"127.0.0.1:65536", ""},
+      {"127.0.0.1:99999999999", ""},
+      {"127.0.0.1:", ""},
+      {"127.0.0.1:8x", ""},
+      {"localhost", ""},
+      {"300.1.1.1", ""},
+      {"::1", ""},
+      {"[::1", ""},
+      {"", ""},
   };
-  const Row rows[] = {
-      {"127.0.0.1", true, "127.0.0.1", 0},
-      {"127.0.0.1:8080", true, "127.0.0.1", 8080},
-      {"10.1.2.3:65535", true, "10.1.2.3", 65535},
-      {"[::1]:81", true, "::1", 81},
-      {"[::1]", true, "::1", 0},
-      {"127.0.0.1:0", false, "", 0},
-      {"127.0.0.1:65536", false, "", 0},
-      {"127.0.0.1:99999999999", false, "", 0},
-      {"127.0.0.1:", false, "", 0},
-      {"127.0.0.1:8x", false, "", 0},
-      {"localhost", false, "", 0},
-      {"300.1.1.1", false, "", 0},
-      {"::1", false, "", 0},
-      {"[::1", false, "", 0},
-      {"", false, "", 0},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.value);
+  for (const auto& [value, parsed] : rows) {
     HostEntry entry;
-    ASSERT_EQ(ParseHostValue(row.value, entry), row.ok);
-    if (row.ok) {
-      EXPECT_EQ(entry.address, row.address);
-      EXPECT_EQ(entry.port, row.port);
-    }
+    std::string got =
+        ParseHostValue(value, entry) ? entry.address + " " + std::to_string(entry.port) : "";
+    EXPECT_EQ(got, parsed) << value;
   }
 }
 
@@ -88,9 +79,6 @@ TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
-// Every way of fetching goes through the table in the tests of the web and
-// of the search; here: names in any case, and https trusted only by the
-// certificate the table names.
 TEST_F(HostsTest, NamesAnyCaseAndTrustsOnlyTheNamedCertificate) {
   TestWeb web;
   web.Put("games.test", "/dir/Game.swf", "FWS-game");
@@ -99,8 +87,6 @@ TEST_F(HostsTest, NamesAnyCaseAndTrustsOnlyTheNamedCertificate) {
   std::string swf = env.File("game.swf");
   EXPECT_EQ(URLDownloadToFile("https://games.test/dir/Game.swf", swf.c_str()), 0);
   EXPECT_EQ(ReadWhole(swf), "FWS-game");
-  ASSERT_EQ(web.Requests().size(), 1u);
-  EXPECT_EQ(web.Requests()[0].scheme, "https");
 
   web.WriteHosts(system, {"games.test"}, "[Trust]\nCertificate=\n");
   EXPECT_NE(URLDownloadToFile("https://games.test/dir/Game.swf", env.File("untrusted").c_str()), 0);
