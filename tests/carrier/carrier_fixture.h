@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -39,15 +38,9 @@ inline bool ServiceUntil(const std::function<bool()>& done, int ms = 3000) {
   return true;
 }
 
-inline std::string ReadWholeFile(const std::string& path) {
-  std::stringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
-}
-
 inline std::vector<std::string> FileLines(const std::string& path) {
   std::vector<std::string> lines;
-  std::istringstream in(ReadWholeFile(path));
+  std::ifstream in(path, std::ios::binary);
   for (std::string line; std::getline(in, line);)
     lines.push_back(line);
   return lines;

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <thread>
@@ -27,13 +28,12 @@ std::vector<std::string> seen; // "POST m w l", "SEND m w l", "TEXT c t", "WINDO
 std::thread::id servicingThread;
 bool offThread = false;
 
-void Record(std::string event, std::initializer_list<long long> numbers,
-            const std::string& tail = "") {
+void Record(std::string event, const std::vector<long long>& numbers) {
   for (long long n : numbers)
     event += " " + std::to_string(n);
   std::lock_guard<std::mutex> hold(seenLock);
   offThread |= std::this_thread::get_id() != servicingThread;
-  seen.push_back(event + tail);
+  seen.push_back(event);
 }
 
 std::vector<std::string> Events() {
@@ -50,15 +50,22 @@ CarrierHandlers RecordingHandlers() {
     Record("SEND", {m, static_cast<long long>(w), l});
     return static_cast<LResult>(w) * 3;
   };
-  h.text = [](int c, const std::string& t) { Record("TEXT", {c}, " " + t); };
+  h.text = [](int c, const std::string& t) { Record("TEXT " + std::to_string(c) + " " + t, {}); };
   h.window = [](const std::string& op, const std::vector<long>& args) {
-    std::string e = "WINDOW " + op;
-    for (long a : args)
-      e += " " + std::to_string(a);
-    Record(e, {});
+    Record("WINDOW " + op, {args.begin(), args.end()});
   };
   h.nativeWindow = []() -> Hwnd { return 0x10001; };
   return h;
+}
+
+// A listening socket bound at path, or -1.
+int BindAt(const std::string& path) {
+  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
+  bool ok = bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  return ok && listen(fd, 8) == 0 ? fd : -1;
 }
 
 // Runs work on a client thread while the test thread services the server.
@@ -98,12 +105,9 @@ class CarrierTest : public ::testing::Test {
   TempFolder runtime{"skerry-carrier"};
   void SetUp() override {
     setenv("XDG_RUNTIME_DIR", runtime.path.c_str(), 1);
-    {
-      std::lock_guard<std::mutex> hold(seenLock);
-      seen.clear();
-      offThread = false;
-      servicingThread = std::this_thread::get_id();
-    }
+    seen.clear(); // no client yet
+    offThread = false;
+    servicingThread = std::this_thread::get_id();
     std::string error;
     ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
     SetPaneBackend(CarrierPaneBackend());
@@ -127,11 +131,8 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   EXPECT_TRUE(CarrierDescriptors().empty());
 
   // A socket whose owner went away is replaced; a user's file there is kept.
-  int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-  ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  int fd = BindAt(path);
+  ASSERT_GE(fd, 0);
   close(fd);
   EXPECT_FALSE(CarrierPanelRunning());
   ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
@@ -139,7 +140,7 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   CarrierClose();
   { std::ofstream(path) << "keep me"; }
   EXPECT_FALSE(CarrierListen(RecordingHandlers(), &error));
-  EXPECT_EQ(ReadWholeFile(path), "keep me");
+  EXPECT_EQ(FileLines(path), std::vector<std::string>{"keep me"});
 
   // Without a runtime folder: below the user's own state folder.
   unsetenv("XDG_RUNTIME_DIR");
@@ -152,14 +153,9 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
 
 TEST_F(CarrierTest, GoodFramesReachHandlersInOrderAndBadLinesAreDropped) {
   CarrierConnection c = Greeted(1001);
-  const std::string bad[] = {"",
-                             "POST a b c",
-                             "post 1033 2 3",
-                             "POST -1 2 3",
-                             "HELLO",
-                             "POST 1033 1 " + std::string(5000, '9'),
-                             std::string("POST 1033\0 2 3", 14),
-                             std::string(100000, 'A'),
+  // What the parser refuses is the frame tests'; here: a line with a zero
+  // byte and lines too long for any buffer.
+  const std::string bad[] = {"", std::string("POST 1033\0 2 3", 14), std::string(100000, 'A'),
                              std::string(3000000, 'B')};
   LResult result = 0;
   OnClient([&] {
@@ -180,37 +176,29 @@ TEST_F(CarrierTest, GoodFramesReachHandlersInOrderAndBadLinesAreDropped) {
 TEST_F(CarrierTest, PanelReachesPaneThroughItsRecordWhileItsConnectionLives) {
   CarrierConnection c = Pane(1002, 1046, 0x12345, 0x2345);
   EXPECT_FALSE(WinIsWindow(0x12345)) << "handles are 16 bits";
-  std::vector<std::string> got;
-  std::atomic<int> count{0};
-  std::thread pane([&] {
-    CarrierFrame f;
-    while (got.size() < 6 && CarrierClientRead(&c, &f, 3000) == 1) {
-      got.push_back(CarrierFormatFrame(f));
-      ++count;
-      if (f.kind == CarrierFrameSend)
-        CarrierClientReply(&c, 42);
-    }
-  });
   Hwnd h = 0x2345;
   EXPECT_EQ(WinPostMessage(h, WM_QUIT, 0, 0), 1);
-  EXPECT_EQ(WinSendMessage(h, WM_SYSCOMMAND, SC_MAXIMIZE, 0), 42);
   WinSetWindowPos(h, HWND_TOP, 122, 20, 396, 310, SWP_NOZORDER);
   WinSetWindowPos(h, HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
   WinInvalidate(h);
-  ServiceUntil([&] { return count == 6; });
-  pane.join();
-  EXPECT_EQ(got, (std::vector<std::string>{"POST 18 0 0\n", "SEND 274 61488 0\n",
-                                           "WINDOW MOVE 122 20 396 310\n", "WINDOW TOPMOST 0\n",
-                                           "WINDOW SHOW 1\n", "WINDOW REDRAW\n"}));
+  std::string got;
+  CarrierFrame f;
+  ServiceUntil([&] {
+    if (CarrierClientRead(&c, &f, 0) == 1)
+      got += CarrierFormatFrame(f);
+    return std::count(got.begin(), got.end(), '\n') >= 5;
+  });
+  EXPECT_EQ(got, "POST 18 0 0\nWINDOW MOVE 122 20 396 310\nWINDOW TOPMOST 0\nWINDOW SHOW 1\n"
+                 "WINDOW REDRAW\n");
   CarrierDisconnect(&c);
   EXPECT_TRUE(ServiceUntil([&] { return !WinIsWindow(h); }));
-  EXPECT_EQ(WinPostMessage(h, WM_COMMAND, 1, 0), 0);
   EXPECT_EQ(WinSendMessage(h, WM_SYSCOMMAND, SC_MAXIMIZE, 0), 0);
 }
 
 // A silent Pane costs one time-out, its late answer isn't taken for the next
 // SEND's, and what other clients send meanwhile waits: no handler runs inside.
-TEST_F(CarrierTest, SendGivesUpOnSilentPaneAndRunsNoHandlerWhileWaiting) {
+// A Pane that never reads is dropped.
+TEST_F(CarrierTest, SendGivesUpOnSilentOrDeafPaneAndRunsNoHandlerWhileWaiting) {
   CarrierConnection c = Pane(1004, 1049, 500, 500), other = Greeted(1005);
   std::atomic<bool> firstTimedOut{false};
   std::thread pane([&] {
@@ -237,14 +225,12 @@ TEST_F(CarrierTest, SendGivesUpOnSilentPaneAndRunsNoHandlerWhileWaiting) {
   ASSERT_TRUE(ServiceUntil([] { return Events().size() >= 3; }));
   EXPECT_EQ(Events(),
             (std::vector<std::string>{"POST 1033 1 0", "POST 1033 2 0", "POST 1033 3 0"}));
-}
 
-TEST_F(CarrierTest, ClientThatNeverReadsIsDroppedNotWaitedFor) {
-  CarrierConnection c = Pane(1009, 1050, 800, 800);
+  // The Pane reads no more: it is dropped, not waited for.
   int accepted = 0;
-  for (int i = 0; i < 200000 && WinIsWindow(800); ++i)
-    accepted += WinPostMessage(800, WM_COMMAND, 32779, 0);
-  EXPECT_FALSE(WinIsWindow(800));
+  for (int i = 0; i < 200000 && WinIsWindow(500); ++i)
+    accepted += WinPostMessage(500, WM_COMMAND, 32779, 0);
+  EXPECT_FALSE(WinIsWindow(500));
   EXPECT_GT(accepted, 1000);
   Greeted(1010); // the server still answers
 }
@@ -285,11 +271,9 @@ TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   chmod(runtime.path.c_str(), 0755);
   std::string folder = runtime.path + "/skerry", path = folder + "/panel.sock";
   bool otherUser = geteuid() == 0;
-  mkdir(folder.c_str(), otherUser ? 0700 : 0755);
-  if (otherUser)
-    ASSERT_EQ(chown(folder.c_str(), 65534, 65534), 0);
-  else
-    chmod(folder.c_str(), 0755);
+  mkdir(folder.c_str(), 0700);
+  chmod(folder.c_str(), otherUser ? 0700 : 0755);
+  ASSERT_TRUE(!otherUser || chown(folder.c_str(), 65534, 65534) == 0);
   int report[2];
   ASSERT_EQ(pipe(report), 0);
   pid_t child = fork();
@@ -297,11 +281,8 @@ TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   if (child == 0) {
     if (otherUser && (setgid(65534) != 0 || setuid(65534) != 0))
       _exit(2);
-    int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-    if (bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 || listen(fd, 8) != 0)
+    int fd = BindAt(path);
+    if (fd < 0)
       _exit(3);
     chmod(path.c_str(), 0777);
     (void)!write(report[1], "L", 1);

@@ -7,33 +7,25 @@
 // the number to announce (default from the pid); FAKE_PANE_SILENT=1 never
 // answers a SEND; FAKE_PANE_RET the result of every SEND (default 7).
 // It ends on POST 18, when the Panel goes away, or after 20 s.
-//
 // "fake_pane --listen" instead tries to become a Panel: exit 0 when it could
 // listen, 3 when refused.
 #include "platform/carrier.h"
 #include "platform/carrier_client.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 namespace {
 
 void Log(const std::string& line) {
   const char* path = std::getenv("FAKE_PANE_LOG");
-  if (path == nullptr || *path == '\0')
-    return;
-  int fd = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-  if (fd < 0)
-    return;
-  std::string text = line + "\n";
-  (void)!write(fd, text.data(), text.size());
-  close(fd);
+  if (path != nullptr && *path != '\0')
+    std::ofstream(path, std::ios::app) << line << "\n";
 }
 
 long EnvNumber(const char* name, long fallback) {
@@ -44,12 +36,10 @@ long EnvNumber(const char* name, long fallback) {
 } // namespace
 
 int main(int argc, char** argv) {
+  std::string error;
   if (argc == 2 && std::strcmp(argv[1], "--listen") == 0) {
-    std::string error;
-    if (!CarrierListen(CarrierHandlers{}, &error)) {
-      std::fprintf(stderr, "%s\n", error.c_str());
+    if (!CarrierListen(CarrierHandlers{}, &error))
       return 3;
-    }
     CarrierClose();
     return 0;
   }
@@ -60,14 +50,9 @@ int main(int argc, char** argv) {
       slot = std::atoi(argv[i] + 2);
   }
   CarrierConnection c;
-  std::string error;
-  if (!CarrierConnect(&c, "", &error)) {
-    Log("ERROR " + error);
-    return 2;
-  }
   long long native = 0;
-  if (!CarrierClientHello(&c, getpid(), 3000, &native)) {
-    Log("ERROR no hello");
+  if (!CarrierConnect(&c, "", &error) || !CarrierClientHello(&c, getpid(), 3000, &native)) {
+    Log("ERROR " + (error.empty() ? "no hello" : error));
     return 2;
   }
   Log("HELLO " + std::to_string(native));
@@ -85,8 +70,7 @@ int main(int argc, char** argv) {
     if (got == 0)
       continue;
     std::string line = CarrierFormatFrame(f);
-    line.pop_back();
-    Log("RECV " + line);
+    Log("RECV " + line.substr(0, line.size() - 1));
     if (f.kind == CarrierFrameSend && !silent)
       CarrierClientReply(&c, ret);
     if (f.kind == CarrierFramePost && f.message == 18)
