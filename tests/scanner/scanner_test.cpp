@@ -14,23 +14,6 @@ namespace {
 
 constexpr const char* PageUrl = "http://games.test/dir/page.htm";
 
-struct Scan {
-  int result;
-  std::string text;
-};
-
-// Scans page in mode; result starts as entry. The page buffer is the size the
-// scanner uses, so an over-long page is cut the same way.
-Scan ScanText(const std::string& page, int mode, const char* marker, const char* entry = "") {
-  std::vector<char> buffer(PageTextSize, '\0');
-  std::size_t length = std::min(page.size(), PageTextSize - 1);
-  std::memcpy(buffer.data(), page.data(), length);
-  char result[ScanResultSize];
-  std::snprintf(result, sizeof result, "%s", entry);
-  int got = ScanPageText(buffer.data(), length, PageUrl, mode, marker, result);
-  return {got, result};
-}
-
 struct ScanRow {
   const char* name;
   std::string page;
@@ -38,12 +21,19 @@ struct ScanRow {
   std::string text;
 };
 
+// Scans each page in mode, the result starting as entry, in a buffer of the
+// size the scanner uses.
 template <std::size_t N>
 void CheckRows(const ScanRow (&rows)[N], int mode, const char* marker, const char* entry) {
   for (const ScanRow& row : rows) {
-    Scan scan = ScanText(row.page, mode, marker, entry);
-    EXPECT_EQ(scan.result, row.result) << row.name;
-    EXPECT_EQ(scan.text, row.text) << row.name;
+    std::vector<char> buffer(PageTextSize, '\0');
+    std::memcpy(buffer.data(), row.page.data(), row.page.size());
+    char result[ScanResultSize];
+    std::snprintf(result, sizeof result, "%s", entry);
+    EXPECT_EQ(ScanPageText(buffer.data(), row.page.size(), PageUrl, mode, marker, result),
+              row.result)
+        << row.name;
+    EXPECT_EQ(std::string(result), row.text) << row.name;
   }
 }
 
@@ -53,13 +43,9 @@ TEST(ScanFieldValue, TakesTheValueUpToItsStop) {
       {"stop at %2C", "x=" + marker + "%2F%2Fv.test%2Fa.flv%2C22", 32,
        marker + "%2F%2Fv.test%2Fa.flv"},
       {"stop at an ampersand", "a&fmt=" + marker + "//v.test/b&x", 22, marker + "//v.test/b"},
-      {"stop at a quote and comma", "[\"" + marker + "//v\",1]", 15, marker + "//v"},
-      {"marker at the very first byte", marker + "//first&", 19, marker + "//first"},
-      {"no stop within reach", marker + std::string(2000, 'a'), 1, "entry"},
       {"value of 512 characters", marker + std::string(500, 'a') + "&", 0, "entry"},
       {"value of 511 characters", marker + std::string(499, 'a') + "&", 511,
        marker + std::string(499, 'a')},
-      {"no marker", "nothing here", 0, "entry"},
       {"the https form of the marker", "x=C5%7Chttps%3A%2F%2Fv.test%2Fa.flv%2C22", 33,
        "C5%7Chttps%3A%2F%2Fv.test%2Fa.flv"},
   };
@@ -76,8 +62,6 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
        "<embed src=\"http://a.test/small.swf\" width=300 height=200><a "
        "href=\"http://a.test/tiny.swf\" width=10 height=10>",
        0, "http://a.test/tiny.swf"},
-      {"301 by 201 is large", "<embed src=\"http://a.test/g.swf\" width=301 height=201>", 19,
-       "http://a.test/g.swf"},
       {"capitals in the ending", "<embed src=\"http://a.test/G.SWF\" width=640 height=480>", 19,
        "http://a.test/G.SWF"},
       {"query link holding the wanted text before the question mark",
@@ -86,34 +70,19 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
       {"query link holding it behind",
        "<param value=\"http://a.test/play?file=g.swf\" width=640 height=480>", 29,
        "http://a.test/play?file=g.swf"},
-      {"single quotes", "<embed src='http://a.test/g.swf' width=640 height=480>", 19,
-       "http://a.test/g.swf"},
-      {"after an equals sign", "<embed src=http://a.test/g.swf width=640 height=480>", 19,
-       "http://a.test/g.swf"},
       {"script call with a name", "show(\"http://a.test/g.swf\", \"name\", 640, 480);", 19,
        "http://a.test/g.swf"},
-      {"other endings are passed over", "<a href=\"http://a.test/x.htm\" width=640 height=480>", 0,
-       ""},
-      {"no closing quote", "<embed src=\"http://a.test/g.swf width=640", 0, ""},
       {"marker at the very first byte", "http://a.test/g.swf", 0, ""},
       {"https link", "<embed src=\"https://a.test/g.swf\" width=640 height=480>", 20,
        "https://a.test/g.swf"},
-      {"https query link", "<param value=\"https://a.test/play?file=g.swf\" width=640 height=480>",
-       30, "https://a.test/play?file=g.swf"},
       {"a scheme in capitals is no link",
        "<embed src=\"HTTPS://a.test/g.swf\" width=640 height=480>", 0, ""},
-      // How the size is read: tag attributes, or the arguments of a call.
-      {"attributes in capitals, per cent",
-       "<embed src=\"http://a.test/g.swf\" WIDTH=\"100%\" HEIGHT='100%'>", 19,
-       "http://a.test/g.swf"},
       {"sizes behind the tag's end are not read",
        "<embed src=\"http://a.test/g.swf\"> width=640 height=480", 0, "http://a.test/g.swf"},
       {"one attribute only: both from the comma walk",
        "show(\"http://a.test/g.swf\" width=640 , 320, 240)", 19, "http://a.test/g.swf"},
       {"a name with digits is read as the width",
        "show(\"http://a.test/g.swf\", \"game2\", 640, 480)", 0, "http://a.test/g.swf"},
-      {"an empty width reads as no bound",
-       "<embed src=\"http://a.test/g.swf\" width=, 3 height=480>", 19, "http://a.test/g.swf"},
   };
   CheckRows(rows, ScanEmbedLink, "http://", ".swf");
 }
@@ -122,22 +91,17 @@ TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
   const ScanRow rows[] = {
       {"relative to the page's folder", "<embed src=\"games/g.swf\" width=640 height=480>", 33,
        "http://games.test/dir/games/g.swf"},
-      {"with a leading slash", "<embed src=\"/root/g.swf\" width=640 height=480>", 28,
-       "http://games.test/root/g.swf"},
       {"with ..", "<embed src='../up/g.swf' width=640 height=480>", 33,
        "http://games.test/dir/../up/g.swf"},
       {"small one stays in the result", "<embed src=\"s.swf\" width=30 height=20>", 0,
        "http://games.test/dir/s.swf"},
       {"outside quotes: swf given up", "x.swf is a file", 0, ".swf"},
-      {"absolute link given up", "<embed src=\"http://a.test/g.swf\" width=640 height=480>", 0,
-       ".swf"},
       {"absolute https link given up", "<embed src=\"https://a.test/g.swf\" width=640 height=480>",
        0, ".swf"},
       {"absolute given up, a large relative one follows",
        "<embed src=\"http://a.test/g.swf\" width=640 height=480><embed src=\"r.swf\" "
        "width=640 height=480>",
        27, "http://games.test/dir/r.swf"},
-      {"capitals are not seen", "<embed src=\"g.SWF\" width=640 height=480>", 0, ".swf"},
       {"opening quote too far back",
        "<embed src=\"" + std::string(120, 'a') + ".swf\" width=640 height=480>", 0, ".swf"},
       {"marker at the very first byte", ".swf\" width=640 height=480", 0, ".swf"},
@@ -145,17 +109,6 @@ TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
        "<param value=\"p.swf&q=1\" width=640 height=480>", 27, "http://games.test/dir/p.swf"},
   };
   CheckRows(rows, ScanRelativeLink, ".swf", ".swf");
-}
-
-TEST(ScanRelativeLink, NeverBuildsAResultOf512OrMore) {
-  std::vector<char> page(PageTextSize, '\0');
-  std::string text = "<embed src=\"" + std::string(90, 'a') + ".swf\" width=640 height=480>";
-  std::memcpy(page.data(), text.data(), text.size());
-  std::string url = "http://games.test/" + std::string(480, 'd') + "/page.htm";
-  char result[ScanResultSize] = ".swf";
-  EXPECT_EQ(ScanPageText(page.data(), text.size(), url.c_str(), ScanRelativeLink, ".swf", result),
-            0);
-  EXPECT_STREQ(result, ".swf");
 }
 
 TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
@@ -177,8 +130,7 @@ TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
       int result;
       const char* text;
       int asked;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"http://games.test/big.htm", 0, "", 1},
         {"http://games.test/small.htm", 19, "http://a.test/g.swf", 1},
         {"http://games.test/refused.htm", 19, "http://a.test/g.swf", 2},
