@@ -35,15 +35,11 @@ class LocateTest : public testing::Test {
                {results + "<li><a href=\"http://ad.test/x.htm\">ad</a>"
                           "<li><a class=yschttl href=\"**http%3a//games.test/nothing.htm\">1</a>"
                           "<li><a class=yschttl href=\"**http%3a//games.test/game.htm\">2</a>"});
-    web.Answer(
-        "games.test", "/search?p=maze",
-        {results + "<li><a class=\"r\" href=\"http://games.test/flash_games.php?id=7\">m</a>"});
     web.Answer("games.test", "/search?p=nothing",
                {results + "<li><a class=r href=\"http://games.test/nothing.htm\">none</a>"});
     const std::string rocket =
         results + "<li><a class=yschttl href=\"**https%3a//games.test/rocket.htm\">Rocket</a>";
-    for (const char* name :
-         {"Rocket%20Race", "Tom%20%26%20Jerry", "C%23", "1%2B1", "100%25", "a%3Db%3Bc"})
+    for (const char* name : {"Rocket%20Race", "Tom%20%26%20Jerry", "C%23", "1%2B1", "100%25"})
       web.Answer("games.test", std::string("/search?p=") + name, {rocket});
     web.Answer("games.test", "/search?p=火箭赛车",
                {results + "<li><a class=r href=\"https://games.test/rocket.htm\">火箭</a>"});
@@ -54,11 +50,9 @@ class LocateTest : public testing::Test {
   }
   void TearDown() override { DropWebEnv(env); }
   struct Row {
-    const char* name;
-    const char* text;
+    const char *name, *text;
     int result;
-    const char* output; // "unchanged" for an untouched buffer
-    const char* asked;  // the targets asked for, each followed by a blank
+    const char *output, *asked; // "unchanged" buffer; the targets asked, each with a blank
   };
   template <std::size_t N, typename Call> void CheckRows(const Row (&rows)[N], Call call) {
     for (const Row& row : rows) {
@@ -85,7 +79,6 @@ TEST_F(LocateTest, FindsTheFileInTheOrderOfItsWays) {
       {"a direct link is the file", "http://games.test/g/Game.SWF", 0,
        "http://games.test/g/Game.SWF", ""},
       {"a picture leads nowhere", "http://games.test/a.jpg", -1, "unchanged", ""},
-      {"a query with a point in its last five", "http://games.test/p?f=a.gif", -1, "unchanged", ""},
       {"a page with a large embed, decoded", "http://games.test/game.htm", 0,
        "http://games.test/files/big game.swf", "/game.htm "},
       {"an absolute candidate beats a relative one", "http://games.test/mixed.htm", 0,
@@ -110,8 +103,6 @@ TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
       {"first marker, second result holds the game", "puzzle", 0,
        "http://games.test/files/big game.swf",
        "/search?p=puzzle /nothing.htm /nothing.htm /game.htm "},
-      {"second marker after the first gave nothing", "maze", 0, "http://games.test/shown.swf",
-       "/search?p=maze /search?p=maze /flash_show.php?id=7 "},
       {"found by no result", "nothing", -1,
        "class=", "/search?p=nothing /search?p=nothing /nothing.htm /nothing.htm "},
       {"a link is not searched", "http://games.test/game.htm", -1, "http://games.test/game.htm",
@@ -123,7 +114,6 @@ TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
       {"a number sign", "C#", 0, rocket, "/search?p=C%23 /rocket.htm "},
       {"a plus", "1+1", 0, rocket, "/search?p=1%2B1 /rocket.htm "},
       {"a per cent sign without digits", "100%", 0, rocket, "/search?p=100%25 /rocket.htm "},
-      {"equals and semicolon", "a=b;c", 0, rocket, "/search?p=a%3Db%3Bc /rocket.htm "},
       {"Chinese, on the second marker", "火箭赛车", 0, rocket,
        "/search?p=%E7%81%AB%E7%AE%AD%E8%B5%9B%E8%BD%A6 "
        "/search?p=%E7%81%AB%E7%AE%AD%E8%B5%9B%E8%BD%A6 /rocket.htm "},
