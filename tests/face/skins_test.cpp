@@ -130,31 +130,3 @@ TEST_F(Skins, UprightFrameIsTheRestFaceAndLeavesThePaneAlone) {
     }
   WinReleaseCanvas(window, c);
 }
-
-TEST_F(Skins, PaintZoneDrawsTheLitButtonOnItsChannels) {
-  // Every pixel of the picture tells its own coordinates.
-  Panel().SkinBitmap = std::make_unique<Bitmap>(
-      MakePicture(699, 593, 32, [](int x, int y) { return std::uint32_t(x << 12 | y); }));
-  Canvas* c = WinGetCanvas(window);
-  struct Row {
-    int channel;
-    std::uint32_t code;
-    bool draws;
-  } rows[] = {{ChannelHome, 20220, false}, {ChannelHome, 20210, true},
-              {ChannelGame, 20220, true},  {ChannelClock, 20210, false},
-              {ChannelGame, 20070, false}, {ChannelStart, 20130, true}};
-  for (const Row& row : rows) {
-    Fill(c);
-    Panel().Channel = row.channel;
-    PaintZone(c, 1, row.code);
-    bool drawn = std::any_of(c->pixels, c->pixels + c->width * c->height,
-                             [](std::uint32_t p) { return p != Sentinel; });
-    EXPECT_EQ(drawn, row.draws) << row.code << " on " << row.channel;
-  }
-  Fill(c);
-  PaintZone(c, 1, 20080);
-  EXPECT_EQ(At(c, 24, 470), std::uint32_t((24 + 351) << 12 | 470));
-  EXPECT_EQ(At(c, 83, 521), std::uint32_t((83 + 351) << 12 | 521));
-  EXPECT_EQ(At(c, 84, 470), Sentinel) << "60 wide";
-  WinReleaseCanvas(window, c);
-}
