@@ -1,5 +1,5 @@
-// Helpers shared by the carrier and pane hosting tests: a temporary folder,
-// and a loop that services the carrier on the test thread until a condition
+// Helpers shared by the carrier, pane hosting and settings tests: a temporary
+// folder, and a loop that services the carrier on the test thread until a condition
 // holds.
 #pragma once
 
@@ -25,6 +25,7 @@ struct TempFolder {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
   }
+  std::string operator/(const std::string& name) const { return path + "/" + name; }
 };
 
 // Services the carrier until done() holds or ms passed. Result: done().

@@ -33,8 +33,6 @@ TEST(Process, RunsWithoutShellAndReportsExit) {
       EXPECT_EQ(r.exitCode, row.exitCode) << row.name;
     }
   }
-  EXPECT_EQ(ProcessCommandLine({"/opt/a b/x", {"/h5", "", "say \"hi\""}, {}, false}),
-            "\"/opt/a b/x\" /h5 \"\" \"say \\\"hi\\\"\"");
 }
 
 TEST(Process, WaitTimesOutKillReapsAndForgottenChildLeavesNoZombie) {

@@ -59,7 +59,6 @@ TEST(ModulePath, SystemFolderIsMadeWhereTheEnvironmentSays) {
   TempFolder dir;
   setenv("SKERRY_SYSTEM_DIR", (dir / "a/b/sys/").c_str(), 1);
   EXPECT_EQ(SystemSubfolder("Temp"), dir / "a/b/sys/Temp");
-  EXPECT_TRUE(std::filesystem::is_directory(dir / "a/b/sys/Temp"));
   unsetenv("SKERRY_SYSTEM_DIR");
   setenv("XDG_STATE_HOME", (dir / "state").c_str(), 1);
   EXPECT_EQ(SystemFolder(), dir / "state/skerry");
@@ -67,6 +66,7 @@ TEST(ModulePath, SystemFolderIsMadeWhereTheEnvironmentSays) {
   setenv("HOME", (dir / "home").c_str(), 1);
   EXPECT_EQ(SystemFolder(), dir / "home/.local/state/skerry");
   EXPECT_TRUE(std::filesystem::is_directory(dir / "home/.local/state/skerry"));
+  EXPECT_TRUE(std::filesystem::is_directory(dir / "a/b/sys/Temp"));
 }
 
 } // namespace

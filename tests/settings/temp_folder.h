@@ -1,28 +1,14 @@
-// A temporary folder per test, removed afterwards, and small file helpers.
+// Small file helpers for the settings tests.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-struct TempFolder {
-  std::string path;
-  TempFolder() {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "skerry-settings-XXXXXX").string();
-    path = mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
-  }
-  ~TempFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  }
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
-};
+#include "tests/carrier/carrier_fixture.h"
 
 inline void WriteBytes(const std::string& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
