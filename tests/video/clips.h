@@ -3,13 +3,13 @@
 // holds everything.
 #pragma once
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -20,13 +20,11 @@
 // A clip of seconds of test picture and tone, w x h, in the container that
 // path's ending names (".flv" gets the Flash video codecs of the old site).
 inline bool MakeClip(const std::string& path, double seconds, int w = 160, int h = 120) {
-  std::string codecs;
-  if (path.size() > 4 && path.compare(path.size() - 4, 4, ".flv") == 0)
-    codecs = "-c:v flv1 -c:a mp3 -ar 22050 ";
+  bool flv = path.size() > 4 && path.compare(path.size() - 4, 4, ".flv") == 0;
   std::string cmd =
       "ffmpeg -nostdin -loglevel error -y -f lavfi -i testsrc=size=" + std::to_string(w) + "x" +
       std::to_string(h) + ":rate=25 -f lavfi -i sine=frequency=440:sample_rate=44100 -t " +
-      std::to_string(seconds) + " " + codecs + "'" + path + "'";
+      std::to_string(seconds) + (flv ? " -c:v flv1 -c:a mp3 -ar 22050 '" : " '") + path + "'";
   return std::system(cmd.c_str()) == 0;
 }
 
@@ -34,79 +32,62 @@ inline bool MakeClip(const std::string& path, double seconds, int w = 160, int h
 inline const std::string& ClipBytes(const std::string& ending) {
   static std::map<std::string, std::string> made;
   std::string& bytes = made[ending];
-  if (bytes.empty()) {
-    std::string path = "/tmp/skerry-clip-" + std::to_string(getpid()) + ending;
-    if (MakeClip(path, 1)) {
-      std::ifstream in(path, std::ios::binary);
-      bytes.assign(std::istreambuf_iterator<char>(in), {});
-    }
-    std::remove(path.c_str());
-  }
+  std::string path = "/tmp/skerry-clip-" + std::to_string(getpid()) + ending;
+  if (bytes.empty() && MakeClip(path, 1))
+    bytes.assign(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
+  std::remove(path.c_str());
   return bytes;
 }
 
-// An address as the site put it into its format map: escaped as a whole,
-// so escapes the address holds itself come out escaped twice ("%2C" as
-// "%252C"), as the real site's addresses were.
-inline std::string Escaped(const std::string& url) {
-  std::string out;
-  for (char c : url) {
-    const char* hex = "0123456789ABCDEF";
-    if (std::string(":/?=&%").find(c) != std::string::npos)
-      out += std::string("%") + hex[(c >> 4) & 15] + hex[c & 15];
-    else
-      out += c;
-  }
-  return out;
-}
-
 // A watch page with a format map of (format, address) pairs, as the video
-// site wrote it into the player's variables.
+// site wrote it into the player's variables: each address escaped as a
+// whole, so escapes it holds itself come out escaped twice ("%2C" as "%252C").
 inline std::string WatchPage(const std::vector<std::pair<std::string, std::string>>& map) {
   std::string fields;
-  for (const auto& [format, url] : map)
-    fields += (fields.empty() ? "" : "%2C") + format + "%7C" + Escaped(url);
+  for (const auto& [format, url] : map) {
+    fields += (fields.empty() ? "" : "%2C") + format + "%7C";
+    for (char c : url)
+      fields +=
+          std::string(":/?=&%").find(c) == std::string::npos
+              ? std::string(1, c)
+              : std::string("%") + "0123456789ABCDEF"[(c >> 4) & 15] + "0123456789ABCDEF"[c & 15];
+  }
   return "<html><script>var flashvars = \"fmt_url_map=" + fields +
          "&amp;vq=None\";</script></html>";
 }
 
+// What ffprobe says of the first video and audio streams and the container.
 struct Probe {
-  std::string container; // format_name
-  std::string video;     // codec of the first video stream
-  std::string audio;     // codec of the first audio stream
-  int width = 0;
-  int height = 0;
+  std::string container, video, audio;
+  int width = 0, height = 0;
 };
 
-inline std::string ProbeField(const std::string& path, const char* select, const char* entries) {
-  std::string cmd = std::string("ffprobe -v error ") + (select ? "-select_streams " : "") +
-                    (select ? select : "") + " -show_entries " + entries +
-                    " -of default=noprint_wrappers=1:nokey=1 '" + path + "' 2>/dev/null";
+inline std::string ProbeField(const std::string& path, const std::string& entries) {
   std::string out;
-  if (FILE* p = popen(cmd.c_str(), "r")) {
-    char buf[256];
-    while (std::fgets(buf, sizeof buf, p))
+  if (FILE* p = popen(("ffprobe -v error " + entries + " -of default=noprint_wrappers=1:nokey=1 '" +
+                       path + "' 2>/dev/null")
+                          .c_str(),
+                      "r")) {
+    for (char buf[256]; std::fgets(buf, sizeof buf, p);)
       out += buf;
     pclose(p);
   }
-  while (!out.empty() && (out.back() == '\n' || out.back() == '\r'))
+  while (!out.empty() && out.back() == '\n')
     out.pop_back();
   return out;
 }
 
 inline Probe ProbeFile(const std::string& path) {
-  Probe p;
-  p.container = ProbeField(path, nullptr, "format=format_name");
-  p.video = ProbeField(path, "v:0", "stream=codec_name");
-  p.audio = ProbeField(path, "a:0", "stream=codec_name");
-  std::string size = ProbeField(path, "v:0", "stream=width,height");
-  std::sscanf(size.c_str(), "%d\n%d", &p.width, &p.height);
+  Probe p{ProbeField(path, "-show_entries format=format_name"),
+          ProbeField(path, "-select_streams v:0 -show_entries stream=codec_name"),
+          ProbeField(path, "-select_streams a:0 -show_entries stream=codec_name")};
+  std::sscanf(ProbeField(path, "-select_streams v:0 -show_entries stream=width,height").c_str(),
+              "%d\n%d", &p.width, &p.height);
   return p;
 }
 
 inline bool FileThere(const std::string& path) {
-  struct stat st {};
-  return stat(path.c_str(), &st) == 0;
+  return std::filesystem::exists(path);
 }
 
 class TempFolder : public ::testing::Test {
@@ -117,9 +98,7 @@ class TempFolder : public ::testing::Test {
     dir = pattern;
   }
   void TearDown() override {
-    std::string cmd = "chmod -R u+w '" + dir + "'; rm -rf '" + dir + "'";
-    if (std::system(cmd.c_str()) != 0)
-      ADD_FAILURE() << "could not remove " << dir;
+    EXPECT_EQ(std::system(("chmod -R u+w '" + dir + "'; rm -rf '" + dir + "'").c_str()), 0);
   }
   std::string dir;
 };

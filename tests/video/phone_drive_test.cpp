@@ -1,14 +1,15 @@
 // Phone detection over a drive table from drives.ini whose drives are
-// folders of a temporary tree, and the phone storages that an MTP mount
-// turns into drives.
+// folders of a temporary tree, and the drive table made from the mounts:
+// cards, shares, discs, and each storage of an MTP phone as a drive.
 #include "platform/drives.h"
 #include "tests/video/clips.h"
 #include "video/phone_drive.h"
 
 #include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <vector>
+#include <sstream>
+#include <tuple>
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -17,28 +18,17 @@ class PhoneDrive : public TempFolder {
   void SetUp() override {
     TempFolder::SetUp();
     setenv("SKERRY_SYSTEM_DIR", (dir + "/sys").c_str(), 1);
-    MakeFolder("sys");
+    fs::create_directories(dir + "/sys");
   }
   void TearDown() override {
     unsetenv("SKERRY_SYSTEM_DIR");
     TempFolder::TearDown();
   }
-  void MakeFolder(const std::string& relative) {
-    std::string cmd = "mkdir -p '" + dir + "/" + relative + "'";
-    ASSERT_EQ(std::system(cmd.c_str()), 0);
-  }
-  // drives: "D=card1,removable" lines with roots relative to the tree.
-  void SetDrives(const std::vector<std::string>& drives) {
-    std::ofstream ini(dir + "/sys/drives.ini");
-    ini << "[Drives]\nC=/\n";
-    for (const std::string& d : drives)
-      ini << d.substr(0, 2) << dir << "/" << d.substr(2) << "\n";
-  }
 };
 
 TEST_F(PhoneDrive, PassesOverTheCards) {
-  // Folders below the tree (cards d, e, f) and drive lines, blank-separated;
-  // the video folder expected below the tree, "" when untouched.
+  // Folders below the tree (cards d, e, f) and drive lines with roots below
+  // it, blank-separated; the video folder expected below it, "" untouched.
   struct Row {
     const char *name, *folders, *drives;
     int first, letter;
@@ -59,45 +49,57 @@ TEST_F(PhoneDrive, PassesOverTheCards) {
       {"a storage under an MTP mount", "d/mtp:host=A/Card/Videos", "D=d/mtp:host=A/Card,removable",
        'D', 'D', "d/mtp:host=A/Card/Videos"},
   };
-  auto words = [](const std::string& text) {
-    std::vector<std::string> out;
-    for (std::size_t at = 0; at < text.size();) {
-      std::size_t end = std::min(text.find(' ', at), text.size());
-      out.push_back(text.substr(at, end - at));
-      at = end + 1;
-    }
-    return out;
-  };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
-    std::system(("rm -rf '" + dir + "'/d '" + dir + "'/e '" + dir + "'/f").c_str());
-    for (const std::string& f : words(row.folders))
-      MakeFolder(f);
-    SetDrives(words(row.drives));
+    for (const char* card : {"/d", "/e", "/f"})
+      fs::remove_all(dir + card);
+    std::istringstream folders(row.folders), drives(row.drives);
+    for (std::string f; folders >> f;)
+      fs::create_directories(dir + "/" + f);
+    std::ofstream ini(dir + "/sys/drives.ini");
+    ini << "[Drives]\nC=/\n";
+    for (std::string d; drives >> d;)
+      ini << d.substr(0, 2) << dir << "/" << d.substr(2) << "\n";
+    ini.close();
     char video[260] = "";
     EXPECT_EQ(FindPhoneDrive(row.first, video), row.letter);
     EXPECT_EQ(std::string(video), *row.video ? dir + "/" + row.video : std::string());
   }
 }
 
-TEST_F(PhoneDrive, EachStorageOfAPhoneIsADrive) {
-  MakeFolder("gvfs/mtp:host=Phone_A/Internal shared storage/Music");
-  MakeFolder("gvfs/mtp:host=Phone_A/Card/Videos");
-  MakeFolder("gvfs/smb-share:server=x/share");
-  MakeFolder("jmtp/Phone storage");
-  const std::string mounts = "/dev/vda1 / ext4 rw 0 0\ngvfsd-fuse " + dir +
-                             "/gvfs fuse.gvfsd-fuse rw 0 0\njmtpfs " + dir +
-                             "/jmtp fuse.jmtpfs rw 0 0\n";
+TEST_F(PhoneDrive, DriveTableFromTheMounts) {
+  for (const char* f :
+       {"gvfs/mtp:host=Phone_A/Internal shared storage/Music", "gvfs/mtp:host=Phone_A/Card/Videos",
+        "gvfs/smb-share:server=x/share", "jmtp/Phone storage"})
+    fs::create_directories(dir + "/" + f);
+  // Repeated and broken lines, the system's own file systems and a fixed
+  // disk are no drives; gvfs and jmtpfs mounts give their phone storages.
+  const std::string mounts = "/dev/vda1 / ext4 rw 0 0\nproc /proc proc rw 0 0\n"
+                             "/dev/sdb1 /media/me/CARD vfat rw 0 0\nsrv:/x /mnt/share nfs4 rw 0 0\n"
+                             "/dev/sr0 /media/me/DISC iso9660 ro 0 0\n"
+                             "/dev/sdc1 /mnt/stick vfat rw 0 0\n/dev/sdd1 /mnt/fixed ext4 rw 0 0\n"
+                             "/dev/sde1 /run/media/me/My\\040Phone vfat rw 0 0\n"
+                             "/dev/sdb1 /media/me/CARD vfat rw 0 0\ngarbage\n"
+                             "gvfsd-fuse " +
+                             dir +
+                             "/gvfs fuse.gvfsd-fuse rw 0 0\n"
+                             "jmtpfs " +
+                             dir + "/jmtp fuse.jmtpfs rw 0 0\n";
   std::vector<DriveEntry> t = DriveTableFromMounts(
-      mounts, [](const std::string&) { return false; }, PhoneStorages);
-  const char* roots[] = {"/gvfs/mtp:host=Phone_A/Card",
-                         "/gvfs/mtp:host=Phone_A/Internal shared storage", "/jmtp/Phone storage"};
-  ASSERT_EQ(t.size(), 4u);
-  for (std::size_t i = 1; i < t.size(); ++i) {
-    EXPECT_EQ(t[i].root, dir + roots[i - 1]);
-    EXPECT_EQ(t[i].letter, 'C' + static_cast<int>(i));
-    EXPECT_EQ(t[i].type, DriveRemovable);
-  }
+      mounts, [](const std::string& dev) { return dev == "sdc1"; }, PhoneStorages);
+  const std::tuple<char, std::string, int> rows[] = {
+      {'C', "/", DriveFixed},
+      {'D', "/media/me/CARD", DriveRemovable},
+      {'E', "/mnt/share", DriveRemote},
+      {'F', "/media/me/DISC", DriveOptical},
+      {'G', "/mnt/stick", DriveRemovable},
+      {'H', "/run/media/me/My Phone", DriveRemovable},
+      {'I', dir + "/gvfs/mtp:host=Phone_A/Card", DriveRemovable},
+      {'J', dir + "/gvfs/mtp:host=Phone_A/Internal shared storage", DriveRemovable},
+      {'K', dir + "/jmtp/Phone storage", DriveRemovable}};
+  ASSERT_EQ(t.size(), std::size(rows));
+  for (std::size_t i = 0; i < t.size(); ++i)
+    EXPECT_EQ(std::tie(t[i].letter, t[i].root, t[i].type), rows[i]) << i;
 }
 
 } // namespace

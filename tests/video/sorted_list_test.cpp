@@ -1,7 +1,6 @@
 // The sorted list download: the title readers and the cleaning as tables,
-// then whole jobs against the test web with media that ffmpeg made: drops
-// for the conversion, the phone's line, the resolver, two jobs at once, and
-// a hostile list.
+// then whole jobs against the test web with media that ffmpeg made: two jobs
+// at once, one of them converting, and a hostile list with a resolver.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -36,33 +35,22 @@ TEST(ListTitleCount, ReadsThePositionOfTheTitle) {
   };
   for (const auto& [title, count] : rows)
     EXPECT_EQ(ListTitleCount(title), count) << title;
-}
-
-TEST(TitleDate, FindsDashedDatesFrom1980) {
-  const std::pair<const char*, int> rows[] = {
-      {"News 2008-10-12 evening", 20081012},
-      {"Old 1979-12-31", 0},
-      {"Top 3-25 of 2008", 0},
-      {"2008_10_12", 0}, // points became underscores in the cleaning
-  };
-  for (const auto& [title, date] : rows)
+  // Dashed dates from 1980 on; points became underscores in the cleaning.
+  const std::pair<const char*, int> dates[] = {{"News 2008-10-12 evening", 20081012},
+                                               {"Old 1979-12-31", 0},
+                                               {"Top 3-25 of 2008", 0},
+                                               {"2008_10_12", 0}};
+  for (const auto& [title, date] : dates)
     EXPECT_EQ(TitleDate(title), date) << title;
-}
-
-TEST(CleanVideoTitle, LeavesANameOfOneFolder) {
-  const std::pair<std::string, std::string> rows[] = {
+  const std::pair<std::string, std::string> cleaned[] = {
       {"a.b:c<d>e\\f/g\"h*i?j#k%l", "a_b=c[d]e-f-g'h~i!j~k^l"},
       {"line\nbreak\r\ttab", "line_break__tab"},
-      {"Ünïcode stays", "Ünïcode stays"},
-  };
-  for (const auto& [title, clean] : rows) {
-    std::string text = title;
-    CleanVideoTitle(text.data());
-    EXPECT_EQ(text, clean) << title;
+      {"Ünïcode stays", "Ünïcode stays"}};
+  for (auto [title, clean] : cleaned) {
+    CleanVideoTitle(title.data());
+    EXPECT_EQ(title, clean);
   }
 }
-
-// ---- Jobs against the test web ----
 
 class ListJob : public ::testing::Test {
  protected:
@@ -142,103 +130,48 @@ class ListJob : public ::testing::Test {
   std::vector<std::string> lines;
 };
 
-TEST_F(ListJob, ConvertingJobDropsStemsForTheConversion) {
+// A Flash job whose first entry is still coming in while a converting job
+// runs: the MP4 format asks with &fmt=18; entry a has 18 in the https form,
+// entry c's 18 address fails and the second try (5) brings the file; the
+// addresses' own escapes stand in the pages twice escaped.
+TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
+  List({{"http://tube.test/v/f1", "Alpha 1/2"}, {"http://tube.test/v/f2", "Alpha two"}}, "/f.htm");
+  web.Put("media.test", "/slow.flv", ClipBytes(".flv"));
+  web.Answer("media.test", "/slow.flv",
+             {"file=slow.flv", "rate=" + std::to_string(ClipBytes(".flv").size() / 3 + 1)});
+  Page("/watch?v=f1", {{"34", "http://media.test/slow.flv"}});
+  Page("/watch?v=f2", {{"34", "http://media.test/clip.flv"}});
   List({{"http://tube.test/v/a", "Evening news 1/3 2008-10-12"},
         {"no link here", "Broken entry 2/3"},
         {"http://tube.test/v/c", "Evening news 3/3 2009-04-12"}});
-  // The MP4 format asks with &fmt=18. Entry a has 18 in the https form; entry
-  // c's 18 address fails and the second try (5) brings the file. Escapes of
-  // the addresses themselves stand in the pages twice escaped.
   Page("/watch?v=a&fmt=18", {{"18", "https://media.test/clip.mp4?id=a%2Cb"}});
   Page("/watch?v=c&fmt=18", {{"34", "http://media.test/clip.flv"},
                              {"18", "http://media.test/c-missing.mp4"},
                              {"5", "http://media.test/clip.mp4?id=c%3D"}});
   Start();
-
-  EXPECT_EQ(Run(FormatMp4, folder), 3);
-  // Both stems end in the month and day of the date; the tilde and the entry
-  // number keep them apart.
-  EXPECT_EQ(Names(folder), (std::vector<std::string>{"Evening_0412~3", "Evening_1012~1"}));
-  EXPECT_EQ(VideoCollect().VideoJobs[3].ConvertBase.Get(), (folder / "Evening_0412").string());
-  EXPECT_TRUE(VideoCollect().VideoJobs[3].ConvertTarget.Empty()) << "the end is signalled";
-  EXPECT_EQ(ReadWhole((folder / "Evening_1012~1").string()), ClipBytes(".mp4"));
-  EXPECT_EQ(web.Count("media.test", "/clip.mp4?id=a,b"), 1) << "decoded twice";
-  EXPECT_EQ(web.Count("media.test", "/clip.mp4?id=c="), 1) << "decoded twice";
-  EXPECT_EQ(web.Count("media.test", "/clip.flv"), 0) << "no Flash address in a converting job";
-  EXPECT_EQ(web.Count("media.test", "/c-missing.mp4"), 1);
-  EXPECT_TRUE(Names(env.root / "system" / "Temp") == std::vector<std::string>{"Sort.htm"})
-      << "temporary files stay behind";
-}
-
-TEST_F(ListJob, SingleEntryOnThePhoneLine) {
-  Entries entries;
-  for (int i = 1; i <= 25; ++i)
-    entries.push_back({"http://tube.test/v/e" + std::to_string(i), "Clip " + std::to_string(i)});
-  entries[0].second = "Clip 1/25";
-  List(entries);
-  Page("/watch?v=e7&fmt=18", {{"18", "http://media.test/e7.mp4"}});
-  // Slow enough for the share done to show.
-  web.Put("media.test", "/e7.mp4", ClipBytes(".mp4"));
-  web.Answer("media.test", "/e7.mp4",
-             {"file=e7.mp4", "rate=" + std::to_string(ClipBytes(".mp4").size() / 2 + 1)});
-  Start();
-
-  EXPECT_EQ(Run(FormatPhone, folder, 7), 1);
-  ASSERT_FALSE(lines.empty());
-  bool share = false;
-  for (const std::string& line : lines) {
-    EXPECT_EQ(line.rfind("Download 7 / 1 video ", 0), 0u) << line;
-    share = share || (line.rfind("Download 7 / 1 video now... ", 0) == 0 && line.back() == '%');
-  }
-  EXPECT_TRUE(share) << "the share done never showed";
-  EXPECT_TRUE(Panel().CollectStatus.Empty() && Panel().PhoneStatus.Empty());
-  EXPECT_EQ(Names(folder), (std::vector<std::string>{"Clip_70000~7"}));
-  EXPECT_EQ(web.Count("tube.test", "/watch"), 2) << "two scans of entry 7's page, nothing else";
-}
-
-TEST_F(ListJob, ResolverAnswersAtOnceAndIsCutOffAtItsLimit) {
-  std::string script = (env.root / "resolve").string();
-  // "slow" says nothing within the limit; "linger" answers, then stays on.
-  std::ofstream(script) << "#!/bin/sh\n"
-                           "case \"$1\" in *v=slow*) sleep 20;; esac\n"
-                           "echo http://media.test/clip.mp4\nsleep 20\n";
-  fs::permissions(script, fs::perms::owner_all);
-  std::ofstream(env.program / "Define.ini", std::ios::app)
-      << "[Video]\nResolver=" << script << "\nResolverTimeout=2\n";
-  List({{"http://tube.test/v/slow", "Slow 1/2"}, {"http://tube.test/v/linger", "Linger 2/2"}});
-  web.Put("tube.test", "/watch", "<html>no markers here</html>");
-  Start();
-
-  auto started = std::chrono::steady_clock::now();
-  Run(0, folder);
-  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(15))
-      << "the slow one is cut off at its time limit";
-  EXPECT_EQ(Names(folder), (std::vector<std::string>{"Linger 2-2.flv"}));
-}
-
-TEST_F(ListJob, TwoJobsAtOnceKeepTheirListsAndFiles) {
-  List({{"http://tube.test/v/a1", "Alpha 1/2"}, {"http://tube.test/v/a2", "Alpha two"}}, "/a.htm");
-  List({{"http://tube.test/v/b1", "Beta 1/2"}, {"http://tube.test/v/b2", "Beta two"}}, "/b.htm");
-  for (const char* id : {"a1", "a2", "b1", "b2"})
-    Page(std::string("/watch?v=") + id + "&fmt=18", {{"18", "http://media.test/clip.mp4"}});
-  // Entry 1 of the first job is still coming in while the second job runs.
-  web.Put("media.test", "/slow.flv", ClipBytes(".flv"));
-  web.Answer("media.test", "/slow.flv",
-             {"file=slow.flv", "rate=" + std::to_string(ClipBytes(".flv").size() / 3 + 1)});
-  Page("/watch?v=a1", {{"34", "http://media.test/slow.flv"}});
-  Page("/watch?v=a2", {{"34", "http://media.test/clip.flv"}});
-  Start();
-
-  fs::path phone = env.root / "phone";
-  fs::create_directories(phone);
-  std::thread first([&] { Run(0, folder, 0, 1, "/a.htm"); });
+  fs::path converting = env.root / "converting";
+  fs::create_directories(converting);
+  std::thread first([&] { Run(0, folder, 0, 1, "/f.htm"); });
   for (int i = 0; i < 500 && web.Count("media.test", "/slow.flv") == 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  Run(FormatPhone, phone, 0, 2, "/b.htm");
+  EXPECT_EQ(Run(FormatMp4, converting), 3);
   first.join();
   EXPECT_EQ(Names(folder), (std::vector<std::string>{"Alpha 1-2.flv", "Alpha two.flv"}));
   EXPECT_EQ(ReadWhole((folder / "Alpha 1-2.flv").string()), ClipBytes(".flv"));
-  EXPECT_EQ(Names(phone), (std::vector<std::string>{"Beta_1-20000~1", "Beta_two0000~2"}));
+  // The stems end in the date's month and day; the entry number keeps them
+  // apart. The last is announced and the end signalled.
+  EXPECT_EQ(Names(converting), (std::vector<std::string>{"Evening_0412~3", "Evening_1012~1"}));
+  EXPECT_EQ(ReadWhole((converting / "Evening_1012~1").string()), ClipBytes(".mp4"));
+  EXPECT_EQ(VideoCollect().VideoJobs[3].ConvertBase.Get(), (converting / "Evening_0412").string());
+  EXPECT_TRUE(VideoCollect().VideoJobs[3].ConvertTarget.Empty());
+  EXPECT_EQ(web.Count("media.test", "/clip.mp4?id=a,b"), 1);
+  EXPECT_EQ(web.Count("media.test", "/clip.mp4?id=c="), 1);
+  EXPECT_EQ(web.Count("media.test", "/c-missing.mp4"), 1);
+  EXPECT_EQ(web.Count("media.test", "/clip.flv"), 1) << "no Flash address in a converting job";
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
+    return l.rfind("Download 1 / 2 video now... ", 0) == 0 && l.back() == '%';
+  })) << "the share done never showed";
+  EXPECT_EQ(Names(env.root / "system" / "Temp"), std::vector<std::string>{"Sort.htm"});
 }
 
 TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
@@ -250,7 +183,11 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   entries[2] = {"http://tube.test/v/long", std::string(1000, 'L')};
   entries[3] = {"http://tube.test/v/gone", "Missing media"};
   entries[4] = {"http://tube.test/v/untitled", ""};
-  for (std::size_t i = 5; i < 2000; ++i)
+  // Pages without markers go to the resolver: "slow" says nothing within
+  // its limit, "linger" answers, then stays on.
+  entries[5] = {"http://tube.test/v/slow", "Slow"};
+  entries[6] = {"http://tube.test/v/linger", "Linger"};
+  for (std::size_t i = 7; i < 2000; ++i)
     entries[i].first = "http://tube.test/watch/" + std::to_string(i + 1);
   entries[9999] = {"http://tube.test/v/last", "Last"};
   List(entries);
@@ -267,19 +204,27 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   Page("/watch?v=gone", {{"34", "http://media.test/gone.flv"}});
   for (const char* id : {"long", "untitled", "last"})
     Page(std::string("/watch?v=") + id, {{"34", "http://media.test/clip.mp4"}});
+  std::string script = (env.root / "resolve").string();
+  std::ofstream(script) << "#!/bin/sh\ncase \"$1\" in *v=slow*) exec sleep 100;; esac\n"
+                           "echo http://media.test/clip.mp4\nexec sleep 100\n";
+  fs::permissions(script, fs::perms::owner_all);
+  std::ofstream(env.program / "Define.ini", std::ios::app)
+      << "[Video]\nResolver=" << script << "\nResolverTimeout=2\n";
+  web.Put("tube.test", "/watch", "<html>no markers here</html>");
   Start();
   SetMediaStallForTests(1);
 
   auto started = std::chrono::steady_clock::now();
   EXPECT_EQ(Run(0, folder), 10000);
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(60));
-  EXPECT_EQ(Names(folder), (std::vector<std::string>{"5.flv", std::string(251, 'L') + ".flv",
-                                                     "Last.flv", "__-__-escape 1-10000.flv"}));
+  EXPECT_EQ(Names(folder),
+            (std::vector<std::string>{"5.flv", std::string(251, 'L') + ".flv", "Last.flv",
+                                      "Linger.flv", "__-__-escape 1-10000.flv"}));
   EXPECT_EQ(ReadWhole((folder / "__-__-escape 1-10000.flv").string()), ClipBytes(".flv"));
   EXPECT_EQ(ReadWhole((folder / "Last.flv").string()).substr(0, 3), "FLV") << "remuxed";
   EXPECT_EQ(web.Count("media.test", "/clip.flv?s=x,y"), 1) << "decoded twice";
   EXPECT_EQ(web.Count("media.test", "/five.flv"), 0) << "the Flash format prefers 34";
-  EXPECT_EQ(web.Count("tube.test", "/watch"), 12) << "two scans for each of 6 pages";
+  EXPECT_EQ(web.Count("tube.test", "/watch"), 16) << "two scans for each of 8 pages";
   EXPECT_TRUE(fs::exists(env.program / "Web" / "MenuVideo.htm")) << "the menu is rebuilt";
 
   // A folder that can't be written: the download stays in Temp, and the
