@@ -1,14 +1,6 @@
 // The test web for gtest tests: starts tests/testweb/testweb.py on a sites
 // folder of the test's own, maps host names to it in hosts.ini, and reads the
-// server's request log. Header only; see tests/testweb/README.md.
-//
-//   TestWeb web;                                  // sites below a temp folder
-//   web.Put("lists.test", "/Top.ini", "[Top]\n..."); // a file a host serves
-//   web.Answer("search.test", "/search?p=Rocket%20Race", {"file=rocket.html"});
-//   ASSERT_TRUE(web.Start());
-//   web.WriteHosts(systemFolder, {"lists.test", "search.test"});
-//   ... the code under test fetches http(s)://lists.test/Top.ini ...
-//   EXPECT_EQ(web.Count("lists.test", "/Top.ini"), 1);
+// server's request log. See tests/testweb/README.md.
 #pragma once
 
 #include <fcntl.h>
@@ -22,7 +14,6 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -31,16 +22,14 @@
 extern char** environ;
 
 struct TestWebRequest {
-  std::string method; // GET, HEAD, ...
-  std::string scheme; // http or https
-  std::string host;   // the Host header as sent, lower case ("-" when none)
-  std::string target; // path with query, as received (escapes kept)
+  std::string method, scheme; // GET, ...; http or https
+  std::string host;           // the Host header as sent, lower case ("-" when none)
+  std::string target;         // path with query, as received (escapes kept)
 };
 
 class TestWeb {
  public:
-  // root: a folder the server may use (made when missing); empty makes a
-  // temporary one that is removed again by the destructor.
+  // root: a folder for the server (made when missing); empty: a temporary one.
   explicit TestWeb(std::filesystem::path root = {}) {
     if (root.empty()) {
       char pattern[] = "/tmp/skerry-testweb-XXXXXX";
@@ -61,8 +50,7 @@ class TestWeb {
   TestWeb(const TestWeb&) = delete;
   TestWeb& operator=(const TestWeb&) = delete;
 
-  // The folder of host's files (made when missing): a request for /a/b.swf
-  // is answered with <Site(host)>/a/b.swf, / with index.html.
+  // The folder of host's files (made when missing); / is index.html.
   std::filesystem::path Site(const std::string& host) {
     std::filesystem::path folder = root_ / "sites" / Lower(host);
     std::filesystem::create_directories(folder);
@@ -76,12 +64,9 @@ class TestWeb {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
 
-  // Adds a special answer for target (a path with or without a query, as the
-  // client sends it or percent-decoded; "*" for every path of the host) made
-  // of the rules of README.md ("status=303", "location=...", "file=x.html",
-  // "body=...", "date=...", "chunked", "nolength", "rate=N", "cut=N",
-  // "stall=MS", "after=N", "delay=MS", "header=Name: value", "type=...").
-  // The first line for a target wins; takes effect at the next request.
+  // Adds a special answer for target (a path with or without a query, as sent
+  // or decoded; "*" for every path) made of the rules of README.md. The first
+  // line for a target wins.
   void Answer(const std::string& host, const std::string& target,
               std::initializer_list<std::string> rules) {
     std::string line = target;
@@ -90,20 +75,17 @@ class TestWeb {
     std::ofstream(Site(host) / ".answers", std::ios::app) << line << "\n";
   }
 
-  // Starts the server (plain http and TLS on one port) and waits until it
-  // listens, up to timeoutSeconds. False when it did not come up.
+  // Starts the server (http and TLS on one port); false when it did not come up.
   bool Start(int timeoutSeconds = 20) {
     Stop();
     std::filesystem::remove(root_ / "port");
-    std::string script = ScriptPath();
-    std::string sites = (root_ / "sites").string();
     std::string portFile = (root_ / "port").string();
-    std::string log = LogPath();
-    std::string certs = (root_ / "cert").string();
-    std::string parent = std::to_string(getpid());
-    std::vector<std::string> args = {"python3",     script,   "--sites",  sites,
-                                     "--port-file", portFile, "--log",    log,
-                                     "--cert-dir",  certs,    "--parent", parent};
+    std::vector<std::string> args = {"python3",     ScriptPath(),
+                                     "--sites",     (root_ / "sites").string(),
+                                     "--port-file", portFile,
+                                     "--log",       LogPath(),
+                                     "--cert-dir",  (root_ / "cert").string(),
+                                     "--parent",    std::to_string(getpid())};
     std::vector<char*> argv;
     for (std::string& arg : args)
       argv.push_back(arg.data());
@@ -139,16 +121,13 @@ class TestWeb {
   }
 
   unsigned short Port() const { return port_; }
-  // The server's self-signed certificate (PEM), valid for every host folder
-  // present at Start, localhost and 127.0.0.1.
+  // The server's certificate (PEM), for every host folder present at Start.
   std::string Certificate() const { return (root_ / "cert" / "cert.pem").string(); }
   std::string LogPath() const { return (root_ / "requests.log").string(); }
 
-  // hosts.ini in systemFolder (made when missing; the test's
-  // $SKERRY_SYSTEM_DIR) sending each of hosts to the server, trusting its
-  // certificate for them. extra is written as it stands between the [Hosts]
-  // lines and the closing [Trust] section (more host lines, or a [Trust]
-  // section of its own, which then wins).
+  // hosts.ini in systemFolder ($SKERRY_SYSTEM_DIR) sending hosts to the server
+  // and trusting its certificate; extra goes before the [Trust] section (more
+  // host lines, or a [Trust] section of its own, which then wins).
   void WriteHosts(const std::filesystem::path& systemFolder, const std::vector<std::string>& hosts,
                   const std::string& extra = "") const {
     std::filesystem::create_directories(systemFolder);
@@ -159,7 +138,7 @@ class TestWeb {
     out << extra << "\n[Trust]\nCertificate=" << Certificate() << "\n";
   }
 
-  // Every request so far, in the order the server received them.
+  // Every request so far, in order.
   std::vector<TestWebRequest> Requests() const {
     std::vector<TestWebRequest> requests;
     std::ifstream in(LogPath());
@@ -173,8 +152,8 @@ class TestWeb {
     return requests;
   }
 
-  // How many requests named host (port ignored) and target (as received;
-  // without a query in target, any query matches).
+  // How many requests named host and target (as received; with no query in
+  // target, any query matches).
   int Count(const std::string& host, const std::string& target) const {
     int count = 0;
     for (const TestWebRequest& request : Requests()) {
@@ -199,11 +178,7 @@ class TestWeb {
   static std::string ScriptPath() {
     if (const char* source = getenv("SKERRY_SOURCE_DIR"); source != nullptr && *source != '\0')
       return std::string(source) + "/tests/testweb/testweb.py";
-#ifdef SKERRY_SOURCE_DIR
-    return SKERRY_SOURCE_DIR "/tests/testweb/testweb.py";
-#else
     return (std::filesystem::path(__FILE__).parent_path() / "testweb.py").string();
-#endif
   }
 
   std::filesystem::path root_;
