@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <random>
 #include <thread>
 #include <vector>
@@ -75,27 +74,23 @@ TEST(IniWrite, WritersLoseNoKeyAndReadersSeeNoGap) {
   TempFolder dir;
   std::string file = dir / "threads.ini";
   WriteBytes(file, "[s]\nfixed=yes\n");
-  std::atomic<bool> wrong{false}, writing{true};
-  std::thread reader([&] {
-    char out[16];
-    while (writing) {
-      IniRead(file.c_str(), "s", "fixed", "", out, sizeof out);
-      if (std::strcmp(out, "yes") != 0)
-        wrong = true;
-    }
+  std::atomic<int> writing{4};
+  std::atomic<bool> wrong{false};
+  std::vector<std::thread> threads;
+  threads.emplace_back([&] {
+    while (writing > 0)
+      wrong = wrong || IniReadString(file.c_str(), "s", "fixed") != "yes";
   });
-  std::vector<std::thread> writers;
   for (int t = 0; t < 4; ++t)
-    writers.emplace_back([&, t] {
+    threads.emplace_back([&, t] {
       for (int i = 0; i < 50; ++i) {
         std::string key = "t" + std::to_string(t) + "k" + std::to_string(i);
         IniWrite(file.c_str(), "s", key.c_str(), key.c_str());
       }
+      --writing;
     });
-  for (auto& w : writers)
-    w.join();
-  writing = false;
-  reader.join();
+  for (auto& t : threads)
+    t.join();
   EXPECT_FALSE(wrong);
   EXPECT_EQ(IniKeys(file.c_str(), "s").size(), 201u);
   EXPECT_EQ(IniReadString(file.c_str(), "S", "t3k49"), "t3k49");
