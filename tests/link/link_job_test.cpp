@@ -81,11 +81,16 @@ class LinkJobTest : public testing::Test {
     return PumpUntil([&] { return Refreshes() >= n; });
   }
   std::string GameFile(const std::string& name) { return (program / "Game" / name).string(); }
-  // A page at /<name>.htm embedding file, which holds bytes.
-  void Page(const std::string& name, const std::string& file, const std::string& bytes) {
+  // A page at /<name>.htm embedding file, which holds bytes, answered by rules
+  // (tab-separated).
+  void Page(const std::string& name, const std::string& file, const std::string& bytes,
+            const std::string& rules = "") {
     web.Put("games.test", "/" + name + ".htm",
             "<embed src=\"http://games.test" + file + "\" width=640 height=480>");
     web.Put("games.test", file, bytes);
+    if (!rules.empty())
+      std::ofstream(web.Site("games.test") / ".answers", std::ios::app)
+          << file << "\t" << rules << "\n";
   }
 
   TestWeb web;
@@ -107,28 +112,17 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   // the user's file as it was and nothing under the new name.
   fs::path keep = GameFile("kept.swf");
   std::ofstream(keep) << "the user's own";
-  struct Row {
-    const char* page;
-    std::vector<std::string> rules;
-    std::string saveAs;
-  };
-  const Row rows[] = {
-      {"cut", {"cut=100"}, keep.string()},
-      {"huge",
-       {"nolength", "header=Content-Length: 2000000000", "stall=30000", "after=100"},
+  const std::string rows[][3] = {
+      {"cut", "cut=100", keep.string()},
+      {"huge", "nolength\theader=Content-Length: 2000000000\tstall=30000\tafter=100",
        GameFile("Huge.swf")},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.page);
-    std::string file = std::string("/files/") + row.page + ".swf";
-    Page(row.page, file, Game);
-    std::string line = file;
-    for (const std::string& rule : row.rules)
-      line += "\t" + rule;
-    std::ofstream(web.Site("games.test") / ".answers", std::ios::app) << line << "\n";
+  for (const auto& [page, rules, saveAs] : rows) {
+    SCOPED_TRACE(page);
+    Page(page, "/files/" + page + ".swf", Game, rules);
     Fresh();
-    HeadlessScriptSaveAnswers({row.saveAs});
-    StartFromPage(std::string("http://games.test/") + row.page + ".htm");
+    HeadlessScriptSaveAnswers({saveAs});
+    StartFromPage("http://games.test/" + page + ".htm");
     auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(WaitForRefreshes(1));
     // Refused at the announced length, not after the server gives up.
@@ -144,9 +138,8 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
 
   // Two slow jobs saving under one name: both named in the status line,
   // neither harms the other's file, and the game stands whole.
-  Page("two", "/Two.swf", Game + "two");
+  Page("two", "/Two.swf", Game + "two", "delay=500");
   web.Answer("games.test", "/files/My Game.swf", {"rate=1000"});
-  web.Answer("games.test", "/Two.swf", {"delay=500"});
   Fresh();
   HeadlessScriptSaveAnswers({GameFile("Same.swf"), GameFile("Same.swf")});
   StartFromPage("http://games.test/page.htm");
