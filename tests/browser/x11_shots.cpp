@@ -131,8 +131,12 @@ unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
   return seen;
 }
 
-unsigned AwaitColour(unsigned colour, int x, int y, int w, int h, std::chrono::seconds wait) {
-  return AwaitScreen(x, y, w, h, wait, [colour](unsigned seen) { return Near(seen, colour); });
+testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h,
+                                     std::chrono::seconds wait) {
+  unsigned seen = AwaitScreen(x, y, w, h, wait, [colour](unsigned c) { return Near(c, colour); });
+  if (Near(seen, colour))
+    return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "saw " << Hex(seen) << ", not " << Hex(colour);
 }
 
 std::string Hex(unsigned colour) {

@@ -2,6 +2,8 @@
 // and waiting for processes, the colours the screen shows.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -28,6 +30,7 @@ bool Near(unsigned a, unsigned b);
 // Polls the box until its colour is good or wait passed; the last colour seen.
 unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
                      const std::function<bool(unsigned)>& good);
-// Polls the box until it shows colour or wait passed; the last colour seen.
-unsigned AwaitColour(unsigned colour, int x, int y, int w, int h, std::chrono::seconds wait);
+// Polls the box until it shows colour or wait passed; a failure names the colour last seen.
+testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h,
+                                     std::chrono::seconds wait);
 std::string Hex(unsigned colour);
