@@ -50,17 +50,14 @@ inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
   return false;
 }
 
+inline std::string Windows(const std::string& title) {
+  return Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null");
+}
+
 // The first visible window titled exactly title, or empty.
 inline std::string WaitWindow(const std::string& title, int seconds = 60) {
   std::string id;
-  WaitFor(
-      [&] {
-        std::istringstream(
-            Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null")) >>
-            id;
-        return !id.empty();
-      },
-      seconds);
+  WaitFor([&] { return bool(std::istringstream(Windows(title)) >> id); }, seconds);
   return id;
 }
 
@@ -71,12 +68,7 @@ inline bool AnswerBox(const std::string& title, const std::string& key) {
   if (id.empty())
     return false;
   Output("xdotool windowfocus --sync " + id + " key " + key + " 2>/dev/null");
-  WaitFor(
-      [&] {
-        return Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null")
-                   .find(id) == std::string::npos;
-      },
-      5);
+  WaitFor([&] { return Windows(title).find(id) == std::string::npos; }, 5);
   return true;
 }
 
@@ -136,19 +128,12 @@ struct Program {
     }
   }
 
-  // The exit code, 128 + signal when killed, -1 while it still runs.
-  static int WaitExit(pid_t pid, int seconds = 30) {
-    int code = -1;
-    WaitFor(
-        [&] {
-          int status = 0;
-          if (waitpid(pid, &status, WNOHANG) != pid)
-            return false;
-          code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-          return true;
-        },
-        seconds);
-    return code;
+  // The exit code; -1 when killed or still running after 30 s.
+  static int WaitExit(pid_t pid) {
+    int status = 0;
+    if (!WaitFor([&] { return waitpid(pid, &status, WNOHANG) == pid; }))
+      return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 };
 

@@ -40,15 +40,13 @@ TEST(HostValue, TakesNumericAddressesWithPortsInRange) {
 
 class HostsTest : public testing::Test {
  protected:
-  void SetUp() override {
-    env = MakeWebEnv();
-    system = env.root / "system";
-    fs::create_directories(system);
-  }
+  void SetUp() override { env = MakeWebEnv(); }
   void TearDown() override { DropWebEnv(env); }
-  void WriteTable(const std::string& text) { WriteWhole((system / "hosts.ini").string(), text); }
+  void WriteTable(const std::string& text) {
+    fs::create_directories(env.root / "system");
+    WriteWhole((env.root / "system/hosts.ini").string(), text);
+  }
   WebEnv env;
-  fs::path system;
 };
 
 TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
@@ -83,11 +81,11 @@ TEST_F(HostsTest, NamesAnyCaseAndTrustsOnlyTheNamedCertificate) {
   TestWeb web;
   web.Put("games.test", "/dir/Game.swf", "FWS-game");
   ASSERT_TRUE(web.Start());
-  web.WriteHosts(system, {"Games.Test"});
+  web.WriteHosts(env.root / "system", {"Games.Test"});
   std::string swf = env.File("game.swf");
   EXPECT_EQ(URLDownloadToFile("https://games.test/dir/Game.swf", swf.c_str()), 0);
   EXPECT_EQ(ReadWhole(swf), "FWS-game");
 
-  web.WriteHosts(system, {"games.test"}, "[Trust]\nCertificate=\n");
+  web.WriteHosts(env.root / "system", {"games.test"}, "[Trust]\nCertificate=\n");
   EXPECT_NE(URLDownloadToFile("https://games.test/dir/Game.swf", env.File("untrusted").c_str()), 0);
 }

@@ -1,7 +1,6 @@
 // The setting the web tests run in: a temporary program folder with its
-// Define.ini, a system folder and a cache home of their own (so downloads
-// leave their cache copies there), short pacing sleeps and a resolver that
-// gives up quickly. Made once per test; removed with its files afterwards.
+// Define.ini, system folder and cache home, no pacing sleeps and a resolver
+// that gives up quickly.
 #pragma once
 
 #include <gtest/gtest.h>
