@@ -1,9 +1,7 @@
-// The pieces under the menus: whole-file replacement, the drive table from
-// drives.ini (from mounts: tests/video/phone_drive_test.cpp), and the index file
-// checked against the INI engine's own reading.
+// The pieces under the menus: whole-file replacement and its stale sweep, and
+// the drive table from drives.ini (from mounts: tests/video/phone_drive_test.cpp).
 #include "library_fixture.h"
 
-#include "library/index_file.h"
 #include "platform/drives.h"
 #include "platform/files.h"
 
@@ -58,32 +56,6 @@ TEST_F(Files, DrivesIni) {
   EXPECT_EQ(DriveTypeOfPath((program + "/Webbed").c_str()), DriveFixed);
   SetDrives("E=" + program + "\n");
   EXPECT_EQ(DriveTypeOfPath("/etc/passwd"), DriveNoRoot);
-}
-
-TEST_F(Files, IndexEditsKeepForeignLinesAndReadLikeTheEngine) {
-  const std::string path = program + "/iGame.ini";
-  WriteText(path, "; state\r\n[status]\r\nFiles = 2\r\n\r\n[GameName]\r\nGame/a.swf=1\r\n; note\r\n"
-                  "Game/b.swf=\"2\"\r\n\r\n[GameNo]\r\n1=Game/a.swf\r\n; kept\r\n2=Game/b.swf\r\n"
-                  "[Other]\r\nx=y\r\n[EnvAll]\r\nWhere=there");
-  IndexFile index;
-  IndexLoad(index, path);
-  EXPECT_EQ(IndexRead(index, "STATUS", "files"), "2");
-  EXPECT_EQ(IndexRead(index, "GameName", "game/B.SWF"), "2");
-  EXPECT_EQ(IndexText(index), ReadText(path));
-  IndexRemoveSection(index, "GameNo");
-  IndexWrite(index, "GameName", "Game/c.swf", "3");
-  IndexWrite(index, "Status", "Files", "3");
-  IndexWrite(index, "GameNo", "1", "Game/a.swf");
-  IndexWrite(index, "Other", "z", "a%Where%b");
-  IndexWrite(index, "Other", "lines", "one\r\ntwo");
-  EXPECT_EQ(IndexRead(index, "Other", "lines"), "one\r\ntwo");
-  EXPECT_EQ(IndexText(index),
-            "; state\r\n[status]\r\nFiles=3\r\n\r\n[GameName]\r\nGame/a.swf=1\r\n; note\r\n"
-            "Game/b.swf=\"2\"\r\nGame/c.swf=3\r\n\r\n; kept\r\n[Other]\r\nx=y\r\nz=athereb\r\n"
-            "lines=one@@two\r\n[EnvAll]\r\nWhere=there\r\n[GameNo]\r\n1=Game/a.swf\r\n");
-  ASSERT_TRUE(IndexSave(index));
-  EXPECT_EQ(IniReadString(path.c_str(), "GameName", "Game/c.swf"), "3");
-  EXPECT_EQ(IniReadString(path.c_str(), "Other", "z"), "athereb");
 }
 
 } // namespace
