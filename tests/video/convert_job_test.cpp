@@ -8,8 +8,6 @@
 #include "video/convert.h"
 #include "video/video_jobs.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -66,7 +64,7 @@ class ConvertJobRun : public TempFolder {
     fs::create_directories(prog);
     SetModulePathForTests(prog + "/skerry");
     std::ofstream(prog + "/ffmpeg") << StandIn;
-    chmod((prog + "/ffmpeg").c_str(), 0755);
+    fs::permissions(prog + "/ffmpeg", fs::perms::owner_all);
   }
   void TearDown() override {
     if (job.joinable())

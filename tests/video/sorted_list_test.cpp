@@ -88,15 +88,13 @@ class ListJob : public ::testing::Test {
     ASSERT_TRUE(web.Start());
     web.WriteHosts(env.root / "system", {"lists.test", "tube.test", "media.test"});
   }
-
   // One job in slot, the lines of its status line as they came.
-  int Run(std::uint32_t format, const fs::path& dir, std::uint32_t entry = 0,
-          std::uint32_t slot = 3, const std::string& list = "/sortlink.htm") {
+  int Run(std::uint32_t format, const fs::path& dir, std::uint32_t slot = 3,
+          const std::string& list = "/sortlink.htm") {
     VideoCollectRecord& v = VideoCollect();
     v.CollectListUrl.Set("http://lists.test" + list);
     v.CollectDir.Set(dir.string());
     v.CollectFormat = format;
-    v.VideoJobs[slot].StartEntry = entry;
     v.VideoJobs[slot].ConvertTarget.Set(format != 0 ? dir.string() : "");
     std::atomic<bool> done{false};
     std::thread watch([&] {
@@ -151,7 +149,7 @@ TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
   Start();
   fs::path converting = env.root / "converting";
   fs::create_directories(converting);
-  std::thread first([&] { Run(0, folder, 0, 1, "/f.htm"); });
+  std::thread first([&] { Run(0, folder, 1, "/f.htm"); });
   for (int i = 0; i < 500 && web.Count("media.test", "/slow.flv") == 0; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   EXPECT_EQ(Run(FormatMp4, converting), 3);
