@@ -78,6 +78,24 @@ TEST_F(Jobs, DailyWalksLetterKeysPastZ) {
   EXPECT_TRUE(HeadlessBoxes().empty());
 }
 
+TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
+  // The first top list waits at its start prompt; the second start finds it
+  // running and starts nothing. The same for the daily job.
+  WriteWhole((env.program / "top.ini").string(), "[List]\n");
+  HeadlessInstall();
+  HeadlessScriptAnswers({IDNO});
+  StartTopListJob(panel, "top.ini", Game().c_str());
+  StartTopListJob(panel, "top.ini", Game().c_str());
+  HeadlessPumpFor(5000, 300);
+  EXPECT_EQ(HeadlessBoxes().size(), 1u);
+  Panel().DailyMode = 2;
+  StartDailyJob(panel, "http://web.test/none.htm", Game().c_str());
+  StartDailyJob(panel, "http://web.test/none.htm", Game().c_str());
+  for (int i = 0; i < 500 && DailyJobRunning(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(web.Count("web.test", "/none.htm"), 1);
+}
+
 TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
   std::string many = "[List]\n";
   for (int i = 1; i <= 10000; ++i)
