@@ -83,8 +83,12 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
   posix_spawnattr_setsigmask(&attr, &none);
   posix_spawnattr_setsigdefault(&attr, &defaults);
   short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
-  if (request.detach)
+  if (request.detach) {
     flags |= POSIX_SPAWN_SETSID;
+  } else if (request.ownGroup) {
+    flags |= POSIX_SPAWN_SETPGROUP;
+    posix_spawnattr_setpgroup(&attr, 0);
+  }
   posix_spawnattr_setflags(&attr, flags);
 
   posix_spawn_file_actions_t actions;
@@ -107,6 +111,7 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     return result;
   }
   result.pid = pid;
+  result.group = request.detach || request.ownGroup;
   return result;
 }
 
@@ -137,6 +142,8 @@ bool ProcessWait(ProcessResult* process, int timeoutMs) {
 void ProcessKill(ProcessResult* process) {
   if (process->pid <= 0)
     return;
+  if (process->group)
+    kill(-process->pid, SIGKILL);
   kill(process->pid, SIGKILL);
   ProcessWait(process, -1);
 }

@@ -16,6 +16,9 @@ struct ProcessRequest {
   // Own session: the child outlives this process's terminal and signals
   // (Panes live on after the Panel).
   bool detach = false;
+  // A process group of its own, led by the child: ProcessKill then ends the
+  // children it started too (a resolver that runs helpers of its own).
+  bool ownGroup = false;
   // Descriptors the child gets as its standard input, output and error; -1
   // leaves it this process's own. The caller keeps and closes them.
   int inputFd = -1;
@@ -24,9 +27,10 @@ struct ProcessRequest {
 };
 
 struct ProcessResult {
-  int pid = 0;       // 0 when nothing started
-  int exitCode = -1; // the exit status once waited for; 128 + signal when killed
-  std::string error; // why nothing started, or why the wait failed
+  int pid = 0;        // 0 when nothing started
+  int exitCode = -1;  // the exit status once waited for; 128 + signal when killed
+  std::string error;  // why nothing started, or why the wait failed
+  bool group = false; // the child leads a process group of its own
 };
 
 // Where the child's standard output and error go: a file, made or emptied

@@ -314,6 +314,7 @@ std::string ResolveVideoAddress(const char* pageUrl) {
   request.inputFd = quiet;
   request.outputFd = pipeFds[1];
   request.errorFd = quiet;
+  request.ownGroup = true;
   ProcessResult process = ProcessStart(request);
   close(pipeFds[1]);
   if (quiet >= 0)

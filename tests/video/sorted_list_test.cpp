@@ -203,8 +203,11 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   for (const char* id : {"long", "untitled", "last"})
     Page(std::string("/watch?v=") + id, {{"34", "http://media.test/clip.mp4"}});
   std::string script = (env.root / "resolve").string();
-  std::ofstream(script) << "#!/bin/sh\ncase \"$1\" in *v=slow*) exec sleep 100;; esac\n"
-                           "echo http://media.test/clip.mp4\nexec sleep 100\n";
+  // The resolver lingers in a helper of its own, which must end with it.
+  fs::path sleepers = env.root / "sleepers";
+  std::ofstream(script) << "#!/bin/sh\nsleep 100 & echo $! >> " << sleepers
+                        << "\ncase \"$1\" in *v=slow*) wait; exit;; esac\n"
+                           "echo http://media.test/clip.mp4\nwait\n";
   fs::permissions(script, fs::perms::owner_all);
   std::ofstream(env.program / "Define.ini", std::ios::app)
       << "[Video]\nResolver=" << script << "\nResolverTimeout=2\n";
@@ -224,6 +227,12 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   EXPECT_EQ(web.Count("media.test", "/five.flv"), 0) << "the Flash format prefers 34";
   EXPECT_EQ(web.Count("tube.test", "/watch"), 16) << "two scans for each of 8 pages";
   EXPECT_TRUE(fs::exists(env.program / "Web" / "MenuVideo.htm")) << "the menu is rebuilt";
+  std::ifstream pids(sleepers);
+  for (std::string pid; pids >> pid;) {
+    for (int i = 0; i < 100 && fs::exists("/proc/" + pid); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(fs::exists("/proc/" + pid)) << "a resolver's helper outlived it";
+  }
 
   // A folder that can't be written: the download stays in Temp, and the
   // line says so until the next entry's page has come.
