@@ -18,7 +18,7 @@
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
-#include "tests/web/script_server.h"
+#include "bench/loopback_server.h"
 #include "video/video_jobs.h"
 
 extern char** environ;

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "platform/url_download.h"
-#include "tests/web/script_server.h"
+#include "bench/loopback_server.h"
 
 extern char** environ;
 

@@ -1,8 +1,8 @@
-// A scripted HTTP server on 127.0.0.1 for the web tests: each connection's
-// request is recorded, and a responder chooses the answer, played as a list
-// of steps (bytes to send, then a pause), after which the connection is
-// closed or held open until the client closes or the server stops. One server
-// per test case; the port is picked by the system.
+// A scripted HTTP server on 127.0.0.1 for the benchmarks, which need a server
+// faster than the test web: each connection's request is recorded, and a
+// responder chooses the answer, played as a list of steps (bytes to send, then
+// a pause), after which the connection is closed or held open until the client
+// closes or the server stops. The port is picked by the system.
 #pragma once
 
 #include <arpa/inet.h>
