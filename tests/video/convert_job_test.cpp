@@ -1,7 +1,6 @@
-// The conversion job's hand-over rules and its failures, with short pacing
-// and a stand-in ffmpeg beside the program that logs its inputs, says it is
-// half done, waits while a "hold" file exists, fails on sources named "Bad",
-// leaves no output for "Empty", hangs for "Hang", and else copies its input.
+// The conversion job's hand-over rules and failures, with a stand-in ffmpeg
+// that logs its inputs, holds while "hold" exists, fails on "Bad", hangs on
+// "Hang", and else copies.
 #include "panel/panel_state.h"
 #include "shell/module_path.h"
 #include "tests/video/clips.h"
@@ -26,17 +25,24 @@ std::atomic<int> passesSinceDelivery{0};
 // Every pause of the job is a millisecond, and a look at the status lines.
 void ShortSleep(unsigned ms) {
   passesSinceDelivery = ms == 300 ? 0 : passesSinceDelivery + (ms == 600);
-  {
-    std::lock_guard<std::mutex> hold(seenLock);
-    seenLines.insert(Panel().CollectStatus.Get());
-    seenLines.insert(Panel().PhoneStatus.Get());
-  }
+  std::unique_lock<std::mutex> hold(seenLock);
+  seenLines.insert({Panel().CollectStatus.Get(), Panel().PhoneStatus.Get()});
+  hold.unlock();
   std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-bool Seen(const std::string& line) {
-  std::lock_guard<std::mutex> hold(seenLock);
-  return seenLines.count(line) > 0;
+template <class Pred> bool WaitFor(Pred pred) {
+  for (int i = 0; i < 3000 && !pred(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return pred();
+}
+
+// Whether the status lines showed line, waited for.
+bool SeenSoon(const std::string& line) {
+  return WaitFor([&] {
+    std::lock_guard<std::mutex> hold(seenLock);
+    return seenLines.count(line) > 0;
+  });
 }
 
 constexpr const char* StandIn = R"(#!/bin/sh
@@ -48,7 +54,7 @@ echo "  Duration: 00:00:10.00, start: 0.000000" >&2
 echo "out_time_us=5000000"
 while [ -e "$here/hold" ]; do sleep 0.02; done
 case "$src" in *Bad*) echo "Invalid data found when processing input" >&2; exit 1;; esac
-case "$src" in *Empty*) exit 0;; *Hang*) while :; do sleep 0.05; done;; esac
+case "$src" in *Hang*) while :; do sleep 0.05; done;; esac
 cp "$src" "$out"
 )";
 
@@ -56,12 +62,9 @@ class ConvertJobRun : public TempFolder {
  protected:
   void SetUp() override {
     TempFolder::SetUp();
-    ResetVideoCollect();
-    ResetPanelState(Panel());
-    seenLines.clear();
+    ResetVideoCollect(), ResetPanelState(Panel()), seenLines.clear();
     SetVideoSleepForTests(ShortSleep);
-    prog = dir + "/prog";
-    fs::create_directories(prog);
+    fs::create_directories(prog = dir + "/prog");
     SetModulePathForTests(prog + "/skerry");
     std::ofstream(prog + "/ffmpeg") << StandIn;
     fs::permissions(prog + "/ffmpeg", fs::perms::owner_all);
@@ -71,9 +74,7 @@ class ConvertJobRun : public TempFolder {
       EndJob();
     for (const std::string& m : mounts)
       EXPECT_EQ(std::system(("umount '" + m + "'").c_str()), 0);
-    SetVideoSleepForTests(nullptr);
-    SetModulePathForTests("");
-    TempFolder::TearDown();
+    SetVideoSleepForTests(nullptr), SetModulePathForTests(""), TempFolder::TearDown();
   }
 
   void Start(std::uint32_t format, const std::string& target) {
@@ -85,15 +86,8 @@ class ConvertJobRun : public TempFolder {
   // A finished download: written aside, renamed into place, announced.
   void Drop(const std::string& stem, int k, std::size_t bytes = 1000) {
     std::ofstream(dir + "/.incoming") << std::string(bytes, 'v');
-    ASSERT_EQ(
-        rename((dir + "/.incoming").c_str(), (dir + "/" + stem + "~" + std::to_string(k)).c_str()),
-        0);
+    fs::rename(dir + "/.incoming", dir + "/" + stem + "~" + std::to_string(k));
     VideoCollect().VideoJobs[0].ConvertBase.Set(dir + "/" + stem);
-  }
-  template <class Pred> bool WaitFor(Pred pred) {
-    for (int i = 0; i < 3000 && !pred(); ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return pred();
   }
   int Runs() {
     std::ifstream log(prog + "/runs.log");
@@ -132,17 +126,14 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
     return Panel().CollectStatus.Get() == "Converting /Clip0000~1 video now... 50%";
   })) << Panel().CollectStatus.Get();
   // Two downloads end during the conversion: the first stem is never seen.
-  Drop("Bbbb0000", 2);
-  Drop("Cccc0000", 3);
+  Drop("Bbbb0000", 2), Drop("Cccc0000", 3);
   fs::remove(prog + "/hold");
   ASSERT_TRUE(WaitFor([&] { return !FileThere(dir + "/Cccc0000~3"); }));
   EXPECT_TRUE(FileThere(out + "/Clip0000~1.avi"));
   EXPECT_TRUE(FileThere(out + "/Cccc0000~3.avi"));
   EXPECT_FALSE(FileThere(dir + "/Clip0000~1"));
-  EXPECT_FALSE(FileThere(dir + "/Clip0000~1-1.avi"));
   EXPECT_TRUE(FileThere(dir + "/Bbbb0000~2"));
   EXPECT_EQ(Runs(), 2);
-  EXPECT_TRUE(Seen("Copy /Cccc0000~3 video to storage now..."));
   // Long idle while the download job runs: the job stays.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_FALSE(ended);
@@ -159,9 +150,9 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
   EXPECT_TRUE(Panel().CollectStatus.Empty());
 }
 
-// A tool that fails, leaves nothing, stalls or is missing, a card that gives
-// out a quarter into an upload, a target that can't be written: the source
-// stays, the line says why, the job goes on.
+// A tool that fails, stalls or is missing, a card that fills mid-upload, a
+// read-only target: the source stays, the line says why, the job goes on.
+// (A good upload to a card is the video road's.)
 TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   std::string card = dir + "/card";
   bool small = Mount(card, "size=256k");
@@ -169,36 +160,25 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   std::ofstream(prog + "/Define.ini") << "[Video]\nFfmpegStall=2\n";
   Start(FormatPhone, card + "/Videos");
   Drop("Bad00000", 1);
-  EXPECT_TRUE(WaitFor([&] {
-    return Seen("Converting /Bad00000~1 video failed: exit 1: Invalid data found when "
-                "processing input");
-  }));
-  Drop("Empty0000", 2);
-  EXPECT_TRUE(
-      WaitFor([&] { return Seen("Converting /Empty0000~2 video failed: ffmpeg left no output"); }));
-  Drop("Good0000", 3);
-  ASSERT_TRUE(WaitFor([&] { return FileThere(card + "/Videos/Good0000~3.3gp"); }));
-  EXPECT_TRUE(WaitFor([&] { return !FileThere(dir + "/Good0000~3"); }));
+  EXPECT_TRUE(SeenSoon("Converting /Bad00000~1 video failed: exit 1: Invalid data found when "
+                       "processing input"));
   Drop("Hang0000", 4);
-  EXPECT_TRUE(
-      WaitFor([&] { return Seen("Converting /Hang0000~4 video failed: no progress for 2 s"); }));
+  EXPECT_TRUE(SeenSoon("Converting /Hang0000~4 video failed: no progress for 2 s"));
   if (small) {
     Drop("Long0000", 5, 1 << 20);
-    EXPECT_TRUE(
-        WaitFor([&] { return Seen("Upload /Long0000~5 video failed: No space left on device"); }));
+    EXPECT_TRUE(SeenSoon("Upload /Long0000~5 video failed: No space left on device"));
   }
   // No tool at all: neither beside the program nor on PATH.
   std::string path = getenv("PATH");
   setenv("PATH", dir.c_str(), 1);
   fs::remove(prog + "/ffmpeg");
   Drop("Gone0000", 6);
-  EXPECT_TRUE(WaitFor([&] { return Seen("Converting /Gone0000~6 video failed: no ffmpeg"); }));
+  EXPECT_TRUE(SeenSoon("Converting /Gone0000~6 video failed: no ffmpeg"));
   setenv("PATH", path.c_str(), 1);
   EndJob();
-  EXPECT_TRUE(Seen("Upload /Good0000~3 video to phone now..."));
-  for (const char* kept : {"Bad00000~1", "Empty0000~2", "Hang0000~4", "Gone0000~6"})
+  for (const char* kept : {"Bad00000~1", "Hang0000~4", "Gone0000~6"})
     EXPECT_TRUE(FileThere(dir + "/" + kept)) << kept;
-  EXPECT_EQ(Runs(), 4 + small); // a failed source is not tried again
+  EXPECT_EQ(Runs(), 2 + small); // a failed source is not tried again
   EXPECT_TRUE(Panel().PhoneStatus.Empty());
   // Nothing half-written of the upload stays, on the card or beside it.
   std::vector<std::string> left;
@@ -212,8 +192,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   if (Mount(readOnly, "ro,size=1m")) {
     Start(FormatMp4, readOnly);
     Drop("Clip0000", 7);
-    EXPECT_TRUE(
-        WaitFor([&] { return Seen("Copy /Clip0000~7 video failed: Read-only file system"); }));
+    EXPECT_TRUE(SeenSoon("Copy /Clip0000~7 video failed: Read-only file system"));
     EndJob();
     EXPECT_TRUE(FileThere(dir + "/Clip0000~7"));
   }
