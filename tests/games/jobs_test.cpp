@@ -82,7 +82,6 @@ TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
   // The first top list waits at its start prompt; the second start finds it
   // running and starts nothing. The same for the daily job.
   WriteWhole((env.program / "top.ini").string(), "[List]\n");
-  HeadlessInstall();
   HeadlessScriptAnswers({IDNO});
   StartTopListJob(panel, "top.ini", Game().c_str());
   StartTopListJob(panel, "top.ini", Game().c_str());
