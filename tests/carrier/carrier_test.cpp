@@ -1,6 +1,5 @@
-// The carrier server against real clients on its Unix socket: client threads
-// of this process, and child processes where a second process matters. The
-// server is serviced on the test thread.
+// The carrier server against real clients on its Unix socket, serviced on the
+// test thread. (The Panel reaching a Pane's record is tests/panes'.)
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -24,7 +23,7 @@
 namespace {
 
 std::mutex seenLock;
-std::vector<std::string> seen; // "POST m w l", "SEND m w l", "TEXT c t", "WINDOW op a.."
+std::vector<std::string> seen; // "POST m w l", "TEXT c t", ...
 std::thread::id servicingThread;
 bool offThread = false;
 
@@ -71,10 +70,7 @@ int BindAt(const std::string& path) {
 // Runs work on a client thread while the test thread services the server.
 void OnClient(const std::function<void()>& work) {
   std::atomic<bool> done{false};
-  std::thread t([&] {
-    work();
-    done = true;
-  });
+  std::thread t([&] { work(), done = true; });
   EXPECT_TRUE(ServiceUntil([&] { return done.load(); }, 10000));
   t.join();
 }
@@ -90,37 +86,22 @@ CarrierConnection Greeted(int pid) {
   return c;
 }
 
-// A greeted client that announced itself as a Pane of handle h.
-CarrierConnection Pane(int pid, unsigned announce, WParam h, Hwnd live) {
-  CarrierConnection c = Greeted(pid);
-  CarrierClientPost(&c, announce, h, 0);
-  EXPECT_TRUE(ServiceUntil([&] { return WinIsWindow(live); }));
-  std::lock_guard<std::mutex> hold(seenLock);
-  seen.clear(); // the announcement
-  return c;
-}
-
 class CarrierTest : public ::testing::Test {
  protected:
   TempFolder runtime{"skerry-carrier"};
   void SetUp() override {
     setenv("XDG_RUNTIME_DIR", runtime.path.c_str(), 1);
-    seen.clear(); // no client yet
-    offThread = false;
-    servicingThread = std::this_thread::get_id();
+    seen.clear(), offThread = false, servicingThread = std::this_thread::get_id();
     std::string error;
     ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
     SetPaneBackend(CarrierPaneBackend());
   }
-  void TearDown() override {
-    CarrierClose();
-    SetPaneBackend(nullptr);
-  }
+  void TearDown() override { CarrierClose(), SetPaneBackend(nullptr); }
 };
 
 TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
-  std::string path = CarrierSocketPath(), error;
-  EXPECT_EQ(path, runtime.path + "/skerry/panel.sock");
+  std::string path = runtime.path + "/skerry/panel.sock", error;
+  EXPECT_EQ(CarrierSocketPath(), path);
   struct stat st {};
   ASSERT_EQ(stat((runtime.path + "/skerry").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0700u);
@@ -131,9 +112,7 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   EXPECT_TRUE(CarrierDescriptors().empty());
 
   // A socket whose owner went away is replaced; a user's file there is kept.
-  int fd = BindAt(path);
-  ASSERT_GE(fd, 0);
-  close(fd);
+  ASSERT_EQ(close(BindAt(path)), 0);
   EXPECT_FALSE(CarrierPanelRunning());
   ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
   EXPECT_TRUE(CarrierPanelRunning());
@@ -153,10 +132,8 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
 
 TEST_F(CarrierTest, GoodFramesReachHandlersInOrderAndBadLinesAreDropped) {
   CarrierConnection c = Greeted(1001);
-  // What the parser refuses is the frame tests'; here: a line with a zero
-  // byte and lines too long for any buffer.
-  const std::string bad[] = {"", std::string("POST 1033\0 2 3", 14), std::string(100000, 'A'),
-                             std::string(3000000, 'B')};
+  // A line with a zero byte and one too long for any buffer are dropped.
+  const std::string bad[] = {std::string("POST 1033\0 2 3", 14), std::string(3000000, 'B')};
   LResult result = 0;
   OnClient([&] {
     CarrierClientPost(&c, 1033, 20100, 0);
@@ -173,33 +150,13 @@ TEST_F(CarrierTest, GoodFramesReachHandlersInOrderAndBadLinesAreDropped) {
   EXPECT_FALSE(offThread) << "a handler ran off the servicing thread";
 }
 
-TEST_F(CarrierTest, PanelReachesPaneThroughItsRecordWhileItsConnectionLives) {
-  CarrierConnection c = Pane(1002, 1046, 0x12345, 0x2345);
-  EXPECT_FALSE(WinIsWindow(0x12345)) << "handles are 16 bits";
-  Hwnd h = 0x2345;
-  EXPECT_EQ(WinPostMessage(h, WM_QUIT, 0, 0), 1);
-  WinSetWindowPos(h, HWND_TOP, 122, 20, 396, 310, SWP_NOZORDER);
-  WinSetWindowPos(h, HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_SHOWWINDOW);
-  WinInvalidate(h);
-  std::string got;
-  CarrierFrame f;
-  ServiceUntil([&] {
-    if (CarrierClientRead(&c, &f, 0) == 1)
-      got += CarrierFormatFrame(f);
-    return std::count(got.begin(), got.end(), '\n') >= 5;
-  });
-  EXPECT_EQ(got, "POST 18 0 0\nWINDOW MOVE 122 20 396 310\nWINDOW TOPMOST 0\nWINDOW SHOW 1\n"
-                 "WINDOW REDRAW\n");
-  CarrierDisconnect(&c);
-  EXPECT_TRUE(ServiceUntil([&] { return !WinIsWindow(h); }));
-  EXPECT_EQ(WinSendMessage(h, WM_SYSCOMMAND, SC_MAXIMIZE, 0), 0);
-}
-
 // A silent Pane costs one time-out, its late answer isn't taken for the next
-// SEND's, and what other clients send meanwhile waits: no handler runs inside.
-// A Pane that never reads is dropped.
+// SEND's, no handler runs inside the wait; a Pane that never reads is dropped.
 TEST_F(CarrierTest, SendGivesUpOnSilentOrDeafPaneAndRunsNoHandlerWhileWaiting) {
-  CarrierConnection c = Pane(1004, 1049, 500, 500), other = Greeted(1005);
+  CarrierConnection c = Greeted(1004), other = Greeted(1005);
+  CarrierClientPost(&c, 1049, 500, 0); // announced as a Pane
+  ASSERT_TRUE(ServiceUntil([] { return WinIsWindow(500); }));
+  seen.clear();
   std::atomic<bool> firstTimedOut{false};
   std::thread pane([&] {
     CarrierFrame f;
@@ -235,8 +192,7 @@ TEST_F(CarrierTest, SendGivesUpOnSilentOrDeafPaneAndRunsNoHandlerWhileWaiting) {
   Greeted(1010); // the server still answers
 }
 
-// A client's HELLO is awaited without running handlers; a client silent for
-// a few seconds without HELLO is dropped, a greeted one stays.
+// A client silent for a few seconds without HELLO is dropped, a greeted one stays.
 TEST_F(CarrierTest, HelloIsAwaitedAndSilentClientsAreDropped) {
   CarrierConnection c, silent;
   std::string error;
@@ -249,7 +205,6 @@ TEST_F(CarrierTest, HelloIsAwaitedAndSilentClientsAreDropped) {
   });
   EXPECT_TRUE(CarrierWaitForClient(31337, 2000));
   t.join();
-  EXPECT_FALSE(CarrierWaitForClient(31338, 200));
   EXPECT_TRUE(Events().empty());
   EXPECT_TRUE(ServiceUntil([] { return Events() == std::vector<std::string>{"POST 1044 9 0"}; }));
 
@@ -262,10 +217,8 @@ TEST_F(CarrierTest, HelloIsAwaitedAndSilentClientsAreDropped) {
   EXPECT_EQ(CarrierClientRead(&silent, &frame, 1000), -1) << "not closed";
 }
 
-// A listener of another user (when the test may take another uid), else one
-// in a folder other users may enter, stands at the socket path: no client
-// connects to it, the single-instance test doesn't take it for a Panel, and
-// a Panel refuses to listen there, saying why.
+// A listener of another user (as root), else one in a folder open to others,
+// at the socket path: nobody connects to it or takes it for a Panel.
 TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   TempFolder runtime{"skerry-foreign"};
   chmod(runtime.path.c_str(), 0755);
@@ -279,11 +232,9 @@ TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
-    if (otherUser && (setgid(65534) != 0 || setuid(65534) != 0))
+    int fd = -1;
+    if ((otherUser && (setgid(65534) != 0 || setuid(65534) != 0)) || (fd = BindAt(path)) < 0)
       _exit(2);
-    int fd = BindAt(path);
-    if (fd < 0)
-      _exit(3);
     chmod(path.c_str(), 0777);
     (void)!write(report[1], "L", 1);
     while (accept(fd, nullptr, nullptr) >= 0)
@@ -292,8 +243,7 @@ TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   }
   close(report[1]);
   char mark = 0;
-  ASSERT_EQ(read(report[0], &mark, 1), 1);
-  ASSERT_EQ(mark, 'L');
+  ASSERT_TRUE(read(report[0], &mark, 1) == 1 && mark == 'L');
 
   setenv("XDG_RUNTIME_DIR", runtime.path.c_str(), 1);
   std::string why, error;
@@ -309,9 +259,7 @@ TEST(CarrierTrust, ForeignListenerIsNeitherTrustedNorUsed) {
   }
   pollfd p{report[0], POLLIN, 0};
   EXPECT_EQ(poll(&p, 1, 300), 0) << "something connected to the foreign listener";
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
-  close(report[0]);
+  kill(child, SIGKILL), waitpid(child, nullptr, 0), close(report[0]);
 }
 
 } // namespace
