@@ -124,7 +124,6 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   // Without a runtime folder: below the user's own state folder.
   unsetenv("XDG_RUNTIME_DIR");
   setenv("XDG_STATE_HOME", (runtime.path + "/state").c_str(), 1);
-  EXPECT_EQ(CarrierSocketPath(), runtime.path + "/state/skerry/run/panel.sock");
   ASSERT_TRUE(CarrierListen(RecordingHandlers(), &error)) << error;
   EXPECT_TRUE(CarrierPanelRunning());
   unsetenv("XDG_STATE_HOME");
@@ -193,21 +192,11 @@ TEST_F(CarrierTest, SendGivesUpOnSilentOrDeafPaneAndRunsNoHandlerWhileWaiting) {
 }
 
 // A client silent for a few seconds without HELLO is dropped, a greeted one stays.
-TEST_F(CarrierTest, HelloIsAwaitedAndSilentClientsAreDropped) {
-  CarrierConnection c, silent;
+TEST_F(CarrierTest, SilentClientsWithoutHelloAreDropped) {
+  CarrierConnection silent;
   std::string error;
-  ASSERT_TRUE(CarrierConnect(&c, "", &error) && CarrierConnect(&silent, "", &error)) << error;
-  std::thread t([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    long long native = 0;
-    EXPECT_TRUE(CarrierClientHello(&c, 31337, 3000, &native));
-    CarrierClientPost(&c, 1044, 9, 0);
-  });
-  EXPECT_TRUE(CarrierWaitForClient(31337, 2000));
-  t.join();
-  EXPECT_TRUE(Events().empty());
-  EXPECT_TRUE(ServiceUntil([] { return Events() == std::vector<std::string>{"POST 1044 9 0"}; }));
-
+  ASSERT_TRUE(CarrierConnect(&silent, "", &error)) << error;
+  CarrierConnection c = Greeted(31337);
   ASSERT_TRUE(ServiceUntil([] { return CarrierClientPids().size() == 2; }));
   auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(ServiceUntil([] { return CarrierClientPids().size() == 1; }, 10000));
