@@ -41,18 +41,10 @@ const DispatcherServices recording = [] {
     static const char* rows[] = {"Start", "Clock", "Game", "Home", "Video", "VideoSite", "Image"};
     Rec("launch", rows[row], Text(address));
   };
-  s.rebuildGameMenu = [](const char* m, const char* f, const char* p) {
-    return Rec("gameMenu", Leaf(m), Leaf(f), p), 0;
-  };
-  s.rebuildMediaMenu = [](const char* m, const char* f, const char* p) {
-    return Rec("mediaMenu", Leaf(m), Leaf(f), p), 0;
-  };
-  s.startTopListJob = [](Hwnd, const char* list, const char* f) {
-    Rec("topList", Text(list), Leaf(f));
-  };
-  s.startDailyJob = [](Hwnd, const char* list, const char* f) {
-    Rec("daily", Text(list), Leaf(f));
-  };
+  s.rebuildGameMenu = [](auto... a) { return Rec("gameMenu", Leaf(a)...), 0; };
+  s.rebuildMediaMenu = [](auto... a) { return Rec("mediaMenu", Leaf(a)...), 0; };
+  s.startTopListJob = [](Hwnd, auto list, auto f) { Rec("topList", Text(list), Leaf(f)); };
+  s.startDailyJob = [](Hwnd, auto list, auto f) { Rec("daily", Text(list), Leaf(f)); };
   s.harvestCache = [](const char*, const char* p) { return Rec("harvest", p), harvestResult; };
   s.findPhoneDrive = [](int l, char*) { return Rec("findPhone", std::to_string(l)), phoneDrive; };
   s.collectVideo = [](Hwnd, const char* url, const char* f, std::uint32_t entry) {
