@@ -57,7 +57,6 @@ CarrierHandlers RecordingHandlers() {
   return h;
 }
 
-// A listening socket bound at path, or -1.
 int BindAt(const std::string& path) {
   int fd = socket(AF_UNIX, SOCK_STREAM, 0);
   sockaddr_un address{};
@@ -75,7 +74,6 @@ void OnClient(const std::function<void()>& work) {
   t.join();
 }
 
-// A client connected and greeted.
 CarrierConnection Greeted(int pid) {
   CarrierConnection c;
   std::string error;

@@ -103,8 +103,7 @@ TEST_F(Settings, LineBreaksAndRegistryReferences) {
   EXPECT_EQ(Write("b", Key + ":Named"), "named");
   EXPECT_EQ(IniReadString(define.c_str(), "T", "b"), "named");
 
-  // Registry strings: case-blind keys, 259 characters fit, 260 are refused;
-  // registry.ini answers before the built-in folders.
+  // Registry strings: case-blind keys, 259 characters fit; registry.ini first.
   WriteBytes(registry, "[HKEY_CLASSES_ROOT\\CLSID\\{X}]\n@=control\nfits=" + std::string(259, 'f') +
                            "\nover=" + std::string(260, 'o') + "\n");
   char out[RegistryValueSize];

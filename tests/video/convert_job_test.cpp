@@ -37,7 +37,6 @@ template <class Pred> bool WaitFor(Pred pred) {
   return pred();
 }
 
-// Whether the status lines showed line, waited for.
 bool SeenSoon(const std::string& line) {
   return WaitFor([&] {
     std::lock_guard<std::mutex> hold(seenLock);
@@ -93,7 +92,6 @@ class ConvertJobRun : public TempFolder {
     std::ifstream log(prog + "/runs.log");
     return std::count(std::istreambuf_iterator<char>(log), {}, '\n');
   }
-  // The download job's end, and the conversion job's after it.
   void EndJob() {
     VideoCollect().VideoJobs[0].ConvertTarget.Clear();
     EXPECT_TRUE(WaitFor([&] { return ended.load(); }));
@@ -129,14 +127,11 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
   Drop("Bbbb0000", 2), Drop("Cccc0000", 3);
   fs::remove(prog + "/hold");
   ASSERT_TRUE(WaitFor([&] { return !FileThere(dir + "/Cccc0000~3"); }));
-  EXPECT_TRUE(FileThere(out + "/Clip0000~1.avi"));
-  EXPECT_TRUE(FileThere(out + "/Cccc0000~3.avi"));
-  EXPECT_FALSE(FileThere(dir + "/Clip0000~1"));
-  EXPECT_TRUE(FileThere(dir + "/Bbbb0000~2"));
+  EXPECT_TRUE(FileThere(out + "/Clip0000~1.avi") && FileThere(out + "/Cccc0000~3.avi"));
+  EXPECT_TRUE(!FileThere(dir + "/Clip0000~1") && FileThere(dir + "/Bbbb0000~2"));
   EXPECT_EQ(Runs(), 2);
-  // Long idle while the download job runs: the job stays.
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
-  EXPECT_FALSE(ended);
+  EXPECT_FALSE(ended) << "a long idle ended the job while downloads run";
   // The download job ends while the tool runs: the file is finished, then
   // 51 passes from the one that found it, the last 50 behind its delivery.
   std::ofstream(prog + "/hold");
@@ -152,7 +147,6 @@ TEST_F(ConvertJobRun, LatestStemOnlyAndIdleEnd) {
 
 // A tool that fails, stalls or is missing, a card that fills mid-upload, a
 // read-only target: the source stays, the line says why, the job goes on.
-// (A good upload to a card is the video road's.)
 TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   std::string card = dir + "/card";
   bool small = Mount(card, "size=256k");

@@ -30,7 +30,6 @@ std::string Output(const std::string& command) {
   return out;
 }
 
-// Whether done() came true within seconds, asked every 100 ms.
 template <class Done> bool Until(Done done, int seconds) {
   auto end = Clock::now() + std::chrono::seconds(seconds);
   while (!done() && Clock::now() < end)
@@ -131,14 +130,12 @@ class Road : public ::testing::Test {
     ASSERT_TRUE(CarrierClientPost(&client, 1033, command, 0));
   }
 
-  // The first visible window with that title, waited for; "" if none came.
   static std::string Window(const std::string& title, int seconds = 30) {
     std::string ids, search = "xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null";
     Until([&] { return !(ids = Output(search)).empty(); }, seconds);
     return ids.substr(0, ids.find('\n'));
   }
 
-  // Types text into the window's focused field, then Enter.
   static void Type(const std::string& window, const std::string& text) {
     std::system(("xdotool windowfocus --sync " + window + " 2>/dev/null").c_str());
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -190,8 +187,7 @@ TEST_F(Road, RefusalsFlashListAndASingleEntry) {
   EXPECT_EQ(web.Count("tube.test", "/watch?v=c"), 0) << "the list's count is 2";
   EXPECT_EQ(web.Count("media.test", "/a.flv?id=x,y"), 1) << "the address is decoded twice";
 
-  // Entry 3 alone (asked again while the first job's line stands); its page
-  // has no markers and the resolver finds the media.
+  // Entry 3 alone, its page without markers: the resolver finds the media.
   int scansOfA = web.Count("tube.test", "/watch?v=a");
   bool asked = false;
   for (int i = 0; i < 10 && !asked; ++i) {
