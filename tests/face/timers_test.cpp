@@ -101,4 +101,10 @@ TEST_F(Timers, TipsFollowTheChannelAndTheStatusLines) {
     UpdateTip(window, tip, row.zone, 0);
     EXPECT_EQ(text(row.zone), row.text) << row.channel << " zone " << row.zone;
   }
+  std::string longLine;
+  while (longLine.size() < 400)
+    longLine += "é"; // two bytes each
+  Panel().PhoneStatus.Set(longLine);
+  UpdateTip(window, tip, 21, 0);
+  EXPECT_EQ(text(21).size(), 254u) << "cut to 255 bytes, never inside a character";
 }
