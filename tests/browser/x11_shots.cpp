@@ -7,13 +7,14 @@
 #include <fcntl.h>
 #include <spawn.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <signal.h>
-#include <sys/wait.h>
 #include <thread>
 
 extern char** environ;
@@ -21,12 +22,7 @@ extern char** environ;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-namespace {
-std::map<pid_t, int> reaped;
-int IgnoreXError(Display*, XErrorEvent*) {
-  return 0;
-}
-} // namespace
+static std::map<pid_t, int> reaped;
 
 pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
             const std::vector<std::string>& env, const std::string& log) {
@@ -38,47 +34,39 @@ pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
       all.push_back(*e);
   }
   std::vector<char*> argv, envp;
-  for (std::string& w : words)
-    argv.push_back(w.data());
-  for (std::string& e : all)
-    envp.push_back(e.data());
-  argv.push_back(nullptr);
-  envp.push_back(nullptr);
+  for (auto [from, to] : {std::pair{&words, &argv}, {&all, &envp}}) {
+    for (std::string& word : *from)
+      to->push_back(word.data());
+    to->push_back(nullptr);
+  }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   pid_t pid = -1;
-  if (posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), envp.data()) != 0)
-    pid = -1;
+  bool spawned = posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), envp.data()) == 0;
   posix_spawn_file_actions_destroy(&actions);
-  return pid;
+  return spawned ? pid : -1;
 }
 
 bool Ended(pid_t pid, std::chrono::milliseconds wait, int* status) {
-  auto deadline = Clock::now() + wait;
-  while (!reaped.count(pid)) {
-    int s = 0;
-    pid_t r = waitpid(pid, &s, WNOHANG);
-    if (r == pid || (r < 0 && errno == ECHILD))
-      reaped[pid] = s;
-    else if (Clock::now() >= deadline)
-      return false;
-    else
-      std::this_thread::sleep_for(50ms);
-  }
-  if (status)
+  bool ended = AwaitTrue(
+      [pid] {
+        int s = 0;
+        if (pid_t r = reaped.count(pid) ? 0 : waitpid(pid, &s, WNOHANG);
+            r == pid || (r < 0 && errno == ECHILD))
+          reaped[pid] = s;
+        return reaped.count(pid) > 0;
+      },
+      wait);
+  if (ended && status)
     *status = reaped[pid];
-  return true;
+  return ended;
 }
 
 void Stop(pid_t pid) {
-  if (pid <= 0 || Ended(pid, 0ms))
-    return;
-  kill(pid, SIGTERM);
-  if (!Ended(pid, 10s)) {
-    kill(pid, SIGKILL);
-    Ended(pid, 10s);
-  }
+  for (int signal : {SIGTERM, SIGKILL})
+    if (pid > 0 && !Ended(pid, 0ms) && kill(pid, signal) == 0)
+      Ended(pid, 10s);
 }
 
 void KeepShot(const std::string& name) {
@@ -88,55 +76,51 @@ void KeepShot(const std::string& name) {
 }
 
 unsigned ScreenColour(int x, int y, int w, int h) {
-  static Display* display = [] {
-    XSetErrorHandler(IgnoreXError);
-    return XOpenDisplay(nullptr);
-  }();
+  static Display* display =
+      (XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }), XOpenDisplay(nullptr));
   if (!display || w <= 0 || h <= 0)
     return ~0u;
   XImage* image = XGetImage(display, DefaultRootWindow(display), x, y, static_cast<unsigned>(w),
                             static_cast<unsigned>(h), AllPlanes, ZPixmap);
   if (!image)
     return ~0u;
-  unsigned long sum[3] = {};
+  unsigned long sum[3] = {}, n = static_cast<unsigned long>(w) * static_cast<unsigned long>(h);
   for (int j = 0; j < h; ++j)
-    for (int i = 0; i < w; ++i) {
-      unsigned long p = XGetPixel(image, i, j);
-      sum[0] += (p >> 16) & 0xFF;
-      sum[1] += (p >> 8) & 0xFF;
-      sum[2] += p & 0xFF;
-    }
+    for (int i = 0; i < w; ++i)
+      for (int c = 0; c < 3; ++c)
+        sum[c] += (XGetPixel(image, i, j) >> (16 - 8 * c)) & 0xFF;
   XDestroyImage(image);
-  unsigned long n = static_cast<unsigned long>(w) * static_cast<unsigned long>(h);
   return static_cast<unsigned>((sum[0] / n) << 16 | (sum[1] / n) << 8 | sum[2] / n);
 }
 
 bool Near(unsigned a, unsigned b) {
-  for (int shift = 0; shift <= 16; shift += 8) {
-    int d = static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF);
-    if (d < -12 || d > 12)
+  for (int shift = 0; shift <= 16; shift += 8)
+    if (std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)) >
+        12)
       return false;
-  }
+  return true;
+}
+
+bool AwaitTrue(const std::function<bool()>& done, std::chrono::milliseconds wait) {
+  for (auto deadline = Clock::now() + wait; !done(); std::this_thread::sleep_for(150ms))
+    if (Clock::now() >= deadline)
+      return false;
   return true;
 }
 
 unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
                      const std::function<bool(unsigned)>& good) {
-  auto deadline = Clock::now() + wait;
-  unsigned seen = ScreenColour(x, y, w, h);
-  while (!good(seen) && Clock::now() < deadline) {
-    std::this_thread::sleep_for(150ms);
-    seen = ScreenColour(x, y, w, h);
-  }
+  unsigned seen = ~0u;
+  AwaitTrue([&] { return good(seen = ScreenColour(x, y, w, h)); }, wait);
   return seen;
 }
 
 testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h,
                                      std::chrono::seconds wait) {
   unsigned seen = AwaitScreen(x, y, w, h, wait, [colour](unsigned c) { return Near(c, colour); });
-  if (Near(seen, colour))
-    return testing::AssertionSuccess();
-  return testing::AssertionFailure() << "saw " << Hex(seen) << ", not " << Hex(colour);
+  return Near(seen, colour)
+             ? testing::AssertionSuccess()
+             : testing::AssertionFailure() << "saw " << Hex(seen) << ", not " << Hex(colour);
 }
 
 std::string Hex(unsigned colour) {

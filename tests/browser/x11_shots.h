@@ -34,3 +34,5 @@ unsigned AwaitScreen(int x, int y, int w, int h, std::chrono::seconds wait,
 testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h,
                                      std::chrono::seconds wait);
 std::string Hex(unsigned colour);
+// Polls done() until it holds or wait passed; its last answer.
+bool AwaitTrue(const std::function<bool()>& done, std::chrono::milliseconds wait);
