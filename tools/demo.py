@@ -365,12 +365,28 @@ def end_panel(panel, carrier, program):
     except subprocess.TimeoutExpired:
         panel.kill()
     lumbrel = os.path.join(program, "Lumbrel.dll")
-    for pid in os.listdir("/proc"):
-        try:
-            if pid.isdigit() and os.readlink("/proc/%s/exe" % pid).startswith(lumbrel):
-                os.kill(int(pid), 15)
-        except OSError:
-            pass
+
+    def panes():
+        found = []
+        for pid in os.listdir("/proc"):
+            try:
+                if pid.isdigit() and os.readlink("/proc/%s/exe" % pid).startswith(lumbrel):
+                    found.append(int(pid))
+            except OSError:
+                pass
+        return found
+
+    # They are gone before the next start, so that none of them is taken
+    # for a Pane of the new panel.
+    for signal in (15, 9):
+        for pid in panes():
+            try:
+                os.kill(pid, signal)
+            except OSError:
+                pass
+        end = time.time() + 10
+        while panes() and time.time() < end:
+            time.sleep(0.2)
 
 
 def report(demo, program):
