@@ -79,13 +79,12 @@ TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
   struct Row {
     std::string rules;
     DownloadOptions options;
-    int seconds; // the most the download may take
   };
   const Row rows[] = {
-      {"stall=8000\tafter=100", {.stallSeconds = 1, .lowSpeedBytes = 0, .maxBytes = 0}, 4},
-      {"rate=200", {.lowSpeedBytes = 5000, .lowSpeedSeconds = 1, .maxBytes = 0}, 5},
-      {"nolength", {.lowSpeedBytes = 0, .maxBytes = 50000}, 4},
-      {"nolength\theader=Content-Length: 40000000000", {}, 4},
+      {"stall=8000\tafter=100", {.stallSeconds = 1, .lowSpeedBytes = 0, .maxBytes = 0}},
+      {"rate=200", {.lowSpeedBytes = 5000, .lowSpeedSeconds = 1, .maxBytes = 0}},
+      {"nolength", {.lowSpeedBytes = 0, .maxBytes = 50000}},
+      {"nolength\theader=Content-Length: 40000000000", {}},
   };
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(rows[i].rules);
@@ -96,7 +95,7 @@ TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
     ExpectFailureLeavesTargets([&](const char* target) {
       return DownloadUrlToFile(url.c_str(), target, env.CacheFolder().c_str(), rows[i].options);
     });
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2 * rows[i].seconds));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(9)); // both tries
   }
   EXPECT_TRUE(CacheFiles(env.CacheFolder()).empty());
   fs::path temp = env.root / "system/Temp";
@@ -105,19 +104,19 @@ TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
 
 TEST_F(DownloadTest, FailuresOfEveryWayOfFetchingLeaveTheTargetAlone) {
   web.Answer("dl.test", "/cut.htm", {"cut=10", "body=" + std::string(100, 'c')});
-  struct Row {
+  // FetchToFile's result (-1: not asked) and the host asked for the date (empty: not asked).
+  const struct {
     const char* url;
-    int fetch;         // FetchToFile's result; -1: the fetcher isn't asked
-    const char* clock; // the host asked for the date; empty: not asked
-  };
-  const Row rows[] = {
+    int fetch;
+    const char* clock;
+  } rows[] = {
       {"http://dl.test/missing.htm", -1, ""},
       {"http://dl.test/cut.htm", -1, ""},
       {"http://no-such-host.invalid/x.htm", FetchNoHost, "no-such-host.invalid"},
       {"http://closed.test/x.htm", FetchNoConnection, "closed.test"},
       {"http://127.0.0.1:1/x.htm", FetchNoHost, ""}, // the fetcher keeps the port in the host
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.url);
     ExpectFailureLeavesTargets(
         [&](const char* target) { return URLDownloadToFile(row.url, target); });
