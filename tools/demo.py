@@ -331,27 +331,32 @@ def first_start(sites, shots, carrier):
     screenshot(shots, "demo-5-videos.png")
 
 
-def pane_running(program, page):
-    """Whether a Pane of the program shows the given page of Web/."""
+def pane_pid(program, page):
+    """The process of a Pane of the program that shows the given page of
+    Web/, or None."""
     lumbrel = os.path.join(program, "Lumbrel.dll")
     for pid in os.listdir("/proc"):
         try:
             words = open("/proc/%s/cmdline" % pid, "rb").read().split(b"\0")
             if words[0].decode() == lumbrel and any(w.endswith(page.encode()) for w in words):
-                return True
+                return pid
         except (OSError, UnicodeDecodeError, IndexError):
             pass
-    return False
+    return None
 
 
 def second_start(shots, carrier, program):
     # The program started again: the game menu holds what was collected. The
-    # start page's Pane takes the game channel's slot, so the menu is asked
-    # for once that Pane is up and has announced itself.
-    end = time.time() + 60
-    while time.time() < end and not pane_running(program, "iStart.htm"):
+    # start page's Pane announces itself once its engine is up, which takes
+    # a while on a loaded machine; its window shows right behind that. The
+    # menu is asked for then, as a user would press Start.
+    end = time.time() + 90
+    while time.time() < end:
+        pid = pane_pid(program, "iStart.htm")
+        if pid and run(["xdotool", "search", "--onlyvisible", "--pid", pid]).strip():
+            break
         time.sleep(0.5)
-    time.sleep(8)
+    time.sleep(3)
     carrier.post(1033, 20100)
     time.sleep(12)
     screenshot(shots, "demo-6-game-menu.png")
