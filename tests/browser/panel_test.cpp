@@ -218,6 +218,7 @@ TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
   ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
   const int paneX = panel.x + 20, paneY = panel.y + 74;
   ASSERT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 60s));
+  KeepShot("panel-start.png");
   pid_t startPane = ChildrenOf(panelPid).front();
 
   Click(panel.x + 173, panel.y + 496);
@@ -225,11 +226,13 @@ TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
   auto yellow = [](unsigned c) { return ((c >> 16) & 0xFF) > 0xA0 && ((c >> 8) & 0xFF) > 0x80; };
   unsigned icon = AwaitScreen(paneX + 6, paneY + 8, 9, 9, 5s, yellow);
   EXPECT_TRUE(yellow(icon)) << "the first icon isn't a game's: " << Hex(icon);
+  KeepShot("panel-menu.png");
   Click(paneX + 11, paneY + 12);
   // Either game may be listed first.
   unsigned game = AwaitScreen(paneX + 130, paneY + 200, 50, 50, 90s,
                               [](unsigned c) { return Near(c, GameColour) || Near(c, 0x884400); });
   ASSERT_TRUE(Near(game, GameColour) || Near(game, 0x884400)) << "no game plays: " << Hex(game);
+  KeepShot("panel-game.png");
 
   Click(panel.x + 30, panel.y + 66, true);
   EXPECT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
