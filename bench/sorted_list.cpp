@@ -15,10 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/loopback_server.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
-#include "bench/loopback_server.h"
 #include "video/video_jobs.h"
 
 extern char** environ;

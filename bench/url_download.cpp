@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/url_download.h"
 #include "bench/loopback_server.h"
+#include "platform/url_download.h"
 
 extern char** environ;
 
