@@ -58,6 +58,7 @@
 #include "browser/web_hosts.h"
 #include "platform/carrier.h"
 #include "platform/ini.h"
+#include "platform/qt/x11_choice.h"
 
 #ifndef SKERRY_RUFFLE_BUILD_DIR
 #define SKERRY_RUFFLE_BUILD_DIR ""
@@ -716,14 +717,6 @@ void PrepareEngine() {
     QLoggingCategory::setFilterRules("qt.webenginecontext=false\njs=false");
 }
 
-// Beside a Wayland compositor with an X server, the Pane must be an X window:
-// only there can it become a child of the Panel's window.
-void PreferX11() {
-  if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") && !qEnvironmentVariableIsEmpty("DISPLAY") &&
-      qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-    qputenv("QT_QPA_PLATFORM", "xcb");
-}
-
 // The host of the service's own web server: the host of [Library] GameHost of
 // Define.ini ("http://host" or a bare host), which the game menu's links start
 // with; skerry.local when unset.
@@ -743,7 +736,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();
-  PreferX11();
+  PreferX11BesideWayland();
   // The hosts table's resolver switch holds blanks, which the engine's
   // environment switches can't carry: with a table, every switch moves among
   // the arguments behind --webEngineArgs, which the engine reads when that

@@ -3,20 +3,15 @@
 #include <QApplication>
 #include <QLibraryInfo>
 #include <QTranslator>
-#include <cstdlib>
 
 #include "platform/carrier.h"
 #include "platform/qt/backend_qt.h"
+#include "platform/qt/x11_choice.h"
 #include "shell/module_path.h"
 #include "shell/startup.h"
 
 int main(int argc, char** argv) {
-  // The Panel hosts Panes by X window ids and places itself by screen
-  // coordinates, which a Wayland session doesn't give: where an X server runs
-  // beside it, take that, unless the user chose a platform.
-  if (std::getenv("WAYLAND_DISPLAY") != nullptr && std::getenv("DISPLAY") != nullptr &&
-      std::getenv("QT_QPA_PLATFORM") == nullptr)
-    setenv("QT_QPA_PLATFORM", "xcb", 1);
+  PreferX11BesideWayland();
   QApplication app(argc, argv); // takes Qt's own switches out of argv
   QApplication::setQuitOnLastWindowClosed(false);
   // Qt's own words (the buttons of message boxes) in the language of the run.
