@@ -216,9 +216,11 @@ bool StoredAsItStands(const IndexRun& run, const std::string& rel) {
          IndexKeepsText(run.index, rel, false);
 }
 
-std::string NameKey(const IndexRun& run, const std::string& rel) {
-  if (!StoredAsItStands(run, rel))
-    return HexForm(rel);
+// The key of rel among the names, given the form its path is stored in: that
+// form, or the hex form where another spelling holds the plain key already.
+std::string NameKey(const IndexRun& run, const std::string& rel, const std::string& stored) {
+  if (stored != rel)
+    return stored;
   std::string held = IndexKeyName(run.index, run.nameSection, rel);
   return held.empty() || held == rel ? rel : HexForm(rel);
 }
@@ -253,8 +255,8 @@ std::uint32_t IndexedFiles(const IndexRun& run) {
 
 std::uint32_t AssignNumber(IndexRun& run, const std::string& rel) {
   std::uint32_t files = IndexedFiles(run);
-  const std::string key = NameKey(run, rel);
   const std::string stored = StoredAsItStands(run, rel) ? rel : HexForm(rel);
+  const std::string key = NameKey(run, rel, stored);
   std::uint32_t held = IndexNumber(IndexRead(run.index, run.nameSection, key));
   if (held >= 1 && held <= files) {
     IndexWrite(run.index, run.numberSection, std::to_string(held), stored);

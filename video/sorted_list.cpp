@@ -158,28 +158,8 @@ bool CopyInto(int out, const std::string& source) {
   return ok;
 }
 
-// Moves source to target (overwriting) so that target is whole the moment it
-// appears: a rename where both lie on one file system, else a copy under a
-// private name beside target, then a rename. Source is gone afterwards when
-// this succeeded.
-bool PlaceWhole(const std::string& source, const std::string& target) {
-  if (rename(source.c_str(), target.c_str()) == 0)
-    return true;
-  int fd = -1;
-  std::string part = PartPath(FolderOf(target), &fd);
-  if (part.empty())
-    return false;
-  bool ok = CopyInto(fd, source);
-  ok = close(fd) == 0 && ok;
-  if (ok && rename(part.c_str(), target.c_str()) == 0) {
-    unlink(source.c_str());
-    return true;
-  }
-  unlink(part.c_str());
-  return false;
-}
-
-// A copy of source at target, replaced whole.
+// A copy of source at target, replaced whole: written under a private name
+// beside target, then renamed.
 bool CopyFileTo(const std::string& source, const std::string& target) {
   int fd = -1;
   std::string part = PartPath(FolderOf(target), &fd);
@@ -190,6 +170,18 @@ bool CopyFileTo(const std::string& source, const std::string& target) {
   if (!ok)
     unlink(part.c_str());
   return ok;
+}
+
+// Moves source to target (overwriting) so that target is whole the moment it
+// appears: a rename where both lie on one file system, else a whole copy.
+// Source is gone afterwards when this succeeded.
+bool PlaceWhole(const std::string& source, const std::string& target) {
+  if (rename(source.c_str(), target.c_str()) == 0)
+    return true;
+  if (!CopyFileTo(source, target))
+    return false;
+  unlink(source.c_str());
+  return true;
 }
 
 std::string FirstBytes(const std::string& path, std::size_t count) {
