@@ -95,15 +95,18 @@ JobFiles PrepareJobList(const char* listSource) {
     f.tempFolder = cache;
   PurgeCachedCopies(listSource, f.tempFolder.c_str());
   f.listPath = SystemSubfolder("Temp") + "/List.htm";
+  f.fetched = true;
   URLDownloadToFile(listSource, f.listPath.c_str());
   return f;
 }
 
-std::string ListValue(const std::string& listPath, const char* section, const char* key) {
+std::string ListValue(const JobFiles& files, const char* section, const char* key) {
   char value[ProfileValueSize] = "";
-  int length = ProfileRead(section, key, value, listPath.c_str());
+  const char* list = files.listPath.c_str();
+  int length = files.fetched ? ProfileReadRaw(section, key, value, list)
+                             : ProfileRead(section, key, value, list);
   std::string text(value, std::min<std::size_t>(length, ListValueSize - 1));
-  if (IniValueHoldsZero(listPath.c_str(), section, key))
+  if (IniValueHoldsZero(list, section, key))
     text += '\0'; // the reader cut it there: kept, so the value can be refused
   return text;
 }

@@ -52,15 +52,18 @@ bool IsListLink(const char* text);
 struct JobFiles {
   std::string tempFolder;
   std::string listPath;
+  bool fetched = false; // the list came from the network: its text is data
 };
 JobFiles PrepareJobList(const char* listSource);
 
 // Downloads a game (URLDownloadToFile with GameFileMax as the cap).
 int DownloadGameFile(const char* url, const char* path);
 
-// One value of the list file, cut to 259 bytes. A value whose line holds a
-// byte 0 ends in one, so that a title holding it can be refused.
-std::string ListValue(const std::string& listPath, const char* section, const char* key);
+// One value of the list file, cut to 259 bytes. A fetched list is read as it
+// stands (no macro, registry reference or "@@"); a list beside the program
+// keeps every rule of the settings store. A value whose line holds a byte 0
+// ends in one, so that a title holding it can be refused.
+std::string ListValue(const JobFiles& files, const char* section, const char* key);
 
 // Copies from to the path to, replacing a file there whole (written beside
 // it, then renamed). Result: true when the copy stands.

@@ -117,6 +117,26 @@ TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
   EXPECT_FALSE(fs::exists(env.root / "nul.swf"));
 }
 
+// Fetched lists are data: a macro of the environment reaches no server and
+// "@@" is no line break in a game's name.
+TEST_F(Jobs, FetchedListsAreReadAsTheyStand) {
+  setenv("SKERRY_TEST_SECRET", "hunter2-token", 1);
+  web.Put("web.test", "/top.htm",
+          "[List]\n1=http://web.test/%SKERRY_TEST_SECRET%.swf\n2=http://web.test/files/one.swf\n"
+          "[Title]\n1=secret.swf\n2=a@@b.swf\n");
+  web.Put("web.test", "/day.htm", "[Daily]\n0315a=http://web.test/d/%SKERRY_TEST_SECRET%.swf\n");
+  HeadlessScriptAnswers(std::vector<int>(4, IDYES));
+  EXPECT_EQ(TopListJob(panel, "http://web.test/top.htm", Game().c_str(), 0, 0), 2);
+  Panel().DailyMode = 2;
+  EXPECT_EQ(DailyJob(panel, "http://web.test/day.htm", Game().c_str(), 0, 0), 1);
+  unsetenv("SKERRY_TEST_SECRET");
+  EXPECT_EQ(web.Count("web.test", "/%SKERRY_TEST_SECRET%.swf"), 1);
+  EXPECT_EQ(web.Count("web.test", "/d/%SKERRY_TEST_SECRET%.swf"), 1);
+  for (const TestWebRequest& request : web.Requests())
+    EXPECT_EQ(request.target.find("hunter2"), std::string::npos) << request.target;
+  EXPECT_EQ(ReadWhole((Game() / "a@@b.swf").string()), "FWS\x08 one");
+}
+
 TEST(ListTitles, NeverLeadOutsideTheirFolder) {
   fs::path root = fs::temp_directory_path() / ("skerry-titles-" + std::to_string(getpid()));
   fs::create_directories(root / "Game/in");
