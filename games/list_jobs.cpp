@@ -1,4 +1,5 @@
 #include "games/list_jobs.h"
+#include "games/game_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -121,6 +122,9 @@ bool CopyGameUnder(const std::string& from, const std::string& folder, const std
   if (title.empty() || title[0] == '/' || title[0] == '\\' || title.find('\0') != std::string::npos)
     return false;
   std::string name = title;
+  CleanGameName(name);
+  if (!GameFileFitsName(from, name))
+    return false;
   for (char& c : name)
     if (c == '\\')
       c = '/';

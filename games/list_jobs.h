@@ -73,8 +73,9 @@ bool CopyWhole(const std::string& from, const std::string& to);
 // replacing a file of that name whole (written beside it, then renamed). A
 // title that is empty, absolute, holds a byte 0 or a ".." part, or makes the
 // path longer than 259 bytes is refused like any failed copy, and so is a
-// subfolder that is a symbolic link. Backslashes of the title are
-// separators; a subfolder that is missing is not made. Result: true when
+// subfolder that is a symbolic link, and so is a file that is no Flash file
+// under a ".swf" title. Control characters of the title become '_';
+// backslashes are separators; a subfolder that is missing is not made. Result: true when
 // the copy stands.
 bool CopyGameUnder(const std::string& from, const std::string& folder, const std::string& title);
 
