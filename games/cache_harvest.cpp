@@ -12,6 +12,7 @@
 #include <ctime>
 #include <string>
 
+#include "games/game_file.h"
 #include "games/list_jobs.h"
 #include "library/game_index.h"
 #include "library/menus.h"
@@ -112,7 +113,10 @@ bool HarvestAdmits(std::uint32_t pass, const FileEntry& entry, std::uint64_t now
 }
 
 void OfferCacheFile(const char* fullPath, const char* name, const FileEntry& entry) {
-  if (HarvestPass >= 5 || !HarvestAdmits(HarvestPass, entry, LocalNow()))
+  // A symbolic link may point anywhere: only a file the cache holds itself
+  // is a copy the browser left there.
+  if (HarvestPass >= 5 || entry.isLink || !HarvestAdmits(HarvestPass, entry, LocalNow()) ||
+      !GameFileFitsName(fullPath, name))
     return;
   Date shown = DateOf(LocalFileTime(HarvestPass == 4 ? entry.lastWriteTime : entry.creationTime));
   char text[1024];
