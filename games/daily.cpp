@@ -48,8 +48,8 @@ std::uint32_t Today() {
 void FetchDailyGame(Hwnd window, Hwnd tooltip, int rotation, const JobFiles& files,
                     const std::string& folder, std::uint32_t date, const std::string& key) {
   PanelState& p = Panel();
-  std::string game = ListValue(files.listPath, "Daily", key.c_str());
-  std::string title = ListValue(files.listPath, "Title", key.c_str());
+  std::string game = ListValue(files, "Daily", key.c_str());
+  std::string title = ListValue(files, "Title", key.c_str());
   char status[StatusLine::Size];
   std::snprintf(status, sizeof status, "Download %s game...", title.c_str());
   p.PhoneStatus.Set(status);
@@ -97,13 +97,13 @@ int DailyJob(Hwnd window, const char* listSource, const char* folder, Hwnd toolt
   // The letter runs on past "z" for as long as the list has such keys; it
   // stops before it would wrap to the end mark.
   for (unsigned letter = 'a' - 1; letter < 0xFF;) {
-    if (!ListValue(files.listPath, "Daily", key).empty()) {
+    if (!ListValue(files, "Daily", key).empty()) {
       FetchDailyGame(window, tooltip, rotation, files, folder, date, key);
       ++games;
     }
     ++letter;
     std::snprintf(key, sizeof key, "%04u%c", monthDay, static_cast<char>(letter));
-    if (ListValue(files.listPath, "Daily", key).empty())
+    if (ListValue(files, "Daily", key).empty())
       break;
   }
   Panel().PhoneStatus.Clear();

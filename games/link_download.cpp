@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "games/cache_harvest.h"
+#include "games/game_file.h"
 #include "games/link_dialog.h"
 #include "games/list_jobs.h"
 #include "games/locate.h"
@@ -105,8 +106,10 @@ bool Download(const std::string& link, const std::string& savePath) {
     } else {
       unlink(staging.c_str());
       char found[ClipboardSize] = "";
-      // The second file isn't checked again: it is the search's best answer.
-      stands = LocateGameFile(link.c_str(), found, ".swf") == 0 && Fetch(found, staging);
+      // The second file is the search's best answer: only kept when it is
+      // a Flash file at all, as a ".swf" name promises.
+      stands = LocateGameFile(link.c_str(), found, ".swf") == 0 && Fetch(found, staging) &&
+               GameFileFitsName(staging, savePath);
     }
   }
   if (stands && rename(staging.c_str(), savePath.c_str()) != 0)
@@ -156,6 +159,8 @@ void CutLinkName(char* savePath, char* saveName) {
       if (c == '\0')
         break; // an escaped end mark ends the name, as it would a C text
     }
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)
+      c = '_';
     if (c == ' ' || c == '=')
       c = '-';
     saveName[out++] = c;

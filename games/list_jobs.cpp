@@ -1,4 +1,5 @@
 #include "games/list_jobs.h"
+#include "games/game_file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-#include "games/cache_harvest.h"
+#include "games/cache_purge.h"
 #include "library/menus.h"
 #include "panel/dispatcher.h"
 #include "panel/panel_state.h"
@@ -95,15 +96,18 @@ JobFiles PrepareJobList(const char* listSource) {
     f.tempFolder = cache;
   PurgeCachedCopies(listSource, f.tempFolder.c_str());
   f.listPath = SystemSubfolder("Temp") + "/List.htm";
+  f.fetched = true;
   URLDownloadToFile(listSource, f.listPath.c_str());
   return f;
 }
 
-std::string ListValue(const std::string& listPath, const char* section, const char* key) {
+std::string ListValue(const JobFiles& files, const char* section, const char* key) {
   char value[ProfileValueSize] = "";
-  int length = ProfileRead(section, key, value, listPath.c_str());
+  const char* list = files.listPath.c_str();
+  int length = files.fetched ? ProfileReadRaw(section, key, value, list)
+                             : ProfileRead(section, key, value, list);
   std::string text(value, std::min<std::size_t>(length, ListValueSize - 1));
-  if (IniValueHoldsZero(listPath.c_str(), section, key))
+  if (IniValueHoldsZero(list, section, key))
     text += '\0'; // the reader cut it there: kept, so the value can be refused
   return text;
 }
@@ -118,6 +122,9 @@ bool CopyGameUnder(const std::string& from, const std::string& folder, const std
   if (title.empty() || title[0] == '/' || title[0] == '\\' || title.find('\0') != std::string::npos)
     return false;
   std::string name = title;
+  CleanGameName(name);
+  if (!GameFileFitsName(from, name))
+    return false;
   for (char& c : name)
     if (c == '\\')
       c = '/';

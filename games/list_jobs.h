@@ -52,15 +52,18 @@ bool IsListLink(const char* text);
 struct JobFiles {
   std::string tempFolder;
   std::string listPath;
+  bool fetched = false; // the list came from the network: its text is data
 };
 JobFiles PrepareJobList(const char* listSource);
 
 // Downloads a game (URLDownloadToFile with GameFileMax as the cap).
 int DownloadGameFile(const char* url, const char* path);
 
-// One value of the list file, cut to 259 bytes. A value whose line holds a
-// byte 0 ends in one, so that a title holding it can be refused.
-std::string ListValue(const std::string& listPath, const char* section, const char* key);
+// One value of the list file, cut to 259 bytes. A fetched list is read as it
+// stands (no macro, registry reference or "@@"); a list beside the program
+// keeps every rule of the settings store. A value whose line holds a byte 0
+// ends in one, so that a title holding it can be refused.
+std::string ListValue(const JobFiles& files, const char* section, const char* key);
 
 // Copies from to the path to, replacing a file there whole (written beside
 // it, then renamed). Result: true when the copy stands.
@@ -70,8 +73,9 @@ bool CopyWhole(const std::string& from, const std::string& to);
 // replacing a file of that name whole (written beside it, then renamed). A
 // title that is empty, absolute, holds a byte 0 or a ".." part, or makes the
 // path longer than 259 bytes is refused like any failed copy, and so is a
-// subfolder that is a symbolic link. Backslashes of the title are
-// separators; a subfolder that is missing is not made. Result: true when
+// subfolder that is a symbolic link, and so is a file that is no Flash file
+// under a ".swf" title. Control characters of the title become '_';
+// backslashes are separators; a subfolder that is missing is not made. Result: true when
 // the copy stands.
 bool CopyGameUnder(const std::string& from, const std::string& folder, const std::string& title);
 

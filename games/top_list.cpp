@@ -48,9 +48,9 @@ void ShowStatus(Hwnd window, Hwnd tooltip, int rotation) {
 }
 
 // The number of consecutive keys from "1" with a value in section List.
-int CountEntries(const std::string& listPath) {
+int CountEntries(const JobFiles& files) {
   int n = 0;
-  while (!ListValue(listPath, "List", std::to_string(n + 1).c_str()).empty())
+  while (!ListValue(files, "List", std::to_string(n + 1).c_str()).empty())
     ++n;
   return n;
 }
@@ -75,12 +75,12 @@ int TopListJob(Hwnd window, const char* listSource, const char* folder, Hwnd too
     return 0;
 
   JobFiles files = PrepareJobList(listSource);
-  int total = CountEntries(files.listPath);
+  int total = CountEntries(files);
   int i = 1;
   for (;; ++i) {
     std::string key = std::to_string(i);
-    std::string game = ListValue(files.listPath, "List", key.c_str());
-    std::string title = ListValue(files.listPath, "Title", key.c_str());
+    std::string game = ListValue(files, "List", key.c_str());
+    std::string title = ListValue(files, "Title", key.c_str());
     if (game.empty())
       break;
     char status[StatusLine::Size];

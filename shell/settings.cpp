@@ -185,6 +185,17 @@ int ProfileRead(const char* section, const char* key, char* out, const char* fil
   return CopyOut(ReadAt(section, key, x, 0), out, ProfileValueSize);
 }
 
+int ProfileReadRaw(const char* section, const char* key, char* out, const char* file) {
+  if (out == nullptr)
+    return 0;
+  out[0] = '\0';
+  if (section == nullptr || key == nullptr || file == nullptr)
+    return 0;
+  char raw[ProfileValueSize];
+  IniRead(file, section, key, "", raw, sizeof raw);
+  return CopyOut(raw, out, ProfileValueSize);
+}
+
 int ProfileWrite(const char* section, const char* key, char* value, const char* file) {
   if (section == nullptr || file == nullptr)
     return 0;

@@ -19,8 +19,16 @@ constexpr std::size_t RegistryValueSize = 260; // out of ReadRegistryString
 extern bool SystemIsNt;
 
 // Reads section/key of file into out (ProfileValueSize bytes), expanded and
-// followed into the registry. Result: length of out, 0 when empty.
+// followed into the registry. For the program's own files only: a file from
+// the network is read with ProfileReadRaw. Result: length of out, 0 when empty.
 int ProfileRead(const char* section, const char* key, char* out, const char* file);
+
+// Reads section/key of a file that came from the network (a fetched list)
+// into out (ProfileValueSize bytes) by the INI rules alone: sections, keys,
+// case, quotes and comments, but no macro, no registry reference and no
+// "@@", so the file's text can't reach the environment, the registry or a
+// line break. Result: length of out, 0 when empty.
+int ProfileReadRaw(const char* section, const char* key, char* out, const char* file);
 
 // Writes value (expanded; a reference in the unexpanded text is followed) to
 // section/key of file; value (ProfileValueSize bytes, in and out) holds the

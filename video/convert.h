@@ -40,6 +40,9 @@ struct FfmpegOutcome {
 // killed. Thread-safe; any number of runs may go at once.
 // stallMs, when not below 0, ends a run whose progress (the position it
 // reports) hasn't moved for that long, counted from its start.
+// ffmpeg knows no end of options ("--"): every input and output path the
+// roads hand it is absolute (a folder the road chose, a name it made), so
+// no text that came from the web can ever stand where an option would.
 FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
                         const std::function<void(int percent)>& progress, int timeoutMs = -1,
                         int stallMs = -1);

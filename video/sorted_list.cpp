@@ -126,12 +126,13 @@ int DownloadMedia(const char* url, const std::string& path, DownloadShare& share
   return result;
 }
 
-// Key n of section in the list, cut to the entry's buffer.
+// Key n of section in the list, cut to the entry's buffer. The list came
+// from the network, so it is read as it stands.
 void ReadListValue(const char* section, std::uint32_t n, char* out, const std::string& listPath) {
   char key[16];
   std::snprintf(key, sizeof key, "%u", n);
   char value[ProfileValueSize] = "";
-  ProfileRead(section, key, value, listPath.c_str());
+  ProfileReadRaw(section, key, value, listPath.c_str());
   std::snprintf(out, ListTextSize, "%s", value);
 }
 
@@ -333,8 +334,12 @@ std::string ResolveVideoAddress(const char* pageUrl) {
     else
       request.arguments.emplace_back(start, p);
   }
-  if (request.program.empty() || pageUrl == nullptr || *pageUrl == '\0')
+  // The page address comes from the list: it reaches the resolver only as a
+  // web address and only behind the end of its options, so an entry can
+  // never be read as an option of it.
+  if (request.program.empty() || pageUrl == nullptr || !IsWebAddress(pageUrl))
     return std::string();
+  request.arguments.emplace_back("--");
   request.arguments.emplace_back(pageUrl);
 
   int pipeFds[2];
@@ -473,12 +478,13 @@ int DownloadSortedList(std::uint32_t slot) {
     if (startEntry == 0 && n == 1)
       total = static_cast<std::uint32_t>(ListTitleCount(title));
 
-    // The watch page of the entry; a link without "/v/" has none.
+    // The watch page of the entry; a link without "/v/", or one that is no
+    // web address, has none.
     char page[ListTextSize] = "";
     const char* cut = nullptr;
     for (const char* p = std::strstr(link, "/v/"); p != nullptr; p = std::strstr(p + 1, "/v/"))
       cut = p;
-    if (cut != nullptr) {
+    if (cut != nullptr && IsWebAddress(link)) {
       std::string site(link, static_cast<std::size_t>(cut - link));
       std::snprintf(page, sizeof page, format == 0 ? "%s/watch?v=%s" : "%s/watch?v=%s&fmt=18",
                     site.c_str(), cut + 3);

@@ -12,7 +12,9 @@
 #include <string>
 
 #include "games/cache_harvest.h"
+#include "games/cache_purge.h"
 #include "platform/files.h"
+#include "platform/headless/headless.h"
 
 namespace fs = std::filesystem;
 
@@ -95,6 +97,21 @@ TEST(Harvest, PassTableAtItsEdges) {
     EXPECT_EQ(HarvestAdmits(4, e, LocalNow()), row.admitted) << &row - late;
   }
   SetHarvestClockForTests(nullptr);
+}
+
+TEST(Harvest, OffersTheCachesOwnFilesNotLinksOutOfIt) {
+  fs::path root = fs::temp_directory_path() / ("skerry-offer-" + std::to_string(getpid()));
+  fs::create_directories(root / "Cache" / "ABCDEFGH");
+  const std::string game = "CWS" + std::string(600 * 1024, 'x');
+  std::ofstream(root / "Cache" / "ABCDEFGH" / "real[1].swf") << game;
+  std::ofstream(root / "secret.swf") << game;
+  fs::create_symlink(root / "secret.swf", root / "Cache" / "ABCDEFGH" / "link[1].swf");
+  HeadlessInstall();
+  HeadlessScriptAnswers(std::vector<int>(8, IDNO));
+  EXPECT_EQ(HarvestCache((root / "Cache").c_str(), "*.swf"), 4) << "offered in passes 0-3";
+  for (const HeadlessBox& box : HeadlessBoxes())
+    EXPECT_NE(box.text.find("\"real[1].swf\""), std::string::npos) << box.text;
+  fs::remove_all(root);
 }
 
 TEST(PurgeCachedCopies, DeletesTheLinksBracketedCopiesOnly) {

@@ -117,6 +117,32 @@ TEST_F(Jobs, HostileListsEndAndWriteNothingOutsideGame) {
   EXPECT_FALSE(fs::exists(env.root / "nul.swf"));
 }
 
+// Fetched lists are data: a macro of the environment reaches no server, "@@"
+// is no line break and a control character no part of a game's name, and a
+// page is no Flash game.
+TEST_F(Jobs, FetchedListsAreReadAsTheyStand) {
+  setenv("SKERRY_TEST_SECRET", "hunter2-token", 1);
+  web.Put("web.test", "/top.htm",
+          "[List]\n1=http://web.test/%SKERRY_TEST_SECRET%.swf\n2=http://web.test/files/one.swf\n"
+          "3=http://web.test/page.htm\n[Title]\n1=secret.swf\n2=a@@b\x1b[1m\t.swf\n"
+          "3=page_not_flash.swf\n");
+  web.Put("web.test", "/page.htm", "<html><body>no game</body></html>");
+  web.Put("web.test", "/day.htm", "[Daily]\n0315a=http://web.test/d/%SKERRY_TEST_SECRET%.swf\n");
+  HeadlessScriptAnswers(std::vector<int>(5, IDYES));
+  EXPECT_EQ(TopListJob(panel, "http://web.test/top.htm", Game().c_str(), 0, 0), 3);
+  Panel().DailyMode = 2;
+  EXPECT_EQ(DailyJob(panel, "http://web.test/day.htm", Game().c_str(), 0, 0), 1);
+  unsetenv("SKERRY_TEST_SECRET");
+  EXPECT_EQ(web.Count("web.test", "/%SKERRY_TEST_SECRET%.swf"), 1);
+  EXPECT_EQ(web.Count("web.test", "/d/%SKERRY_TEST_SECRET%.swf"), 1);
+  for (const TestWebRequest& request : web.Requests())
+    EXPECT_EQ(request.target.find("hunter2"), std::string::npos) << request.target;
+  std::vector<std::string> names;
+  for (const auto& e : fs::directory_iterator(Game()))
+    names.push_back(e.path().filename().string());
+  EXPECT_EQ(names, std::vector<std::string>{"a@@b_[1m_.swf"});
+}
+
 TEST(ListTitles, NeverLeadOutsideTheirFolder) {
   fs::path root = fs::temp_directory_path() / ("skerry-titles-" + std::to_string(getpid()));
   fs::create_directories(root / "Game/in");

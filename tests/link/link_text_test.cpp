@@ -25,6 +25,7 @@ TEST(LinkName, DecodesAndCutsTheName) {
       {"x.swf?a%3db", "x.swf?a-b", "x.swf"},                       // no slash: the whole text
       {"http://h/z%00.swf", "z", "http://h/z"},                    // an escaped end mark
       {"http://h/cut%2", "cut%2", "http://h/cut%2"},               // an escape cut short
+      {"http://h/a%0Ab%0D%09c%1B[1m.swf", "a_b__c_[1m.swf", "http://h/a_b__c_[1m.swf"},
   };
   for (const Row& row : rows) {
     char path[260], name[260] = "junk";

@@ -179,7 +179,12 @@ class TestWeb {
   static std::string ScriptPath() {
     if (const char* source = getenv("SKERRY_SOURCE_DIR"); source != nullptr && *source != '\0')
       return std::string(source) + "/tests/testweb/testweb.py";
+#ifdef SKERRY_SOURCE_DIR
+    // The build's own word: __FILE__ may be relative to a compiler's folder.
+    return std::string(SKERRY_SOURCE_DIR) + "/tests/testweb/testweb.py";
+#else
     return (std::filesystem::path(__FILE__).parent_path() / "testweb.py").string();
+#endif
   }
 
   std::filesystem::path root_;

@@ -143,6 +143,34 @@ TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
 }
 
+// A list's text is data: an entry shaped like an option never reaches the
+// resolver (here the real one, whose configuration it would name), and a
+// macro or "@@" of the list is not followed.
+TEST_F(ListJob, AListNeverActsOrLeaks) {
+  Start();
+  fs::path config = env.root / "cfg" / "watch?v=x";
+  fs::create_directories(config.parent_path());
+  web.Put("127.0.0.1", "/clip.mp4", ClipBytes(".mp4"));
+  std::ofstream(config) << "--no-simulate\n-o " << (env.root / "pwned.%(ext)s").string()
+                        << "\n--exec \"touch " << (env.root / "ran").string()
+                        << "\"\nhttp://127.0.0.1:" << web.Port() << "/clip.mp4\n";
+  std::ofstream(env.program / "Define.ini", std::ios::app)
+      << "[Video]\nResolver=yt-dlp -g --no-warnings -f best\nResolverTimeout=20\n";
+  setenv("SKERRY_TEST_SECRET", "hunter2-token", 1);
+  List({{"--config-locations=" + (env.root / "cfg").string() + "/v/x", "Option 1/3"},
+        {"http://tube.test/v/%SKERRY_TEST_SECRET%", "Secret"},
+        {"http://tube.test/v/ok", "Two@@lines"}});
+  Page("/watch?v=ok", {{"34", "http://media.test/clip.flv"}});
+  Run(0, folder);
+  unsetenv("SKERRY_TEST_SECRET");
+  EXPECT_FALSE(fs::exists(env.root / "pwned.mp4"));
+  EXPECT_FALSE(fs::exists(env.root / "ran"));
+  EXPECT_EQ(web.Count("127.0.0.1", "/clip.mp4"), 0);
+  for (const TestWebRequest& request : web.Requests())
+    EXPECT_EQ(request.target.find("hunter2"), std::string::npos) << request.target;
+  EXPECT_EQ(Names(folder), std::set<std::string>{"Two@@lines.flv"});
+}
+
 TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   // Walked to the first title's count past empty entries and links without
   // pages; "slow" and "linger" go to the resolver.
@@ -172,7 +200,7 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   std::string script = (env.root / "resolve").string();
   fs::path sleepers = env.root / "sleepers";
   std::ofstream(script) << "#!/bin/sh\nsleep 100 & echo $! >> " << sleepers
-                        << "\ncase \"$1\" in *v=slow*) wait; exit;; esac\n"
+                        << "\n[ \"$1\" = -- ] || exit; case \"$2\" in *v=slow*) wait; exit;; esac\n"
                            "echo http://media.test/clip.mp4\nwait\n";
   fs::permissions(script, fs::perms::owner_all);
   std::ofstream(env.program / "Define.ini", std::ios::app)
