@@ -84,6 +84,9 @@ void OnDownloadProgress(void* context, long long received, long long total) {
   share.line->Show(share.text + " " + std::to_string(percent) + "%");
 }
 
+std::string FirstBytes(const std::string& path, std::size_t count);
+const char* OwnEnding(const std::string& head);
+
 // A [Video] size setting of Define.ini in bytes, fallback when not set.
 long long VideoBytesSetting(const char* key, long long fallback) {
   char path[PathSize] = "";
@@ -119,7 +122,11 @@ int DownloadMedia(const char* url, const std::string& path, DownloadShare& share
   options.maxBytes = VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes);
   options.reserveBytes = MediaReserveBytes();
   int result = DownloadUrlToFile(url, path.c_str(), nullptr, options);
-  if (result == 0 && !FfmpegKnowsContainer(path)) {
+  // A container's own signature spares the prober's run; anything else is
+  // kept only when the prober reads it as a video container.
+  std::string head = result == 0 ? FirstBytes(path, 12) : std::string();
+  if (result == 0 && head.rfind("FLV", 0) != 0 && std::strcmp(OwnEnding(head), ".video") == 0 &&
+      !FfmpegKnowsContainer(path)) {
     unlink(path.c_str());
     result = -1;
   }
