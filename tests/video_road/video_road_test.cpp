@@ -241,4 +241,91 @@ TEST_F(Road, EachConvertingFamilyAndThePhone) {
   }
 }
 
+// The Panel killed mid-conversion and mid-resolve, then mid-download: its
+// children die with it, and the next start leaves no stale temporary.
+TEST_F(Road, KilledMidwayLeavesNothingBehind) {
+  // ffmpeg and the resolver as stand-ins that note their pid, leave a part
+  // of their output and hang.
+  fs::path pids = root / "children";
+  std::ofstream(program / "ffmpeg")
+      << "#!/bin/sh\ncase \"$*\" in *-encoders*|*'-h long'*) exit 0;; "
+         "esac\nfor a; do out=\"$a\"; done\necho $$ >> "
+      << pids << "\necho partial > \"$out\"\nexec sleep 300\n";
+  std::string resolver = (root / "hang").string();
+  std::ofstream(resolver) << "#!/bin/sh\necho $$ >> " << pids << "\nexec sleep 300\n";
+  for (const fs::path& script : {program / "ffmpeg", fs::path(resolver)})
+    fs::permissions(script, fs::perms::owner_all);
+  ASSERT_TRUE(IniWrite((program / "Define.ini").c_str(), "Video", "Resolver", resolver.c_str()));
+  web.Put("tube.test", "/Kill/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/k1\n2=http://tube.test/v/k2\n"
+          "[Title]\n1=Killed 1/2\n2=Hanging\n");
+  web.Answer("tube.test", "/watch?v=k1&fmt=18", {Watch("18", "http://media.test/a.mp4")});
+  web.Put("tube.test", "/Late/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/k3\n[Title]\n1=Slow 1/1\n");
+  web.Answer("tube.test", "/watch?v=k3&fmt=18", {Watch("18", "http://media.test/slow.mp4")});
+  web.Put("media.test", "/slow.mp4", ClipBytes(".mp4"));
+  web.Answer("media.test", "/slow.mp4", {"file=slow.mp4", "rate=2000"});
+  fs::path video = program / "Video", temp = root / "system" / "Temp";
+  auto children = [&] {
+    std::vector<std::string> alive;
+    std::ifstream in(pids);
+    for (std::string pid; in >> pid;)
+      if (fs::exists("/proc/" + pid) &&
+          Output("ps -o stat= -p " + pid).find('Z') == std::string::npos)
+        alive.push_back(pid);
+    return alive;
+  };
+  auto leftovers = [&] {
+    std::vector<std::string> found;
+    for (const fs::path& dir : {video, temp, program / "Game"})
+      for (const auto& e : fs::directory_iterator(dir)) {
+        std::string name = e.path().filename().string();
+        if (name.rfind("cv", 0) == 0 || name.rfind(".skerry-part-", 0) == 0 ||
+            name.rfind(".link-", 0) == 0 || name.find("-1.avi") != std::string::npos)
+          found.push_back(name);
+      }
+    return found;
+  };
+  // A killed run's leftovers, aged past the sweep's bound.
+  auto age = [&] {
+    for (const fs::path& dir : {video, temp, program / "Game"})
+      for (const auto& e : fs::directory_iterator(dir))
+        fs::last_write_time(e.path(), fs::file_time_type::clock::now() - std::chrono::minutes(5));
+  };
+
+  Start();
+  Ask("http://tube.test/Kill/Show/list/0", 20210);
+  ASSERT_TRUE(Reply("Save video to", (video / "Video.avi").string()));
+  ASSERT_TRUE(Until([&] { return children().size() == 2; }, 60)) << "no conversion and resolver";
+  ASSERT_TRUE(Until([&] { return leftovers().size() == 1; }, 10)) << "no conversion output";
+  Stop();
+  EXPECT_TRUE(Until([&] { return children().empty(); }, 5)) << "a child outlived the Panel";
+
+  fs::create_directories(program / "Game" / ".link-AB12CD");
+  std::ofstream(program / "Game" / ".link-AB12CD" / "game") << "FWS";
+  age();
+  Start();
+  Ask("http://tube.test/Late/Show/list/0", 20210);
+  ASSERT_TRUE(Reply("Save video to", (video / "Video.avi").string()));
+  EXPECT_TRUE(Until(
+      [&] {
+        std::vector<std::string> running = leftovers();
+        return running.size() == 1 && running[0].rfind("cv1-1.", 0) == 0;
+      },
+      30))
+      << "not only the running download: " << ::testing::PrintToString(leftovers());
+  Stop();
+
+  age();
+  Start();
+  EXPECT_TRUE(Until([&] { return leftovers().empty(); }, 10))
+      << ::testing::PrintToString(leftovers());
+  bool source = false;
+  for (const auto& e : fs::directory_iterator(video)) {
+    std::string name = e.path().filename().string();
+    source = source || (name.size() > 2 && name.compare(name.size() - 2, 2, "~1") == 0);
+  }
+  EXPECT_TRUE(source) << "the source stays for the next run";
+}
+
 } // namespace
