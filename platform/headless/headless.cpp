@@ -580,6 +580,13 @@ void TrayDelete(Hwnd window, int id) {
   S().trayIcons.erase(id);
 }
 
+void TrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  HeadlessCall c = Call("trayNotify", window);
+  c.x = id;
+  c.text = title + "|" + text;
+  Record(c);
+}
+
 void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   HeadlessCall c = Call("trackPopupMenu", owner);
   c.x = x;
@@ -631,6 +638,7 @@ const WindowBackend backend = [] {
   b.nativeId = NativeId;
   b.trayAdd = TrayAdd;
   b.trayDelete = TrayDelete;
+  b.trayNotify = TrayNotify;
   b.trackPopupMenu = TrackPopupMenu;
   b.setWindowIcon = SetWindowIcon;
   b.templateDialog = TemplateDialog;
