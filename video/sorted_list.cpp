@@ -19,6 +19,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <vector>
 
 #include "library/menus.h"
@@ -30,6 +31,8 @@
 #include "shell/module_path.h"
 #include "shell/settings.h"
 #include "video/convert.h"
+#include "video/delivery.h"
+#include "video/resolver.h"
 #include "video/scanner.h"
 #include "video/video_jobs.h"
 #include "web/download.h"
@@ -217,6 +220,14 @@ std::string NameWithEnding(const std::string& title, const char* ending) {
 }
 
 } // namespace
+
+void RebuildVideoMenu() {
+  char menu[PathSize] = "";
+  char video[PathSize] = "";
+  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
+  ModuleFilePath(0, video, "Video");
+  RebuildMediaMenu(menu, video, MediaPatterns);
+}
 
 int ListTitleCount(const char* title) {
   std::uint32_t a = 0, f = 0, t = 0;
@@ -425,6 +436,13 @@ int DownloadSortedList(std::uint32_t slot) {
   if (!CopyFileTo(sharedList, listPath))
     unlink(listPath.c_str());
 
+  // What the list delivered to this target before is not fetched again.
+  std::string target = format == 0 ? folder : job.ConvertTarget.Get();
+  std::string archive = ArchiveSection(listUrl, target, format);
+  int delivered = 0, already = 0;
+  std::string failure;
+  std::set<std::string> named; // names given by this job: a repeated title gets its number
+
   std::uint32_t total = 1;
   std::uint32_t n = startEntry == 0 ? 1 : startEntry;
   for (;; ++n) {
@@ -434,6 +452,13 @@ int DownloadSortedList(std::uint32_t slot) {
     ReadListValue("Title", n, title, listPath);
     if (startEntry == 0 && n == 1)
       total = static_cast<std::uint32_t>(ListTitleCount(title));
+    std::string key = link[0] != '\0' ? ArchiveKey(link) : std::string();
+    if (!key.empty() && ArchivedAndThere(archive, key)) {
+      ++already;
+      if (n >= total)
+        break;
+      continue;
+    }
 
     // The watch page of the entry; a link without "/v/", or one that is no
     // web address, has none.
@@ -455,7 +480,7 @@ int DownloadSortedList(std::uint32_t slot) {
         DecodeMarkedAddress(work, secondTry);
       ScanPage(page, ScanFieldValue, format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A", work);
       DecodeMarkedAddress(work, direct);
-      if (direct[0] == '\0') {
+      if (direct[0] == '\0' && !ResolverDownloads()) {
         std::string resolved = ResolveVideoAddress(page);
         std::snprintf(direct, sizeof direct, "%s", resolved.c_str());
       }
@@ -475,6 +500,21 @@ int DownloadSortedList(std::uint32_t slot) {
     bool fetchedMedia = direct[0] != '\0' && DownloadMedia(direct, tempPath, share) == 0;
     if (!fetchedMedia && format != 0 && secondTry[0] != '\0')
       fetchedMedia = DownloadMedia(secondTry, tempPath, share) == 0;
+    std::string why;
+    if (!fetchedMedia && direct[0] == '\0' && page[0] != '\0') {
+      // The resolver fetches the stream itself; its share is the one shown.
+      ResolverDownload fetch = DownloadWithResolver(
+          page, tempPath, phone, [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+      fetchedMedia = fetch.ok;
+      why = fetch.used ? fetch.error : "no video address";
+    } else if (!fetchedMedia) {
+      why = page[0] == '\0' ? "no video address" : "download failed";
+    }
+    if (!fetchedMedia) {
+      std::snprintf(text, sizeof text, "Download %u / %u video failed: %s", n, total, why.c_str());
+      failure = text;
+      line.Show(text);
+    }
 
     // A folder that can't take the file: the download stays in Temp under
     // the name it would have had, and the line says so.
@@ -485,8 +525,16 @@ int DownloadSortedList(std::uint32_t slot) {
     };
     if (fetchedMedia && format == 0) {
       std::string name = NameWithEnding(title, ".flv");
-      if (KeepAsFlashVideo(tempPath, folder + "/" + name).empty()) {
-        std::string kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
+      if (named.count(name) != 0)
+        name = NameWithEnding(std::string(title) + " ~" + std::to_string(n), ".flv");
+      named.insert(name);
+      std::string kept = KeepAsFlashVideo(tempPath, folder + "/" + name);
+      if (!kept.empty()) {
+        ++delivered;
+        if (!key.empty())
+          ArchiveDelivered(archive, key, kept);
+      } else {
+        kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
         if (!kept.empty())
           keptInTemp(kept);
       }
@@ -506,6 +554,7 @@ int DownloadSortedList(std::uint32_t slot) {
         std::string base = place + name;
         std::string dropped = base + "~" + std::to_string(n);
         if (dropped.size() < decltype(job.ConvertBase)::Capacity && PlaceWhole(tempPath, dropped)) {
+          job.Ready.Push({dropped, static_cast<int>(n), archive, key});
           job.ConvertBase.Set(base);
           if (place != folder)
             keptInTemp(dropped);
@@ -520,11 +569,10 @@ int DownloadSortedList(std::uint32_t slot) {
 
   unlink(listPath.c_str());
   line.Show(std::string());
+  job.AlreadyThere = already;
   job.ConvertTarget.Clear();
-  char menu[PathSize] = "";
-  char video[PathSize] = "";
-  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
-  ModuleFilePath(0, video, "Video");
-  RebuildMediaMenu(menu, video, MediaPatterns);
+  RebuildVideoMenu();
+  if (format == 0)
+    EndVideoRoad(format, folder, delivered, already, failure);
   return static_cast<int>(total);
 }
