@@ -63,6 +63,15 @@ bool ArchivedAndThere(const std::string& section, const std::string& key) {
   return stat(file.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_size > 0;
 }
 
+std::map<std::string, std::string> ArchivedFiles(const std::string& section) {
+  std::map<std::string, std::string> files;
+  std::string file = ArchiveFile();
+  for (const std::string& key : IniKeys(file.c_str(), section.c_str()))
+    if (key.size() == 17 && key[0] == 'E')
+      files[IniReadString(file.c_str(), section.c_str(), key.c_str())] = key;
+  return files;
+}
+
 void ArchiveDelivered(const std::string& section, const std::string& key, const std::string& file) {
   IniWrite(ArchiveFile().c_str(), section.c_str(), key.c_str(), file.c_str());
 }

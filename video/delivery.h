@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 // The archive's section for one list collected to one target in one format.
@@ -19,6 +20,9 @@ std::string ArchiveKey(const std::string& link);
 
 // Whether the entry was delivered before and its file is still there.
 bool ArchivedAndThere(const std::string& section, const std::string& key);
+
+// The files the section records, each with the key of its entry.
+std::map<std::string, std::string> ArchivedFiles(const std::string& section);
 
 // Records that the entry's video was delivered as file (a full path).
 void ArchiveDelivered(const std::string& section, const std::string& key, const std::string& file);

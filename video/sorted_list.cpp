@@ -19,6 +19,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <set>
 #include <vector>
 
@@ -441,7 +442,10 @@ int DownloadSortedList(std::uint32_t slot) {
   std::string archive = ArchiveSection(listUrl, target, format);
   int delivered = 0, already = 0;
   std::string failure;
-  std::set<std::string> named; // names given by this job: a repeated title gets its number
+  // A title that repeats in the list names two videos: the later one gets
+  // its number, never the file of another entry.
+  std::set<std::string> named;
+  std::map<std::string, std::string> archived = ArchivedFiles(archive);
 
   std::uint32_t total = 1;
   std::uint32_t n = startEntry == 0 ? 1 : startEntry;
@@ -525,7 +529,8 @@ int DownloadSortedList(std::uint32_t slot) {
     };
     if (fetchedMedia && format == 0) {
       std::string name = NameWithEnding(title, ".flv");
-      if (named.count(name) != 0)
+      auto owner = archived.find(folder + "/" + name);
+      if (named.count(name) != 0 || (owner != archived.end() && owner->second != key))
         name = NameWithEnding(std::string(title) + " ~" + std::to_string(n), ".flv");
       named.insert(name);
       std::string kept = KeepAsFlashVideo(tempPath, folder + "/" + name);

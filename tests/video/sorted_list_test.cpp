@@ -2,6 +2,7 @@
 // and a hostile list against the test web.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -141,6 +142,40 @@ TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
     return l.rfind("Download 1 / 2 video now... ", 0) == 0 && l.back() == '%';
   })) << "the share done never showed";
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
+}
+
+// A list collected again to the same folder fetches only the entry whose
+// delivered file was deleted; the closing line and the tray say so.
+TEST_F(ListJob, CollectedAgainFetchesOnlyWhatIsGone) {
+  List({{"http://tube.test/v/a", "Same 1/3"},
+        {"http://tube.test/v/b", "Same 1/3"},
+        {"http://tube.test/v/c", "Third"}});
+  for (const char* id : {"a", "b", "c"})
+    Page(std::string("/watch?v=") + id, {{"34", std::string("http://media.test/clip.flv?") + id}});
+  Start();
+  auto notes = [] {
+    std::vector<std::string> texts;
+    for (const HeadlessCall& call : HeadlessCallsOf("trayNotify"))
+      texts.push_back(call.text.substr(call.text.find('|') + 1));
+    return texts;
+  };
+  auto closed = [&](const std::string& closing) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::find(lines.begin(), lines.end(), closing) != lines.end();
+  };
+  Run(0, folder);
+  // Two videos of one title stay two files.
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
+  EXPECT_TRUE(closed("3 new, 0 already there"));
+  fs::remove(folder / "Same 1-3 ~2.flv");
+  Run(0, folder);
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
+  for (const char* id : {"a", "b", "c"})
+    EXPECT_EQ(web.Count("media.test", std::string("/clip.flv?") + id), id[0] == 'b' ? 2 : 1) << id;
+  EXPECT_TRUE(closed("1 new, 2 already there"));
+  std::string where = " in " + folder.string();
+  EXPECT_EQ(notes(), (std::vector<std::string>{"3 videos" + where + " (3 new, 0 already there)",
+                                               "1 video" + where + " (1 new, 2 already there)"}));
 }
 
 // A list's text is data: an entry shaped like an option never reaches the
