@@ -111,11 +111,12 @@ void EndVideoRoad(std::uint32_t format, const std::string& target, int delivered
   std::string told;
   if (delivered > 0)
     told = std::to_string(delivered) + (delivered == 1 ? " video" : " videos") + where;
+  else if (!failure.empty())
+    told = "No video arrived" + where + ": " + failure;
   else if (already > 0)
     told = "No new video" + where;
   else
-    told = "No video arrived" + where + ": " +
-           (failure.empty() ? std::string("the list gave no video") : failure);
+    told = "No video arrived" + where + ": the list gave no video";
   TrayNotify(told + " (" + closing + ")");
   show(closing);
   VideoSleep(ClosingLineMs);

@@ -157,10 +157,26 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
   request.program = words[0];
   request.arguments.assign(words.begin() + 1, words.end());
   // No file may configure it, and its report is one line per step.
-  for (const char* word :
-       {"--ignore-config", "--no-playlist", "--no-cache-dir", "--no-mtime", "--no-simulate",
-        "--progress", "--newline", "--progress-template", "download:%(progress._percent_str)s",
-        "--print", "after_move:filepath", "--merge-output-format", "mp4", "-f", "bv*+ba/b/bv*"})
+  for (const char* word : {"--ignore-config",
+                           "--no-playlist",
+                           "--no-cache-dir",
+                           "--no-mtime",
+                           "--no-simulate",
+                           "--progress",
+                           "--newline",
+                           "--abort-on-unavailable-fragment",
+                           "--retries",
+                           "3",
+                           "--fragment-retries",
+                           "3",
+                           "--progress-template",
+                           "download:%(progress._percent_str)s",
+                           "--print",
+                           "after_move:filepath",
+                           "--merge-output-format",
+                           "mp4",
+                           "-f",
+                           "bv*+ba/b/bv*"})
     request.arguments.emplace_back(word);
   request.arguments.insert(request.arguments.end(), {"-S", small ? "+res:144" : "res:720", "-o",
                                                      Escaped(tempPath) + ".%(ext)s"});

@@ -178,6 +178,62 @@ TEST_F(ListJob, CollectedAgainFetchesOnlyWhatIsGone) {
                                                "1 video" + where + " (1 new, 2 already there)"}));
 }
 
+// Streams that break, with the real resolver: an HLS segment missing, a
+// segment that stalls, a resolver that is missing; each entry says so on the
+// line and the list goes on. A DASH video without audio lands as it is.
+TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
+  fs::path site = web.Site("tube.test");
+  ASSERT_TRUE(MakeSiteStreams(site, 2));
+  fs::copy(site / "hls", site / "gap");
+  fs::remove(site / "gap" / "v2_001.ts");
+  fs::create_directories(site / "mute");
+  ASSERT_EQ(
+      std::system(("ffmpeg -nostdin -loglevel error -i '" + (site / "prog.mp4").string() +
+                   "' -map 0:v -c copy -f dash '" + (site / "mute" / "index.mpd").string() + "'")
+                      .c_str()),
+      0);
+  std::ofstream(site / "gap.html") << "<html><video src=\"/gap/index.m3u8\"></video></html>";
+  std::ofstream(site / "mute.html") << "<html><video><source src=\"/mute/index.mpd\" "
+                                       "type=\"application/dash+xml\"></video></html>";
+  const char* pages[] = {"gap", "hls", "mute", "prog"};
+  // Pages that take a moment, so each failure's line stands until the next
+  // entry's replaces it.
+  for (const char* id : pages)
+    web.Answer("tube.test", std::string("/watch?v=") + id,
+               {std::string("file=") + id + ".html", "delay=200"});
+  web.Answer("tube.test", "/hls/v2_001.ts", {"file=hls/v2_001.ts", "stall=20000", "after=100"});
+  List({{"http://tube.test/v/gap", "Gap 1/4"},
+        {"http://tube.test/v/hls", "Stalled"},
+        {"http://tube.test/v/mute", "Mute"},
+        {"http://tube.test/v/prog", "Plain"}});
+  std::ofstream(env.program / "Define.ini", std::ios::app)
+      << "[Video]\nResolver=yt-dlp --no-warnings\nResolverTimeout=3\n";
+  Start();
+  Run(0, folder);
+  auto shown = [&](const std::string& head) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& l) { return l.rfind(head, 0) == 0; });
+  };
+  EXPECT_TRUE(shown("Download 1 / 4 video failed: ERROR: "));
+  EXPECT_TRUE(shown("Download 2 / 4 video failed: no progress for 3 s"));
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Mute.flv", "Plain.flv"}));
+  Probe mute = ProbeFile((folder / "Mute.flv").string());
+  EXPECT_TRUE(mute.container == "flv" && mute.video == "h264" && mute.audio.empty());
+  EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
+
+  // Collected again without a resolver: what landed is there, the rest fails.
+  std::ofstream(env.program / "Define.ini") << "[Video]\nResolver=/nowhere/yt-dlp\n";
+  lines.clear();
+  Run(0, folder);
+  std::vector<HeadlessCall> notes = HeadlessCallsOf("trayNotify");
+  ASSERT_FALSE(notes.empty());
+  EXPECT_EQ(notes.back().text.substr(notes.back().text.find('|') + 1),
+            "No video arrived in " + folder.string() +
+                ": Download 2 / 4 video failed: /nowhere/yt-dlp: No such file or directory (0 "
+                "new, 2 already there)");
+}
+
 // A list's text is data: an entry shaped like an option never reaches the
 // resolver (here the real one, whose configuration it would name), and a
 // macro or "@@" of the list is not followed.
