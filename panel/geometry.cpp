@@ -113,6 +113,16 @@ void KeepPanelOnScreen(Hwnd window) {
   }
 }
 
+void PanelPaint(Hwnd window) {
+  PanelState& panel = Panel();
+  KeepPanelOnScreen(window);
+  if (panel.PanelRegion)
+    WinSetWindowRegion(window, panel.PanelOutline.data(), OutlinePointCount);
+  Canvas* canvas = WinGetCanvas(window);
+  PaintFrame(canvas);
+  WinReleaseCanvas(window, canvas);
+}
+
 void TurnPanel(Hwnd window, LParam arg) {
   PanelState& panel = Panel();
   Point cursor = WinGetCursorPos();

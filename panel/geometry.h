@@ -31,6 +31,9 @@ void UnturnPanel(Hwnd window, LParam arg);
 void CentrePanel(Hwnd window);
 void KeepPanelOnScreen(Hwnd window);
 
+// WM_PAINT of the Panel: keep on screen, apply the region, paint the frame.
+void PanelPaint(Hwnd window);
+
 // WM_MOUSEMOVE of the Panel: hover lighting (keys is the message's key state,
 // pos the client position in the low and high 16 bits).
 void PanelMouseMove(Hwnd window, WParam keys, LParam pos);

@@ -14,7 +14,9 @@
 #include <curl/curl.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -211,8 +213,22 @@ struct Sink {
   std::chrono::steady_clock::time_point lastMove;
   long stallSeconds = 60;
   long long written = 0;
+  long long reserveCheckedAt = -1; // the byte count of the last free-space look
+  bool enough = false;             // keepBytes arrived; the rest isn't wanted
+  bool belowReserve = false;
   const DownloadOptions* options = nullptr;
 };
+
+constexpr long long ReserveCheckBytes = 8LL << 20;
+
+// Whether the file system of fd can take bytes more and keep the reserve.
+bool KeepsReserve(int fd, long long bytes, long long reserve) {
+  struct statvfs fs {};
+  if (reserve <= 0 || fstatvfs(fd, &fs) != 0)
+    return true;
+  long long free = static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
+  return free - bytes >= reserve;
+}
 
 // Called by libcurl about once a second even while nothing arrives; ends a
 // transfer whose byte count has not moved for the stall time.
@@ -239,6 +255,8 @@ bool OpenSink(Sink& sink) {
   sink.opened = true;
   if (!sink.targetExisted) {
     sink.fd = OpenTarget(sink.path);
+    if (sink.fd >= 0)
+      flock(sink.fd, LOCK_EX | LOCK_NB);
     return sink.fd >= 0;
   }
   if (!sink.cacheFolder.empty()) {
@@ -271,14 +289,30 @@ std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* contex
       return 0;
     }
   }
+  std::size_t take = bytes;
+  long long keep = sink.options->keepBytes;
+  if (keep > 0 && sink.written + static_cast<long long>(bytes) >= keep) {
+    take = static_cast<std::size_t>(keep - sink.written);
+    sink.enough = true;
+  }
+  long long reserve = sink.options->reserveBytes;
+  if (reserve > 0 &&
+      (sink.reserveCheckedAt < 0 || sink.written - sink.reserveCheckedAt >= ReserveCheckBytes)) {
+    sink.reserveCheckedAt = sink.written;
+    if (!KeepsReserve(sink.fd, ReserveCheckBytes, reserve)) {
+      sink.belowReserve = sink.failed = true;
+      return 0;
+    }
+  }
   // Checked here as well as by libcurl, which only weighs an announced length.
-  sink.written += static_cast<long long>(bytes);
+  sink.written += static_cast<long long>(take);
   long long cap = sink.options->maxBytes;
-  if ((cap > 0 && sink.written > cap) || !WriteAll(sink.fd, data, bytes)) {
+  if ((cap > 0 && sink.written > cap) || !WriteAll(sink.fd, data, take)) {
     sink.failed = true;
     return 0;
   }
-  return bytes;
+  // Taking less than was given ends the transfer once what is wanted is there.
+  return sink.enough ? 0 : bytes;
 }
 
 // After a whole body: the target gets its data, and the cache its copy.
@@ -450,7 +484,11 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
 
   int result = 0;
-  if (code != CURLE_OK)
+  if (sink.enough && code == CURLE_WRITE_ERROR)
+    code = CURLE_OK;
+  if (code != CURLE_OK && sink.belowReserve)
+    result = DownloadBelowReserve;
+  else if (code != CURLE_OK)
     result = sink.failed || status < 300 ? (sink.failed ? -1 : static_cast<int>(code))
                                          : static_cast<int>(status);
   else if (status < 200 || status > 299)

@@ -261,6 +261,46 @@ struct WindowBackend {
   bool (*clipboardText)(std::string* out);
 };
 
+// The members that every local backend fills from functions of its own
+// namespace named after them (postMessage from PostMessage, ...); a backend's
+// record is this plus the members it names its own way.
+#define FILL_LOCAL_WINDOW_BACKEND(b)                                                               \
+  b.postMessage = PostMessage;                                                                     \
+  b.sendMessage = SendMessage;                                                                     \
+  b.isWindow = IsWindow;                                                                           \
+  b.bringToTop = BringToTop;                                                                       \
+  b.setForeground = SetForeground;                                                                 \
+  b.setWindowPos = SetWindowPos;                                                                   \
+  b.showWindow = ShowWindow;                                                                       \
+  b.getWindowRect = GetWindowRect;                                                                 \
+  b.setWindowRegion = SetWindowRegion;                                                             \
+  b.invalidate = Invalidate;                                                                       \
+  b.setTitle = SetTitle;                                                                           \
+  b.activeWindow = ActiveWindow;                                                                   \
+  b.setTimer = SetTimer;                                                                           \
+  b.killTimer = KillTimer;                                                                         \
+  b.cursorPos = CursorPos;                                                                         \
+  b.screenWidth = ScreenWidth;                                                                     \
+  b.screenHeight = ScreenHeight;                                                                   \
+  b.displayBits = DisplayBits;                                                                     \
+  b.messageBox = MessageBox;                                                                       \
+  b.getControlText = GetControlText;                                                               \
+  b.setControlText = SetControlText;                                                               \
+  b.getCanvas = GetCanvas;                                                                         \
+  b.releaseCanvas = ReleaseCanvas;                                                                 \
+  b.createWindow = CreateWindow;                                                                   \
+  b.findWindow = FindWindow;                                                                       \
+  b.dialogBox = DialogBox;                                                                         \
+  b.endDialog = EndDialog;                                                                         \
+  b.messageLoop = MessageLoop;                                                                     \
+  b.postQuit = PostQuit;                                                                           \
+  b.nativeId = NativeId;                                                                           \
+  b.trayAdd = TrayAdd;                                                                             \
+  b.trayDelete = TrayDelete;                                                                       \
+  b.trayNotify = TrayNotify;                                                                       \
+  b.trackPopupMenu = TrackPopupMenu;                                                               \
+  b.setWindowIcon = SetWindowIcon;
+
 // Installs the backend for local windows; the record must outlive its use.
 void SetWindowBackend(const WindowBackend* backend);
 const WindowBackend* GetWindowBackend();

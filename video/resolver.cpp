@@ -137,7 +137,8 @@ bool ResolverDownloads() {
 }
 
 ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::string& tempPath,
-                                      bool small, const std::function<void(int)>& progress) {
+                                      bool small, long long maxBytes,
+                                      const std::function<void(int)>& progress) {
   ResolverDownload result;
   std::vector<std::string> words = ResolverWords();
   if (!IsDownloadCommand(words))
@@ -180,6 +181,8 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
     request.arguments.emplace_back(word);
   request.arguments.insert(request.arguments.end(), {"-S", small ? "+res:144" : "res:720", "-o",
                                                      Escaped(tempPath) + ".%(ext)s"});
+  if (maxBytes > 0)
+    request.arguments.insert(request.arguments.end(), {"--max-filesize", std::to_string(maxBytes)});
   std::string proxy = ProxyFor(pageUrl);
   if (!proxy.empty())
     request.arguments.insert(request.arguments.end(), {"--proxy", proxy});

@@ -16,12 +16,14 @@ struct ResolverDownload {
 // Downloads the video of pageUrl (an http or https address, handed over
 // behind "--") to tempPath with the resolver when it is a download command.
 // small asks for the smallest stream at least 176x144 (the phone and small
-// formats), else for the best single video up to 720p. progress gets the
+// formats), else for the best single video up to 720p; a stream above
+// maxBytes is not fetched. progress gets the
 // share done from the resolver's own report. A run whose report stands still
 // for [Video] ResolverTimeout seconds (default 60) is ended. Nothing of the
 // run stays in tempPath's folder but tempPath itself on success.
 ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::string& tempPath,
-                                      bool small, const std::function<void(int percent)>& progress);
+                                      bool small, long long maxBytes,
+                                      const std::function<void(int percent)>& progress);
 
 // The share done that one line of the resolver's report gives (" 42.5%"),
 // or -1.

@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -29,6 +30,7 @@
 #include "platform/files.h"
 #include "platform/process.h"
 #include "platform/sysdirs.h"
+#include "platform/url_download.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
 #include "video/convert.h"
@@ -46,6 +48,8 @@ constexpr std::size_t WorkTextSize = 1024;
 constexpr std::size_t PathSize = 260;
 constexpr std::size_t NameMax = 255; // one name in a folder, in bytes
 constexpr int DefaultResolverSeconds = 60;
+constexpr long long DefaultMaxMediaBytes = 4LL << 30;
+constexpr long long DefaultReserveBytes = 256LL << 20;
 
 std::atomic<long> mediaStallSeconds{60};
 
@@ -84,12 +88,46 @@ void OnDownloadProgress(void* context, long long received, long long total) {
   share.line->Show(share.text + " " + std::to_string(percent) + "%");
 }
 
+// A [Video] size setting of Define.ini in bytes, fallback when not set.
+long long VideoBytesSetting(const char* key, long long fallback) {
+  char path[PathSize] = "";
+  ModuleFilePath(0, path, "Define.ini");
+  char value[ProfileValueSize] = "";
+  ProfileRead("Video", key, value, path);
+  char* end = nullptr;
+  long long bytes = std::strtoll(value, &end, 10);
+  return end != value && bytes >= 0 ? bytes : fallback;
+}
+
+long long MediaReserveBytes() {
+  return VideoBytesSetting("ReserveBytes", DefaultReserveBytes);
+}
+
+// Whether the file system of folder has room for the reserve.
+bool FolderKeepsReserve(const std::string& folder) {
+  struct statvfs fs {};
+  if (statvfs(folder.c_str(), &fs) != 0)
+    return true; // a folder that can't be asked is left to the write to fail
+  long long free = static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
+  return free >= MediaReserveBytes();
+}
+
+// The media at url into path: at most [Video] MaxBytes, stopped at the free
+// reserve, with no cache copy; a body that no container reader knows is not
+// kept. Result: 0 for a video at path, DownloadBelowReserve, else nonzero.
 int DownloadMedia(const char* url, const std::string& path, DownloadShare& share) {
   DownloadOptions options;
   options.stallSeconds = mediaStallSeconds.load();
   options.progress = OnDownloadProgress;
   options.progressContext = &share;
-  return URLDownloadToFileWith(url, path.c_str(), options);
+  options.maxBytes = VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes);
+  options.reserveBytes = MediaReserveBytes();
+  int result = DownloadUrlToFile(url, path.c_str(), nullptr, options);
+  if (result == 0 && !FfmpegKnowsContainer(path)) {
+    unlink(path.c_str());
+    result = -1;
+  }
+  return result;
 }
 
 // Key n of section in the list, cut to the entry's buffer. The list came
@@ -383,12 +421,17 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
   if (part.empty())
     return std::string();
   close(fd);
+  // Source and part are absolute paths, so neither reads as an option.
   const std::vector<std::vector<std::string>> tries = {
-      {"-y", "-i", source, "-map", "0:v:0?", "-map", "0:a:0?", "-c", "copy", "-f", "flv", part},
-      {"-y", "-i", source, "-map", "0:v:0?", "-map", "0:a:0?", "-c:v", "libx264", "-preset",
-       "veryfast", "-c:a", "aac", "-f", "flv", part},
+      {"-map", "0:v:0?", "-map", "0:a:0?", "-c", "copy", "-f", "flv", part},
+      {"-map", "0:v:0?", "-map", "0:a:0?", "-c:v", "libx264", "-preset", "veryfast", "-c:a", "aac",
+       "-f", "flv", part},
   };
-  for (const auto& arguments : tries) {
+  for (const auto& output : tries) {
+    std::vector<std::string> arguments = {"-y"};
+    for (const std::string& word : FfmpegLocalInput(source))
+      arguments.push_back(word);
+    arguments.insert(arguments.end(), output.begin(), output.end());
     FfmpegOutcome outcome = RunFfmpeg(arguments, nullptr, -1, FfmpegStallSeconds() * 1000);
     struct stat st {};
     if (outcome.ok && stat(part.c_str(), &st) == 0 && st.st_size > 0 &&
@@ -480,9 +523,17 @@ int DownloadSortedList(std::uint32_t slot) {
     char secondTry[ListTextSize] = "";
     char direct[WorkTextSize] = "";
     if (page[0] != '\0') {
-      if (ScanPage(page, ScanFieldValue, "C5%7Chttp%3A", work) > 20)
+      // One fetch of the page for both scans.
+      std::vector<char> text;
+      long length = FetchPageText(page, text);
+      auto scan = [&](const char* marker) {
+        return length < 0 ? 0
+                          : ScanPageText(text.data(), static_cast<std::size_t>(length), page,
+                                         ScanFieldValue, marker, work);
+      };
+      if (scan("C5%7Chttp%3A") > 20)
         DecodeMarkedAddress(work, secondTry);
-      ScanPage(page, ScanFieldValue, format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A", work);
+      scan(format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A");
       DecodeMarkedAddress(work, direct);
       if (direct[0] == '\0' && !ResolverDownloads()) {
         std::string resolved = ResolveVideoAddress(page);
@@ -501,20 +552,37 @@ int DownloadSortedList(std::uint32_t slot) {
     char tempName[64];
     std::snprintf(tempName, sizeof tempName, "/cv%u-%u.%s", n, total, slotName.c_str());
     std::string tempPath = temp + tempName;
-    bool fetchedMedia = direct[0] != '\0' && DownloadMedia(direct, tempPath, share) == 0;
-    if (!fetchedMedia && format != 0 && secondTry[0] != '\0')
-      fetchedMedia = DownloadMedia(secondTry, tempPath, share) == 0;
+    int got = -1;
+    bool fetches = direct[0] != '\0' || page[0] != '\0';
+    bool room = !fetches || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
+    if (!room)
+      got = DownloadBelowReserve;
+    else if (direct[0] != '\0')
+      got = DownloadMedia(direct, tempPath, share);
+    if (got != 0 && got != DownloadBelowReserve && format != 0 && secondTry[0] != '\0')
+      got = DownloadMedia(secondTry, tempPath, share);
+    bool fetchedMedia = got == 0;
     std::string why;
-    if (!fetchedMedia && direct[0] == '\0' && page[0] != '\0') {
-      // The resolver fetches the stream itself; its share is the one shown.
-      ResolverDownload fetch = DownloadWithResolver(
-          page, tempPath, phone, [&](int percent) { OnDownloadProgress(&share, percent, 100); });
-      fetchedMedia = fetch.ok;
-      why = fetch.used ? fetch.error : "no video address";
+    if (got == DownloadBelowReserve) {
+      std::snprintf(text, sizeof text, "Download %u / %u video stopped: less than %lld MB free", n,
+                    total, MediaReserveBytes() >> 20);
+      failure = text;
+      line.Show(text);
     } else if (!fetchedMedia) {
-      why = page[0] == '\0' ? "no video address" : "download failed";
+      if (direct[0] == '\0' && page[0] != '\0') {
+        // The resolver fetches the stream itself; its share is the one shown.
+        ResolverDownload fetch = DownloadWithResolver(
+            page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes),
+            [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+        fetchedMedia = fetch.ok && FfmpegKnowsContainer(tempPath);
+        why = !fetch.used ? "no video address" : fetch.ok ? "no video" : fetch.error;
+        if (fetch.ok && !fetchedMedia)
+          unlink(tempPath.c_str());
+      } else {
+        why = page[0] == '\0' ? "no video address" : "download failed";
+      }
     }
-    if (!fetchedMedia) {
+    if (!fetchedMedia && !why.empty()) {
       std::snprintf(text, sizeof text, "Download %u / %u video failed: %s", n, total, why.c_str());
       failure = text;
       line.Show(text);

@@ -738,45 +738,11 @@ void SetWindowIcon(Hwnd window, const std::string& iconPath) {
 
 const WindowBackend backend = [] {
   WindowBackend b{};
-  b.postMessage = PostMessage;
-  b.sendMessage = SendMessage;
-  b.isWindow = IsWindow;
-  b.bringToTop = BringToTop;
-  b.setForeground = SetForeground;
-  b.setWindowPos = SetWindowPos;
-  b.showWindow = ShowWindow;
-  b.getWindowRect = GetWindowRect;
-  b.setWindowRegion = SetWindowRegion;
-  b.invalidate = Invalidate;
-  b.setTitle = SetTitle;
-  b.activeWindow = ActiveWindow;
-  b.setTimer = SetTimer;
-  b.killTimer = KillTimer;
-  b.cursorPos = CursorPos;
-  b.screenWidth = ScreenWidth;
-  b.screenHeight = ScreenHeight;
-  b.displayBits = DisplayBits;
-  b.messageBox = MessageBox;
+  FILL_LOCAL_WINDOW_BACKEND(b);
   b.saveFileDialog = QtSaveFileDialog;
   b.templateDialog = QtTemplateDialog;
   b.controlMessage = QtControlMessage;
   b.clipboardText = QtClipboardText;
-  b.getControlText = GetControlText;
-  b.setControlText = SetControlText;
-  b.getCanvas = GetCanvas;
-  b.releaseCanvas = ReleaseCanvas;
-  b.createWindow = CreateWindow;
-  b.findWindow = FindWindow;
-  b.dialogBox = DialogBox;
-  b.endDialog = EndDialog;
-  b.messageLoop = MessageLoop;
-  b.postQuit = PostQuit;
-  b.nativeId = NativeId;
-  b.trayAdd = TrayAdd;
-  b.trayDelete = TrayDelete;
-  b.trayNotify = TrayNotify;
-  b.trackPopupMenu = TrackPopupMenu;
-  b.setWindowIcon = SetWindowIcon;
   return b;
 }();
 

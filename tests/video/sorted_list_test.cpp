@@ -310,7 +310,7 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   EXPECT_EQ(ReadWhole((folder / "Last.flv").string()).substr(0, 3), "FLV") << "remuxed";
   EXPECT_EQ(web.Count("media.test", "/clip.flv?s=x,y"), 1) << "decoded twice";
   EXPECT_EQ(web.Count("media.test", "/five.flv"), 0) << "the Flash format prefers 34";
-  EXPECT_EQ(web.Count("tube.test", "/watch"), 16) << "two scans for each of 8 pages";
+  EXPECT_EQ(web.Count("tube.test", "/watch"), 8) << "one fetch for both scans of each page";
   std::ifstream pids(sleepers);
   for (std::string pid; pids >> pid;) {
     for (int i = 0; i < 100 && fs::exists("/proc/" + pid); ++i)
@@ -331,6 +331,52 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
                       "Download 1 / 2 video kept in " + kept.string() + ": " + blocked.string() +
                           " can't be written"),
             lines.end());
+}
+
+// Media answers that aren't a video of their own: playlists naming local
+// files, an answer without end, a body no container reader knows. None
+// lands, nothing stays in Temp or the cache, and a full disk is said.
+TEST_F(ListJob, OnlyAVideoOfItsOwnWithinItsBoundsIsKept) {
+  fs::path secret = env.root / "secret.mp4";
+  WriteWhole(secret.string(), ClipBytes(".mp4"));
+  fs::create_directories(env.root / "system" / "Temp");
+  WriteWhole((env.root / "system" / "Temp" / "secret.mp4").string(), ClipBytes(".mp4"));
+  const std::string playlist = "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n";
+  web.Put("media.test", "/abs.m3u8", playlist + secret.string() + "\n#EXT-X-ENDLIST\n");
+  web.Put("media.test", "/rel.m3u8", playlist + "secret.mp4\n#EXT-X-ENDLIST\n");
+  web.Put("media.test", "/url.m3u8", playlist + "file://" + secret.string() + "\n#EXT-X-ENDLIST\n");
+  web.Answer("media.test", "/endless.flv",
+             {"body=FLV" + std::string(997, 'x'), "repeat=16000", "nolength"});
+  web.Put("media.test", "/junk.flv", std::string(100000, 'j'));
+  Entries entries;
+  for (const char* id : {"abs", "rel", "url", "endless", "junk", "clip"}) {
+    std::string media = std::string("http://media.test/") + id +
+                        (id[0] == 'a' || id[0] == 'r' || id[0] == 'u' ? ".m3u8" : ".flv");
+    entries.push_back({std::string("http://tube.test/v/") + id, std::string(id) + " 1/6"});
+    Page(std::string("/watch?v=") + id, {{"34", media}});
+  }
+  List(entries);
+  std::ofstream(env.program / "Define.ini", std::ios::app) << "[Video]\nMaxBytes=1048576\n";
+  Start();
+
+  EXPECT_EQ(Run(0, folder), 6);
+  EXPECT_EQ(Names(folder), std::set<std::string>{"clip 1-6.flv"});
+  EXPECT_EQ(Names(env.root / "system" / "Temp"), (std::set<std::string>{"Sort.htm", "secret.mp4"}));
+  int cached = 0;
+  for (const auto& e : fs::recursive_directory_iterator(env.CacheFolder()))
+    cached += e.is_regular_file() ? 1 : 0;
+  EXPECT_EQ(cached, 1) << "only the list leaves a cache copy";
+  fs::remove(folder / "clip 1-6.flv");
+
+  std::ofstream(env.program / "Define.ini", std::ios::app) << "ReserveBytes=1125899906842624\n";
+  List({{"http://tube.test/v/abs", "Full 1/2"}, {"http://tube.test/v/late", "Late"}});
+  web.Answer("tube.test", "/watch?v=late", {"body=<html></html>", "delay=300"});
+  lines.clear();
+  Run(0, folder);
+  EXPECT_NE(std::find(lines.begin(), lines.end(),
+                      "Download 1 / 2 video stopped: less than 1073741824 MB free"),
+            lines.end());
+  EXPECT_TRUE(Names(folder).empty());
 }
 
 } // namespace
