@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <thread>
 
 #include "panel/panel_state.h"
 #include "panel/tips.h"
@@ -119,6 +120,18 @@ void EndVideoRoad(std::uint32_t format, const std::string& target, int delivered
     told = "No video arrived" + where + ": the list gave no video";
   TrayNotify(told + " (" + closing + ")");
   show(closing);
-  VideoSleep(ClosingLineMs);
-  show(std::string());
+  // The line empties a moment later unless something else has been written
+  // there; the job itself is done and doesn't wait for it.
+  std::thread([&line, closing, phone] {
+    VideoSleep(ClosingLineMs);
+    bool cleared = false;
+    line.Update([&](std::string& text) {
+      if (text == closing)
+        text.clear(), cleared = true;
+    });
+    PanelState& p = Panel();
+    if (cleared)
+      UpdateTip(VideoCollect().CollectOwner.load(), p.TooltipWindow.load(), phone ? 21 : 20,
+                p.PanelRotation.load());
+  }).detach();
 }

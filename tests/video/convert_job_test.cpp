@@ -147,7 +147,7 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   EXPECT_EQ(names, (std::set<std::string>{"Clip0000~1.avi", "Bbbb0000~2.avi", "Clip0000~3.avi",
                                           "Dddd1012~4.avi", "Bbbb0000~5.avi"}));
   EXPECT_TRUE(SeenSoon("5 new, 12 already there"));
-  EXPECT_TRUE(Panel().CollectStatus.Empty());
+  EXPECT_TRUE(WaitFor([] { return Panel().CollectStatus.Empty(); }));
 }
 
 // A tool that fails, stalls or is missing, a card that fills mid-upload, a
@@ -180,7 +180,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   for (const char* kept : {"Bad00000~1.video", "Hang0000~4.video", "Gone0000~6.video"})
     EXPECT_TRUE(FileThere(dir + "/" + kept)) << kept;
   EXPECT_EQ(Runs(), 2 + small); // a failed source is not tried again
-  EXPECT_TRUE(Panel().PhoneStatus.Empty());
+  EXPECT_TRUE(WaitFor([] { return Panel().PhoneStatus.Empty(); }));
   // Nothing half-written of the upload stays, on the card or beside it.
   std::vector<std::string> left;
   for (const std::string& d : {dir, card + "/Videos"})

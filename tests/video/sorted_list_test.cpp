@@ -81,7 +81,8 @@ class ListJob : public ::testing::Test {
     std::atomic<bool> done{false};
     std::thread watch([&] {
       StatusLine& line = format >= FormatPhone ? Panel().PhoneStatus : Panel().CollectStatus;
-      for (; !done; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+      for (bool last = false; !last; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+        last = done; // one look behind the job's end, at its closing line
         std::string text = line.Get();
         std::lock_guard<std::mutex> hold(linesLock);
         if (!text.empty() && (lines.empty() || lines.back() != text))
