@@ -190,10 +190,9 @@ bool WriteFileAtomically(const std::string& path, const std::string& bytes) {
 
 void RemoveStaleTemporaries(const std::string& path) {
   std::size_t slash = path.rfind('/');
-  std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+  // A name right below the root keeps "/" as its folder.
+  std::string folder = slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
   std::string base = slash == std::string::npos ? path : path.substr(slash + 1);
-  if (folder.empty())
-    folder = "/";
   if (base.empty())
     return;
   static std::mutex* lock = new std::mutex;

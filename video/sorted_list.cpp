@@ -21,6 +21,8 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <set>
 #include <vector>
 
 #include "library/menus.h"
@@ -34,6 +36,8 @@
 #include "shell/module_path.h"
 #include "shell/settings.h"
 #include "video/convert.h"
+#include "video/delivery.h"
+#include "video/resolver.h"
 #include "video/scanner.h"
 #include "video/video_jobs.h"
 #include "web/download.h"
@@ -268,6 +272,14 @@ std::string NameWithEnding(const std::string& title, const char* ending) {
 
 } // namespace
 
+void RebuildVideoMenu() {
+  char menu[PathSize] = "";
+  char video[PathSize] = "";
+  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
+  ModuleFilePath(0, video, "Video");
+  RebuildMediaMenu(menu, video, MediaPatterns);
+}
+
 int ListTitleCount(const char* title) {
   std::uint32_t a = 0, f = 0, t = 0;
   for (const char* p = title; *p != '\0'; ++p) {
@@ -485,6 +497,16 @@ int DownloadSortedList(std::uint32_t slot) {
   if (!CopyFileTo(sharedList, listPath))
     unlink(listPath.c_str());
 
+  // What the list delivered to this target before is not fetched again.
+  std::string target = format == 0 ? folder : job.ConvertTarget.Get();
+  std::string archive = ArchiveSection(listUrl, target, format);
+  int delivered = 0, already = 0;
+  std::string failure;
+  // A title that repeats in the list names two videos: the later one gets
+  // its number, never the file of another entry.
+  std::set<std::string> named;
+  std::map<std::string, std::string> archived = ArchivedFiles(archive);
+
   std::uint32_t total = 1;
   std::uint32_t n = startEntry == 0 ? 1 : startEntry;
   for (;; ++n) {
@@ -494,6 +516,13 @@ int DownloadSortedList(std::uint32_t slot) {
     ReadListValue("Title", n, title, listPath);
     if (startEntry == 0 && n == 1)
       total = static_cast<std::uint32_t>(ListTitleCount(title));
+    std::string key = link[0] != '\0' ? ArchiveKey(link) : std::string();
+    if (!key.empty() && ArchivedAndThere(archive, key)) {
+      ++already;
+      if (n >= total)
+        break;
+      continue;
+    }
 
     // The watch page of the entry; a link without "/v/", or one that is no
     // web address, has none.
@@ -523,7 +552,7 @@ int DownloadSortedList(std::uint32_t slot) {
         DecodeMarkedAddress(work, secondTry);
       scan(format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A");
       DecodeMarkedAddress(work, direct);
-      if (direct[0] == '\0') {
+      if (direct[0] == '\0' && !ResolverDownloads()) {
         std::string resolved = ResolveVideoAddress(page);
         std::snprintf(direct, sizeof direct, "%s", resolved.c_str());
       }
@@ -541,7 +570,8 @@ int DownloadSortedList(std::uint32_t slot) {
     std::snprintf(tempName, sizeof tempName, "/cv%u-%u.%s", n, total, slotName.c_str());
     std::string tempPath = temp + tempName;
     int got = -1;
-    bool room = direct[0] == '\0' || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
+    bool fetches = direct[0] != '\0' || page[0] != '\0';
+    bool room = !fetches || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
     if (!room)
       got = DownloadBelowReserve;
     else if (direct[0] != '\0')
@@ -549,9 +579,29 @@ int DownloadSortedList(std::uint32_t slot) {
     if (got != 0 && got != DownloadBelowReserve && format != 0 && secondTry[0] != '\0')
       got = DownloadMedia(secondTry, tempPath, share);
     bool fetchedMedia = got == 0;
+    std::string why;
     if (got == DownloadBelowReserve) {
       std::snprintf(text, sizeof text, "Download %u / %u video stopped: less than %lld MB free", n,
                     total, MediaReserveBytes() >> 20);
+      failure = text;
+      line.Show(text);
+    } else if (!fetchedMedia) {
+      if (direct[0] == '\0' && page[0] != '\0') {
+        // The resolver fetches the stream itself; its share is the one shown.
+        ResolverDownload fetch = DownloadWithResolver(
+            page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes),
+            [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+        fetchedMedia = fetch.ok && FfmpegKnowsContainer(tempPath);
+        why = !fetch.used ? "no video address" : fetch.ok ? "no video" : fetch.error;
+        if (fetch.ok && !fetchedMedia)
+          unlink(tempPath.c_str());
+      } else {
+        why = page[0] == '\0' ? "no video address" : "download failed";
+      }
+    }
+    if (!fetchedMedia && !why.empty()) {
+      std::snprintf(text, sizeof text, "Download %u / %u video failed: %s", n, total, why.c_str());
+      failure = text;
       line.Show(text);
     }
 
@@ -564,8 +614,17 @@ int DownloadSortedList(std::uint32_t slot) {
     };
     if (fetchedMedia && format == 0) {
       std::string name = NameWithEnding(title, ".flv");
-      if (KeepAsFlashVideo(tempPath, folder + "/" + name).empty()) {
-        std::string kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
+      auto owner = archived.find(folder + "/" + name);
+      if (named.count(name) != 0 || (owner != archived.end() && owner->second != key))
+        name = NameWithEnding(std::string(title) + " ~" + std::to_string(n), ".flv");
+      named.insert(name);
+      std::string kept = KeepAsFlashVideo(tempPath, folder + "/" + name);
+      if (!kept.empty()) {
+        ++delivered;
+        if (!key.empty())
+          ArchiveDelivered(archive, key, kept);
+      } else {
+        kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
         if (!kept.empty())
           keptInTemp(kept);
       }
@@ -585,6 +644,7 @@ int DownloadSortedList(std::uint32_t slot) {
         std::string base = place + name;
         std::string dropped = base + "~" + std::to_string(n);
         if (dropped.size() < decltype(job.ConvertBase)::Capacity && PlaceWhole(tempPath, dropped)) {
+          job.Ready.Push({dropped, static_cast<int>(n), archive, key});
           job.ConvertBase.Set(base);
           if (place != folder)
             keptInTemp(dropped);
@@ -599,11 +659,10 @@ int DownloadSortedList(std::uint32_t slot) {
 
   unlink(listPath.c_str());
   line.Show(std::string());
+  job.AlreadyThere = already;
   job.ConvertTarget.Clear();
-  char menu[PathSize] = "";
-  char video[PathSize] = "";
-  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
-  ModuleFilePath(0, video, "Video");
-  RebuildMediaMenu(menu, video, MediaPatterns);
+  RebuildVideoMenu();
+  if (format == 0)
+    EndVideoRoad(format, folder, delivered, already, failure);
   return static_cast<int>(total);
 }
