@@ -16,7 +16,9 @@ struct ProcessRequest {
   // Own session: the child outlives this process's terminal and signals
   // (Panes live on after the Panel). Any other child is killed (SIGKILL) when
   // this process ends, by exit or by a kill, so no tool writes on for a
-  // program that is gone.
+  // program that is gone. The kernel ties it to the thread that started it:
+  // such a child is started by the thread that waits for it. Helpers the
+  // child starts itself are not covered.
   bool detach = false;
   // A process group of its own, led by the child: ProcessKill then ends the
   // children it started too (a resolver that runs helpers of its own).
