@@ -244,15 +244,16 @@ TEST_F(Road, EachConvertingFamilyAndThePhone) {
 // The Panel killed mid-conversion and mid-resolve, then mid-download: its
 // children die with it, and the next start leaves no stale temporary.
 TEST_F(Road, KilledMidwayLeavesNothingBehind) {
-  // ffmpeg and the resolver as stand-ins that note their pid, leave a part
-  // of their output and hang.
+  // ffmpeg and the resolver (with a helper of its own) as stand-ins that
+  // note their pids, leave a part of their output and hang.
   fs::path pids = root / "children";
   std::ofstream(program / "ffmpeg")
       << "#!/bin/sh\ncase \"$*\" in *-encoders*|*'-h long'*) exit 0;; "
          "esac\nfor a; do out=\"$a\"; done\necho $$ >> "
       << pids << "\necho partial > \"$out\"\nexec sleep 300\n";
   std::string resolver = (root / "hang").string();
-  std::ofstream(resolver) << "#!/bin/sh\necho $$ >> " << pids << "\nexec sleep 300\n";
+  std::ofstream(resolver) << "#!/bin/sh\nsleep 300 &\necho $! $$ >> " << pids
+                          << "\nexec sleep 300\n";
   for (const fs::path& script : {program / "ffmpeg", fs::path(resolver)})
     fs::permissions(script, fs::perms::owner_all);
   ASSERT_TRUE(IniWrite((program / "Define.ini").c_str(), "Video", "Resolver", resolver.c_str()));
@@ -296,7 +297,7 @@ TEST_F(Road, KilledMidwayLeavesNothingBehind) {
   Start();
   Ask("http://tube.test/Kill/Show/list/0", 20210);
   ASSERT_TRUE(Reply("Save video to", (video / "Video.avi").string()));
-  ASSERT_TRUE(Until([&] { return children().size() == 2; }, 60)) << "no conversion and resolver";
+  ASSERT_TRUE(Until([&] { return children().size() == 3; }, 60)) << "no conversion and resolver";
   ASSERT_TRUE(Until([&] { return leftovers().size() == 1; }, 10)) << "no conversion output";
   Stop();
   EXPECT_TRUE(Until([&] { return children().empty(); }, 5)) << "a child outlived the Panel";
