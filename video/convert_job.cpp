@@ -204,7 +204,8 @@ int ConvertJob(std::uint32_t slot) {
     if (!ready.archiveKey.empty())
       ArchiveDelivered(ready.archiveSection, ready.archiveKey, targetFile);
     Show(line, (format == FormatPhone ? "Upload " : "Copy ") + display + " video ok.");
-    VideoSleep(300);
+    if (!job.ConvertTarget.Empty() || !job.Ready.Empty()) // no pause behind the last one
+      VideoSleep(300);
   }
 
   // Pages only for what stands now that every conversion is done.
