@@ -16,8 +16,8 @@
 #include "games/list_jobs.h"
 #include "library/game_index.h"
 #include "library/menus.h"
-#include "panel/dispatcher.h"
 #include "panel/panel_state.h"
+#include "panel/panes.h"
 #include "platform/files.h"
 
 std::uint32_t HarvestPass = 0;

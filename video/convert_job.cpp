@@ -16,6 +16,7 @@
 #include "video/video_jobs.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -75,6 +76,8 @@ std::string CopyFile(const std::string& from, const std::string& to,
                          ? "." + to + ".part"
                          : to.substr(0, slash + 1) + "." + to.substr(slash + 1) + ".part";
   int out = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (out >= 0)
+    flock(out, LOCK_EX | LOCK_NB); // held while it is written: a sweep leaves it
   if (out < 0) {
     std::string why = std::strerror(errno);
     close(in);

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -31,6 +32,7 @@
 #include "platform/process.h"
 #include "platform/sysdirs.h"
 #include "platform/url_download.h"
+#include "shell/leftovers.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
 #include "video/convert.h"
@@ -88,6 +90,9 @@ void OnDownloadProgress(void* context, long long received, long long total) {
   share.line->Show(share.text + " " + std::to_string(percent) + "%");
 }
 
+std::string FirstBytes(const std::string& path, std::size_t count);
+const char* OwnEnding(const std::string& head);
+
 // A [Video] size setting of Define.ini in bytes, fallback when not set.
 long long VideoBytesSetting(const char* key, long long fallback) {
   char path[PathSize] = "";
@@ -123,7 +128,11 @@ int DownloadMedia(const char* url, const std::string& path, DownloadShare& share
   options.maxBytes = VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes);
   options.reserveBytes = MediaReserveBytes();
   int result = DownloadUrlToFile(url, path.c_str(), nullptr, options);
-  if (result == 0 && !FfmpegKnowsContainer(path)) {
+  // A container's own signature spares the prober's run; anything else is
+  // kept only when the prober reads it as a video container.
+  std::string head = result == 0 ? FirstBytes(path, 12) : std::string();
+  if (result == 0 && head.rfind("FLV", 0) != 0 && std::strcmp(OwnEnding(head), ".video") == 0 &&
+      !FfmpegKnowsContainer(path)) {
     unlink(path.c_str());
     result = -1;
   }
@@ -175,6 +184,9 @@ std::string PartPath(const std::string& folder, int* fd) {
   std::vector<char> name(pattern.begin(), pattern.end());
   name.push_back('\0');
   *fd = mkostemp(name.data(), O_CLOEXEC);
+  // Locked for as long as fd is open, so a start's sweep leaves it alone.
+  if (*fd >= 0)
+    flock(*fd, LOCK_EX | LOCK_NB);
   return *fd >= 0 ? std::string(name.data()) : std::string();
 }
 
@@ -420,7 +432,7 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
   std::string part = PartPath(FolderOf(target), &fd);
   if (part.empty())
     return std::string();
-  close(fd);
+  // fd stays open while ffmpeg writes part (the same file): it holds the lock.
   // Source and part are absolute paths, so neither reads as an option.
   const std::vector<std::vector<std::string>> tries = {
       {"-map", "0:v:0?", "-map", "0:a:0?", "-c", "copy", "-f", "flv", part},
@@ -436,10 +448,12 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
     struct stat st {};
     if (outcome.ok && stat(part.c_str(), &st) == 0 && st.st_size > 0 &&
         FirstBytes(part, 3) == "FLV" && rename(part.c_str(), target.c_str()) == 0) {
+      close(fd);
       unlink(source.c_str());
       return target;
     }
   }
+  close(fd);
   unlink(part.c_str());
 
   // No Flash video can be made of it: the video is kept under its own ending.
@@ -470,6 +484,9 @@ int DownloadSortedList(std::uint32_t slot) {
   // job is read, if one lies there); the job reads a copy of its own, so a
   // job of another slot that runs at once can't change it underneath.
   std::string temp = SystemSubfolder("Temp");
+  // What a killed run left where this job writes goes before it writes.
+  for (const std::string& place : {temp, folder, job.ConvertTarget.Get()})
+    SweepRoadTemporaries(place, false);
   std::string sharedList = temp + "/Sort.htm";
   std::string slotName = std::to_string(slot % VideoJobCount);
   std::string fetched = sharedList + "." + slotName + ".part";
