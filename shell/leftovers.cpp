@@ -21,7 +21,9 @@ std::size_t Digits(const std::string& name, std::size_t at) {
   return end > at ? end : std::string::npos;
 }
 
-// "cv<n>-<t>.<slot>": a video download still under its job's name.
+// "cv<n>-<t>.<slot>": a video download still under its job's name; behind
+// it ".<anything>" for what the resolver writes under that name (its parts,
+// fragments and streams before the merge).
 bool IsHalfDownload(const std::string& name) {
   if (name.compare(0, 2, "cv") != 0)
     return false;
@@ -31,7 +33,8 @@ bool IsHalfDownload(const std::string& name) {
   at = Digits(name, at + 1);
   if (at == std::string::npos || at >= name.size() || name[at] != '.')
     return false;
-  return Digits(name, at + 1) == name.size();
+  at = Digits(name, at + 1);
+  return at == name.size() || (at != std::string::npos && name[at] == '.');
 }
 
 // "<stem>~<k>-<j>.<ending>" with an ending of the conversion table.

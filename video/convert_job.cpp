@@ -120,6 +120,14 @@ std::string CopyFile(const std::string& from, const std::string& to,
   return why;
 }
 
+// The tool's output is gone once delivered or failed, and so is a player
+// page that a menu rebuild of the download job's end may have written beside
+// it while it stood.
+void RemoveOutput(const std::string& output) {
+  unlink(output.c_str());
+  unlink((output + ".htw").c_str());
+}
+
 // A source that stays after a failure keeps an ending: the one of the
 // container its first bytes show. The text to add to the status line.
 std::string KeepWithEnding(const std::string& source) {
@@ -181,7 +189,7 @@ int ConvertJob(std::uint32_t slot) {
     }
     if (!why.empty()) {
       if (output != source)
-        unlink(output.c_str());
+        RemoveOutput(output);
       failure = "Converting " + display + " video failed: " + why + KeepWithEnding(source);
       Show(line, failure);
       continue;
@@ -195,7 +203,7 @@ int ConvertJob(std::uint32_t slot) {
     why =
         CopyFile(output, targetFile, [&](int percent) { Show(line, WithShare(copying, percent)); });
     if (output != source)
-      unlink(output.c_str());
+      RemoveOutput(output);
     if (!why.empty()) {
       failure = (format == FormatPhone ? "Upload " : "Copy ") + display + " video failed: " + why +
                 KeepWithEnding(source);
@@ -207,7 +215,8 @@ int ConvertJob(std::uint32_t slot) {
     if (!ready.archiveKey.empty())
       ArchiveDelivered(ready.archiveSection, ready.archiveKey, targetFile);
     Show(line, (format == FormatPhone ? "Upload " : "Copy ") + display + " video ok.");
-    VideoSleep(300);
+    if (!job.ConvertTarget.Empty() || !job.Ready.Empty()) // no pause behind the last one
+      VideoSleep(300);
   }
 
   // Pages only for what stands now that every conversion is done.

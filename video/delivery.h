@@ -33,8 +33,8 @@ std::string MediaEnding(const std::string& path);
 
 // The end of a video road: the job's line shows how many videos were new and
 // how many were already there ("3 new, 12 already there") for a moment, then
-// empties (on a thread of its own; this returns at once); the tray says what arrived and where ("3 videos on the phone",
-// "2 videos in /home/me/Videos"), or why nothing did (failure: the last
-// failure's status line, if any).
+// empties (on a thread of its own; this returns at once); the tray says what
+// arrived and where ("3 videos on the phone", "2 videos in /home/me/Videos"),
+// or why nothing did (failure: the last failure's status line, if any).
 void EndVideoRoad(std::uint32_t format, const std::string& target, int delivered, int already,
                   const std::string& failure);

@@ -661,6 +661,7 @@ int DownloadSortedList(std::uint32_t slot) {
   line.Show(std::string());
   job.AlreadyThere = already;
   job.ConvertTarget.Clear();
+  job.ConvertBase.Set(job.ConvertBase.Get()); // wakes the conversion job to see the end
   RebuildVideoMenu();
   if (format == 0)
     EndVideoRoad(format, folder, delivered, already, failure);

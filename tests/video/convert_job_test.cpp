@@ -5,6 +5,7 @@
 #include "shell/module_path.h"
 #include "tests/video/clips.h"
 #include "video/convert.h"
+#include "video/sorted_list.h"
 #include "video/video_jobs.h"
 
 #include <algorithm>
@@ -49,6 +50,7 @@ prev=""; for a in "$@"; do [ "$prev" = "-i" ] && src="$a"; prev="$a"; out="$a"; 
 echo "$src" >> "$here/runs.log"
 echo "  Duration: 00:00:10.00, start: 0.000000" >&2
 echo "out_time_us=5000000"
+: > "$out"
 while [ -e "$here/hold" ]; do sleep 0.02; done
 case "$src" in *Bad*) echo "Invalid data found when processing input" >&2; exit 1;; esac
 case "$src" in *Hang*) while :; do sleep 0.05; done;; esac
@@ -62,6 +64,7 @@ class ConvertJobRun : public TempFolder {
     ResetVideoCollect(), ResetPanelState(Panel()), seenLines.clear();
     SetVideoSleepForTests(ShortSleep);
     fs::create_directories(prog = dir + "/prog");
+    drops = dir;
     SetModulePathForTests(prog + "/skerry");
     std::ofstream(prog + "/ffmpeg") << StandIn;
     fs::permissions(prog + "/ffmpeg", fs::perms::owner_all);
@@ -82,11 +85,11 @@ class ConvertJobRun : public TempFolder {
   }
   // A finished download: written aside, renamed into place, handed over.
   void Drop(const std::string& stem, int k, std::size_t bytes = 1000) {
-    std::string path = dir + "/" + stem + "~" + std::to_string(k);
-    std::ofstream(dir + "/.incoming") << std::string(bytes, 'v');
-    fs::rename(dir + "/.incoming", path);
+    std::string path = drops + "/" + stem + "~" + std::to_string(k);
+    std::ofstream(drops + "/.incoming") << std::string(bytes, 'v');
+    fs::rename(drops + "/.incoming", path);
     VideoCollect().VideoJobs[0].Ready.Push({path, k, "", ""});
-    VideoCollect().VideoJobs[0].ConvertBase.Set(dir + "/" + stem);
+    VideoCollect().VideoJobs[0].ConvertBase.Set(drops + "/" + stem);
   }
   int Runs() {
     std::ifstream log(prog + "/runs.log");
@@ -107,7 +110,7 @@ class ConvertJobRun : public TempFolder {
     return true;
   }
 
-  std::string prog;
+  std::string prog, drops;
   std::thread job;
   std::atomic<bool> ended{false};
   std::vector<std::string> mounts;
@@ -115,13 +118,15 @@ class ConvertJobRun : public TempFolder {
 
 // Four downloads end during one conversion: each is converted and delivered
 // in order, and the job ends with the download job's end, its line closed.
+// The program's Video folder is the chosen one: the menu rebuilt at the
+// download job's end, while the tool writes, leaves no page behind.
 TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
-  std::string out = dir + "/out";
-  fs::create_directories(out);
+  std::string out = drops = prog + "/Video";
+  fs::create_directories(out), fs::create_directories(prog + "/Web");
   std::ofstream(prog + "/hold");
   Start(FormatAvi, out);
   Drop("Clip0000", 1);
-  ASSERT_TRUE(WaitFor([&] { return Runs() == 1; }));
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 1 && FileThere(out + "/Clip0000~1-1.avi"); }));
   EXPECT_TRUE(WaitFor([&] {
     return Panel().CollectStatus.Get() == "Converting /Clip0000~1 video now... 50%";
   })) << Panel().CollectStatus.Get();
@@ -130,20 +135,24 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
     Drop(stems[k - 2], k);
   VideoCollect().VideoJobs[0].ConvertTarget.Clear();
   VideoCollect().VideoJobs[0].AlreadyThere = 12;
+  RebuildVideoMenu();
   fs::remove(prog + "/hold");
   EndJob();
   std::ifstream log(prog + "/runs.log");
   std::vector<std::string> order;
   for (std::string line; std::getline(log, line);)
-    order.push_back(line.substr(dir.size() + 1));
+    order.push_back(line.substr(out.size() + 1));
   EXPECT_EQ(order, (std::vector<std::string>{"Clip0000~1", "Bbbb0000~2", "Clip0000~3", "Dddd1012~4",
                                              "Bbbb0000~5"}));
   std::set<std::string> names;
-  for (const std::string& d : {dir, out})
-    for (const auto& e : fs::directory_iterator(d))
-      if (e.is_regular_file() && e.path().filename().string()[0] != '.')
-        names.insert(e.path().filename().string());
-  names.erase("prog");
+  for (const auto& e : fs::directory_iterator(out)) {
+    std::string name = e.path().filename().string();
+    if (name.size() > 4 && name.compare(name.size() - 4, 4, ".htw") == 0)
+      EXPECT_TRUE(FileThere(out + "/" + name.substr(0, name.size() - 4)))
+          << "a page alone: " << name;
+    else if (name[0] != '.')
+      names.insert(name);
+  }
   EXPECT_EQ(names, (std::set<std::string>{"Clip0000~1.avi", "Bbbb0000~2.avi", "Clip0000~3.avi",
                                           "Dddd1012~4.avi", "Bbbb0000~5.avi"}));
   EXPECT_TRUE(SeenSoon("5 new, 12 already there"));

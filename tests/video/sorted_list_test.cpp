@@ -218,6 +218,9 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
   };
   EXPECT_TRUE(shown("Download 1 / 4 video failed: ERROR: "));
   EXPECT_TRUE(shown("Download 2 / 4 video failed: no progress for 3 s"));
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
+    return l.rfind("Download 3 / 4 video now... ", 0) == 0 && l.back() == '%';
+  })) << "no share from the resolver";
   EXPECT_EQ(Names(folder), (std::set<std::string>{"Mute.flv", "Plain.flv"}));
   Probe mute = ProbeFile((folder / "Mute.flv").string());
   EXPECT_TRUE(mute.container == "flv" && mute.video == "h264" && mute.audio.empty());
