@@ -406,7 +406,8 @@ long FetchPageText(const char* url, std::vector<char>& page) {
   // Only what the scan reads is fetched, and a page leaves no cache copy.
   DownloadOptions options;
   options.keepBytes = static_cast<long long>(PageTextSize - 1);
-  if (DownloadUrlToFile(url, path, nullptr, options) != 0 && FetchToFile(url, path) != FetchDone)
+  if (DownloadUrlToFile(url, path, nullptr, options) != 0 &&
+      FetchToFileUpTo(url, path, PageTextSize - 1) != FetchDone)
     return -1;
 
   int fd = open(path, O_RDONLY | O_CLOEXEC);

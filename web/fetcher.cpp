@@ -188,10 +188,14 @@ void ReadChunks(Answer& answer, long blockLength, long lineStart, std::uint32_t 
 struct SocketFile {
   int socket;
   int file;
+  std::uint64_t room; // body bytes still to keep
 };
 
 long SocketReceive(void* context, char* buffer, std::size_t size) {
-  int fd = static_cast<SocketFile*>(context)->socket;
+  const SocketFile& ends = *static_cast<SocketFile*>(context);
+  if (ends.room == 0)
+    return 0; // kept all it may: ended like a closed connection
+  int fd = ends.socket;
   for (;;) {
     ssize_t got = recv(fd, buffer, size, 0);
     if (got < 0 && errno == EINTR)
@@ -201,7 +205,10 @@ long SocketReceive(void* context, char* buffer, std::size_t size) {
 }
 
 bool FileWrite(void* context, const char* data, std::size_t size) {
-  return WriteAll(static_cast<SocketFile*>(context)->file, data, size);
+  SocketFile& ends = *static_cast<SocketFile*>(context);
+  std::size_t kept = size < ends.room ? size : static_cast<std::size_t>(ends.room);
+  ends.room -= kept;
+  return WriteAll(ends.file, data, kept);
 }
 
 } // namespace
@@ -366,6 +373,10 @@ int ConnectWebServer(const char* host) {
 }
 
 int FetchToFile(const char* url, char* path) {
+  return FetchToFileUpTo(url, path, UINT64_MAX);
+}
+
+int FetchToFileUpTo(const char* url, char* path, std::uint64_t maxBytes) {
   // Host and path: behind a "//" if one follows the first slash, split at the
   // next slash; an address with nothing behind the host asks for "/".
   const char* work = url;
@@ -403,7 +414,7 @@ int FetchToFile(const char* url, char* path) {
   send(fd, request.data(), static_cast<std::size_t>(requestLength), MSG_NOSIGNAL);
   WebSleep(300);
 
-  SocketFile ends{fd, file};
+  SocketFile ends{fd, file, maxBytes};
   FetchIo io;
   io.context = &ends;
   io.receive = SocketReceive;

@@ -31,6 +31,11 @@ extern const char RequestTemplate[];
 // say that a body arrived.
 int FetchToFile(const char* url, char* path);
 
+// FetchToFile that keeps at most maxBytes of the body and then ends the
+// transfer as a closed connection would (result FetchDone), so an answer
+// without end can't fill the disk. A reader of a page's head needs no more.
+int FetchToFileUpTo(const char* url, char* path, std::uint64_t maxBytes);
+
 // The hexadecimal value of text up to NUL, CR or LF, either case; an empty
 // line or any other character gives ChunkSizeInvalid. Wraps at 32 bits.
 std::uint32_t ParseChunkSize(const char* text);

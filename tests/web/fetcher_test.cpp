@@ -89,8 +89,9 @@ TEST(FetchToFile, AsksByTheTemplateAndGivesUpOnASilentServer) {
   TestWeb web;
   web.Answer("site.test", "*", {"body=x"});
   web.Answer("silent.test", "*", {"delay=5000", "body=never"});
+  web.Answer("endless.test", "*", {"status=500", "body=0123456789", "repeat=0", "nolength"});
   ASSERT_TRUE(web.Start());
-  web.WriteHosts(env.root / "system", {"site.test", "silent.test"});
+  web.WriteHosts(env.root / "system", {"site.test", "silent.test", "endless.test"});
   const char* rows[][3] = {
       {"http://site.test/dir/page.htm?x=1", "/dir/page.htm?x=1", "x"},
       {"site.test/a/b", "/a/b", "x"}, // no double slash: host and path as they stand
@@ -113,6 +114,13 @@ TEST(FetchToFile, AsksByTheTemplateAndGivesUpOnASilentServer) {
     ASSERT_FALSE(web.Requests().empty());
     EXPECT_EQ(web.Requests().back().target, target);
   }
+  // An answer without end is kept only up to what the caller asked for.
+  char path[FetchPathSize];
+  std::snprintf(path, sizeof path, "%s", out.c_str());
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(FetchToFileUpTo("http://endless.test/page", path, 65535), FetchDone);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(ReadWhole(out).size(), 65535u);
   web.Stop();
   DropWebEnv(env);
 }
