@@ -42,9 +42,11 @@
 #include <QWebEngineView>
 #include <QWindow>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <sys/prctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -391,22 +393,10 @@ bool EmbedInPanel() {
   return true;
 }
 
-// The Panel's connection closed: live on as a window of our own, with a title
-// bar the user can close it by, at the place where the Pane last stood. The
-// native window is made anew: a Panel that ended took its child windows along.
+// The Panel's connection closed: the Panel ended (or was killed), and a Pane
+// without its Panel is only a leak. exit, not quit, as for the quit message.
 void LeavePanel() {
-  if (!pane.embedded)
-    return;
-  QPoint at = pane.window->mapToGlobal(QPoint(0, 0));
-  pane.embedded = false;
-  pane.filling = false;
-  pane.window->hide();
-  pane.window->windowHandle()->destroy();
-  pane.window->windowHandle()->setParent(nullptr);
-  pane.window->setWindowFlags(Qt::Window);
-  pane.window->setGeometry(QRect(at, pane.paneRect.size()));
-  pane.window->show();
-  QGuiApplication::sync();
+  QCoreApplication::exit(0);
 }
 
 void FillScreen() {
@@ -733,6 +723,14 @@ QString GameHostName(const QString& programDir) {
 } // namespace
 
 int main(int argc, char** argv) {
+  // The Panel starts its Panes in sessions of their own: such a Pane ends with
+  // the Panel that started it, also one killed before this Pane reached it.
+  if (getsid(0) == getpid()) {
+    pid_t starter = getppid();
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != starter)
+      return 0;
+  }
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();

@@ -53,9 +53,18 @@ bool ProcessWait(ProcessResult* process, int timeoutMs);
 // 128 + 9.
 void ProcessKill(ProcessResult* process);
 
-// Ends a started process at once (SIGKILL) and reaps it; exitCode is then
-// 128 + 9.
-void ProcessKill(ProcessResult* process);
+// The end of the process: no child starts any more, a detached child (a
+// Pane, which ends by itself once the Panel's carrier closes) gets up to
+// graceMs to end, then every child still running is killed with its process
+// group, and the files held by ProcessHoldFile are removed. Returns once the
+// children are gone (at most about a second after the grace).
+void ProcessEndAll(int graceMs);
+
+// A file a child or a job writes that is worthless when the run is cut short
+// (a conversion's output, a copy under its temporary name): ProcessEndAll
+// removes it unless it was let go first.
+void ProcessHoldFile(const std::string& path);
+void ProcessLetGoFile(const std::string& path);
 
 // Start, then wait at most timeoutMs.
 ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs);

@@ -10,6 +10,7 @@
 // passes after the download job has emptied ConvertTarget.
 #include "panel/panel_state.h"
 #include "panel/tips.h"
+#include "platform/process.h"
 #include "video/convert.h"
 #include "video/video_jobs.h"
 
@@ -76,8 +77,10 @@ std::string CopyFile(const std::string& from, const std::string& to,
   std::string temp = slash == std::string::npos
                          ? "." + to + ".part"
                          : to.substr(0, slash + 1) + "." + to.substr(slash + 1) + ".part";
+  ProcessHoldFile(temp);
   int out = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (out < 0) {
+    ProcessLetGoFile(temp);
     std::string why = std::strerror(errno);
     close(in);
     return why;
@@ -116,6 +119,7 @@ std::string CopyFile(const std::string& from, const std::string& to,
     why = std::strerror(errno);
   if (!why.empty())
     unlink(temp.c_str());
+  ProcessLetGoFile(temp);
   return why;
 }
 
@@ -175,6 +179,7 @@ int ConvertJob(std::uint32_t slot) {
       why = "no conversion for this format";
     } else if (output != source) {
       std::string ffmpeg = FfmpegPath();
+      ProcessHoldFile(output); // an exit now leaves the source for the next run
       FfmpegOutcome run = RunFfmpeg(
           ConversionArguments(format, source, output, FfmpegBuild(ffmpeg)),
           [&](int percent) { Show(line, WithShare(converting, percent)); }, -1, stallMs);
@@ -186,6 +191,7 @@ int ConvertJob(std::uint32_t slot) {
     if (!why.empty()) {
       if (output != source)
         unlink(output.c_str());
+      ProcessLetGoFile(output);
       failed.insert(source);
       Show(line, "Converting " + display + " video failed: " + why);
       continue;
@@ -200,6 +206,7 @@ int ConvertJob(std::uint32_t slot) {
         CopyFile(output, targetFile, [&](int percent) { Show(line, WithShare(copying, percent)); });
     if (output != source)
       unlink(output.c_str());
+    ProcessLetGoFile(output);
     if (!why.empty()) {
       failed.insert(source);
       Show(line, (format == FormatPhone ? "Upload " : "Copy ") + display + " video failed: " + why);

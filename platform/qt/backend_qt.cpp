@@ -44,6 +44,7 @@
 #include <vector>
 
 #include "platform/carrier.h"
+#include "platform/process.h"
 #include "platform/tooltips.h"
 
 namespace {
@@ -768,6 +769,8 @@ const WindowBackend backend = [] {
 
 void QtEndProcess(int code) {
   CarrierClose();
+  // The Panes end with the carrier; what still runs then is ended.
+  ProcessEndAll(1500);
   std::vector<unsigned long> natives;
   {
     std::lock_guard<std::mutex> guard(tableLock);

@@ -12,10 +12,10 @@ class QWidget;
 
 const WindowBackend* QtBackend();
 
-// Ends the process after its loop: the carrier closes, so that the Panes leave
-// the Panel's window and stand on their own, and once they have (at most a few
-// seconds) the process ends without running static destructors, since job
-// threads may still use the records they would destroy.
+// Ends the process after its loop: the carrier closes, so that the Panes end,
+// every child still running is ended (ProcessEndAll), and the process ends
+// without running static destructors, since job threads may still use the
+// records they would destroy.
 [[noreturn]] void QtEndProcess(int code);
 
 // The widget of a local window, or null (windows without one, other ids).
