@@ -22,6 +22,16 @@ const WindowBackend* QtBackend();
 // GUI thread only.
 QWidget* QtWindowWidget(Hwnd window);
 
+// How every question stands (message boxes, template dialogs, the save
+// dialog): modal to nothing, so that any number of them answer the keyboard
+// and the mouse at once and end in any order; above other windows, the
+// Panel even when it is topmost; the newest one takes the focus. The parent
+// is the owner's widget while that shows (null otherwise). GUI thread only.
+QWidget* QtQuestionParent(Hwnd owner);
+void QtShowQuestion(QWidget* dialog);
+// Shows dialog as above and runs a nested loop until it finishes; its result.
+int QtAwaitQuestion(class QDialog* dialog);
+
 // The save-file dialog member (save_dialog_qt.cpp).
 std::string QtSaveFileDialog(Hwnd owner, const std::string& title,
                              const std::vector<FilterRow>& filter, const std::string& name,
