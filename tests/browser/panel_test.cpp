@@ -243,6 +243,30 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
   CarrierDisconnect(&client);
 }
 
+// The shipped settings and an empty Game folder: no first-start question, the start page,
+// Home's own page (its blue bar, not a blank one), and the game menu's hint on how games come in.
+TEST_F(PanelWithPanes, FirstStartWithTheShippedSettingsLeadsSomewhere) {
+  fs::remove_all(program / "Game");
+  fs::create_directories(program / "Game");
+  StartPanel();
+  PanelPlace panel = FindPanel(30s);
+  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
+  const int paneX = panel.x + 20, paneY = panel.y + 74;
+  EXPECT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
+  KeepShot("desk-start.png");
+  std::this_thread::sleep_for(5s); // the top-list job would have asked by now
+  EXPECT_EQ(Output("xdotool search --onlyvisible --name '^Tessel @Vexan$' 2>/dev/null"), "");
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0));
+  EXPECT_TRUE(AwaitColour(0x0F3B66, paneX + 200, paneY + 6, 60, 20, 30s)) << "Home is blank";
+  KeepShot("desk-home.png");
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
+  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
+  KeepShot("desk-empty-menu.png");
+  CarrierDisconnect(&client);
+}
+
 // Game, video folder (its player streaming a clip through ffmpeg) and image player open;
 // exit through the question: the program, its Panes, their helpers and ffmpeg are gone
 // within 5 s.
