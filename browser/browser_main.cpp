@@ -785,8 +785,7 @@ int main(int argc, char** argv) {
   profile->setUrlRequestInterceptor(interceptor);
   InstallFlashOnEveryPage(profile, pane.serverPort);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
-  InstallPanelLinks(profile, &app,
-                    [](int command) { SendFrame("POST 273 " + std::to_string(command) + " 0"); });
+  InstallPanelLinks(profile, &app, [](const std::string& frame) { SendFrame(frame); });
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
   // The menus are local files whose links lead to the game server; without

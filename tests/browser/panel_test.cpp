@@ -264,6 +264,11 @@ TEST_F(PanelWithPanes, FirstStartWithTheShippedSettingsLeadsSomewhere) {
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
   EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
   KeepShot("desk-empty-menu.png");
+  // The start page's Start row acts as the face's Start.
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20240, 0));
+  ASSERT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
+  Click(paneX + 150, paneY + 145);
+  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "Start row";
   CarrierDisconnect(&client);
 }
 
