@@ -23,6 +23,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QLocalSocket>
 #include <QLoggingCategory>
 #include <QRandomGenerator>
@@ -428,12 +429,21 @@ void ReturnToPanel() {
   pane.window->show();
 }
 
-// --- the image player ------------------------------------------------------------
+// While the Pane fills the screen, Esc or a double click anywhere in it brings
+// it back, beside the Panel's own way (which then finds it back already).
+class BackFromFilling : public QObject {
+ protected:
+  bool eventFilter(QObject*, QEvent* e) override {
+    bool escape =
+        e->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(e)->key() == Qt::Key_Escape;
+    if (!pane.filling || !(escape || e->type() == QEvent::MouseButtonDblClick))
+      return false;
+    QTimer::singleShot(0, ReturnToPanel);
+    return true;
+  }
+};
 
-bool IsPictureName(const QString& name) {
-  static const QStringList endings = {"jpg", "jpeg", "png", "gif", "bmp", "webp"};
-  return endings.contains(QFileInfo(name).suffix().toLower());
-}
+// --- the image player ------------------------------------------------------------
 
 void ShowPicture() {
   if (pane.pictures.isEmpty())
@@ -451,8 +461,14 @@ void ShowPicture() {
 void StartPlayer(const QStringList& pictures) {
   pane.pictures = pictures;
   pane.picture = 0;
-  if (pictures.isEmpty())
+  if (pictures.isEmpty()) {
+    // Said in the page, not left black: the folder searched holds no picture.
+    pane.view->setHtml("<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body style=\""
+                       "margin:0;background:#000;color:#ddd;font:14px sans-serif;text-align:center"
+                       "\"><p style=\"margin-top:150px\">No pictures found here, nor in its "
+                       "folders.</p></body></html>");
     return;
+  }
   QString html = "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><style>"
                  "html,body{margin:0;width:100%;height:100%;background:#000;overflow:hidden}"
                  "img{width:100%;height:100%;object-fit:contain}</style>"
@@ -471,11 +487,8 @@ void LoadPlayer() {
   QString path = pane.startUrl.isLocalFile() ? pane.startUrl.toLocalFile() : QString();
   if (!path.isEmpty() && QFileInfo(path).isDir()) {
     QStringList pictures;
-    QDir dir(path);
-    for (const QString& name : dir.entryList(QDir::Files, QDir::Name)) {
-      if (IsPictureName(name))
-        pictures << QUrl::fromLocalFile(dir.filePath(name)).toString();
-    }
+    for (const std::string& picture : FolderPictures(path.toStdString()))
+      pictures << QUrl::fromLocalFile(QString::fromStdString(picture)).toString();
     StartPlayer(pictures);
     return;
   }
@@ -779,6 +792,7 @@ int main(int argc, char** argv) {
   pane.local.servers.push_back({pane.serverPort, pane.games.token, "/ruffle/"});
   pane.local.servers.push_back(VideoStreamServer());
 
+  app.installEventFilter(new BackFromFilling);
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
