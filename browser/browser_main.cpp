@@ -736,12 +736,11 @@ QString GameHostName(const QString& programDir) {
 } // namespace
 
 int main(int argc, char** argv) {
-  // The Panel starts its Panes in sessions of their own: such a Pane ends with
-  // the Panel that started it, also one killed before this Pane reached it.
-  if (getsid(0) == getpid()) {
-    pid_t starter = getppid();
+  // A Pane the Panel started (it names itself in SKERRY_PANEL_PID) ends with
+  // that Panel, also with one killed before this Pane could reach it.
+  if (const char* panel = std::getenv("SKERRY_PANEL_PID"); panel != nullptr && *panel != '\0') {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != starter)
+    if (std::to_string(getppid()) != panel)
       return 0;
   }
   std::vector<std::string> words(argv + 1, argv + argc);

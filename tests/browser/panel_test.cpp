@@ -399,5 +399,6 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
   EXPECT_TRUE(Ended(panelPid, 5s));
   panelPid = -1;
   for (auto& [pid, name] : panes)
-    EXPECT_TRUE(AwaitTrue([pid] { return !Running(pid); }, 10s)) << name << " " << pid;
+    EXPECT_TRUE(AwaitTrue([pid] { return !Running(pid); }, 10s))
+        << name << Output("ps -o pid=,ppid=,sid=,args= -p " + std::to_string(pid));
 }
