@@ -10,38 +10,14 @@
 // as separators.
 #include "browser/game_server.h"
 
+#include "platform/page_text.h"
+
 #include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <sys/stat.h>
 
 namespace {
-
-std::string HtmlEscape(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    switch (c) {
-    case '&':
-      out += "&amp;";
-      break;
-    case '<':
-      out += "&lt;";
-      break;
-    case '>':
-      out += "&gt;";
-      break;
-    case '"':
-      out += "&quot;";
-      break;
-    case '\'':
-      out += "&#39;";
-      break;
-    default:
-      out += c;
-    }
-  }
-  return out;
-}
 
 bool EqualsNoCase(const std::string& a, const char* b) {
   std::size_t i = 0;
@@ -96,7 +72,7 @@ HttpAnswer GamePage(const GameServer& server, const std::string& query) {
     return NotFound("Game not found.");
   std::string root = Canonical(server.gameDir);
   std::string relative = game.substr(root.size() + 1);
-  std::string link = "/" + server.token + "/Game/" + EncodePathForLink(relative);
+  std::string link = "/" + server.token + "/Game/" + PercentEncode(relative, true);
   std::string type = TypeForName(game);
   if (type.rfind("text/html", 0) == 0) {
     HttpAnswer answer;
@@ -113,13 +89,13 @@ HttpAnswer GamePage(const GameServer& server, const std::string& query) {
   answer.game = game;
   if (server.ruffleDir.empty()) {
     answer.body = std::string("<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>") +
-                  HtmlEscape(name) + "</title>" + PageStyle +
+                  PageText(name) + "</title>" + PageStyle +
                   "</head><body><div>The Flash player is not installed.</div></body></html>\n";
     return answer;
   }
   std::string base = "/" + server.token + "/ruffle/";
   answer.body =
-      "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>" + HtmlEscape(name) +
+      "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>" + PageText(name) +
       "</title>\n<style>html,body{margin:0;width:100%;height:100%;background:#000;"
       "overflow:hidden}#stage{width:100%;height:100%}</style>\n"
       "<script>window.RufflePlayer=window.RufflePlayer||{};window.RufflePlayer.config={"
@@ -180,11 +156,12 @@ std::string Data1Of(const std::string& query) {
   }
 }
 
-std::string EncodePathForLink(const std::string& relative) {
+std::string PercentEncode(const std::string& text, bool keepSlash) {
   static const char* hex = "0123456789ABCDEF";
   std::string out;
-  for (unsigned char c : relative) {
-    if (std::isalnum(c) || c == '/' || c == '-' || c == '_' || c == '.' || c == '~') {
+  for (unsigned char c : text) {
+    if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~' ||
+        (keepSlash && c == '/')) {
       out += static_cast<char>(c);
     } else {
       out += '%';

@@ -52,9 +52,9 @@ std::string PercentDecode(const std::string& text);
 // may itself hold "&". Empty when the query has no data1.
 std::string Data1Of(const std::string& query);
 
-// The path of a game file as it appears in a link of ours: each segment
-// percent-encoded, so the result is safe inside HTML and JavaScript strings.
-std::string EncodePathForLink(const std::string& relative);
+// Every byte but unreserved ones (and "/" when keepSlash) as %XX: a path as
+// it appears in a link of ours, safe inside a URL, HTML and script strings.
+std::string PercentEncode(const std::string& text, bool keepSlash);
 
 // The MIME type for a file name by its ending.
 std::string TypeForName(const std::string& name);

@@ -5,6 +5,7 @@
 #include "browser/video_player.h"
 
 #include "browser/game_server.h"
+#include "platform/page_text.h"
 
 #include <sys/stat.h>
 
@@ -24,41 +25,6 @@ bool EndsWithNoCase(const std::string& text, const std::string& end) {
 bool IsRegularFile(const std::string& path) {
   struct stat st {};
   return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-std::string HtmlText(const std::string& text) {
-  std::string out;
-  for (char c : text) {
-    if (c == '&')
-      out += "&amp;";
-    else if (c == '<')
-      out += "&lt;";
-    else if (c == '>')
-      out += "&gt;";
-    else if (c == '"')
-      out += "&quot;";
-    else
-      out += c;
-  }
-  return out;
-}
-
-// Every byte but unreserved ones as %XX: safe in a URL, in HTML and in a
-// script string alike.
-std::string Encoded(const std::string& text, bool keepSlash) {
-  static const char* hex = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : text) {
-    if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~' ||
-        (keepSlash && c == '/')) {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += hex[c >> 4];
-      out += hex[c & 15];
-    }
-  }
-  return out;
 }
 
 // "Video: h264 (High)" -> "h264"; empty when the probe shows no such stream.
@@ -91,13 +57,13 @@ std::string MediaOfPlayerPage(const std::string& pagePath) {
 
 std::string VideoPlayerPage(const std::string& media, const std::string& streamUrl) {
   std::string name = media.substr(media.rfind('/') + 1);
-  std::string fileUrl = "file://" + Encoded(media, true);
-  return "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>" + HtmlText(name) +
+  std::string fileUrl = "file://" + PercentEncode(media, true);
+  return "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>" + PageText(name) +
          "</title>\n<style>html,body{margin:0;height:100%;background:#000;overflow:hidden}"
          "b{display:block;height:20px;color:#FFFF00;font:bold 14px sans-serif;white-space:nowrap}"
          "video{display:block;width:100%;height:calc(100% - 20px);background:#000}</style></head>\n"
          "<body><b> " +
-         HtmlText(name) + " </b>\n<video id=\"player\" autoplay loop controls src=\"" + fileUrl +
+         PageText(name) + " </b>\n<video id=\"player\" autoplay loop controls src=\"" + fileUrl +
          "\"></video>\n<script>\nconst player = document.getElementById('player');\n"
          "const stream = '" +
          streamUrl +
@@ -114,7 +80,7 @@ std::string VideoPlayerPage(const std::string& media, const std::string& streamU
 }
 
 std::string VideoStreamUrl(const std::string& base, const std::string& media) {
-  return base + "/video?path=" + Encoded(media, false);
+  return base + "/video?path=" + PercentEncode(media, false);
 }
 
 std::string MediaOfStreamRequest(const std::string& token, const std::string& target) {

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <string>
 
-#include "games/cache_harvest.h"
+#include "games/cache_purge.h"
 #include "games/list_jobs.h"
 
 namespace fs = std::filesystem;

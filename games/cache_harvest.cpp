@@ -1,12 +1,10 @@
-// The cache harvest and the purge of stale cached copies. Both walk the cache
+// The cache harvest. It walks the cache
 // folder with the game folder's walk (subfolders entered, links to folders
 // and hidden folders not). The harvest's age tests work on the desktop's
 // 64-bit counts of 100 ns of local time since 1601, split into upper and
 // lower 32-bit halves, so a slot of the upper half is 2^32 units (about
 // 429.5 s) and the tests keep their exact edges.
 #include "games/cache_harvest.h"
-
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -18,8 +16,8 @@
 #include "games/list_jobs.h"
 #include "library/game_index.h"
 #include "library/menus.h"
-#include "panel/dispatcher.h"
 #include "panel/panel_state.h"
+#include "panel/panes.h"
 #include "platform/files.h"
 
 std::uint32_t HarvestPass = 0;
@@ -157,34 +155,4 @@ int HarvestCache(const char* cacheFolder, const char* patterns) {
                       const FileEntry& e) { OfferCacheFile(full.c_str(), e.name.c_str(), e); },
                    cacheFolder, patterns);
   return static_cast<int>(HarvestPrompts);
-}
-
-int PurgeCachedCopies(const char* link, const char* cacheFolder) {
-  char copy[512];
-  std::snprintf(copy, sizeof copy, "%s", link != nullptr ? link : "");
-  std::size_t end = std::strlen(copy);
-  std::size_t start = end;
-  std::size_t dot = std::string::npos;
-  while (start > 0 && copy[start - 1] != '/' && copy[start - 1] != '\\') {
-    --start;
-    if (copy[start] == '.')
-      dot = start;
-  }
-  // A text with no slash names no file of a link; a comma would split the
-  // walk's pattern list.
-  if (start == 0 || std::strchr(copy + start, ',') != nullptr)
-    return 0;
-  std::string segment(copy + start, end - start);
-  std::size_t at = dot == std::string::npos ? segment.size() : dot - start;
-  std::string stem = segment.substr(0, at);
-  std::string extension = at < segment.size() ? segment.substr(at + 1) : std::string();
-  std::string pattern = stem + "[*]." + extension;
-  int deleted = 0;
-  WalkGameFolder(
-      [&deleted](const std::string& full, const FileEntry&) {
-        if (unlink(full.c_str()) == 0)
-          ++deleted;
-      },
-      cacheFolder, pattern.c_str());
-  return deleted;
 }

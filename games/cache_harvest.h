@@ -1,9 +1,8 @@
 // Cache harvest: Flash files found in the browser cache are offered to the
-// user and saved into the Game folder; old cached copies of a list are purged.
+// user and saved into the Game folder.
 //
 // The harvest runs on the Panel's thread inside its command; HarvestPass and
-// HarvestPrompts have no other user. PurgeCachedCopies runs on job threads
-// and keeps its state on its own stack.
+// HarvestPrompts have no other user.
 #pragma once
 
 #include <cstdint>
@@ -41,10 +40,6 @@ bool HarvestAdmits(std::uint32_t pass, const FileEntry& entry, std::uint64_t now
 // The clock the harvest reads (ns since 1970, UTC); null goes back to the
 // system clock. For tests.
 void SetHarvestClockForTests(std::int64_t (*now)());
-
-// Deletes the cached copies of link ("stem[N].ext" for a link ending in
-// "stem.ext") in cacheFolder and its subfolders. Result: files deleted.
-int PurgeCachedCopies(const char* link, const char* cacheFolder);
 
 // The save dialog: name (nameSize bytes) holds the proposed name on entry and
 // the full path on return. Result: nonzero when the user confirmed.

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-#include "games/cache_harvest.h"
+#include "games/cache_purge.h"
 #include "library/menus.h"
 #include "panel/dispatcher.h"
 #include "panel/panel_state.h"

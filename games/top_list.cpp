@@ -12,7 +12,6 @@
 
 #include "games/list_jobs.h"
 #include "games/locate.h"
-#include "panel/dispatcher.h"
 #include "panel/panel_state.h"
 #include "panel/tips.h"
 #include "shell/module_path.h"

@@ -10,8 +10,8 @@
 #include "library/game_index.h"
 
 #include "library/menus.h"
-#include "library/page_text.h"
 #include "platform/drives.h"
+#include "platform/page_text.h"
 #include "platform/plugin.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"

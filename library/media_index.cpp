@@ -7,9 +7,9 @@
 #include "library/media_index.h"
 
 #include "library/menus.h"
-#include "library/page_text.h"
 #include "library/player_pages.h"
 #include "platform/drives.h"
+#include "platform/page_text.h"
 #include "platform/plugin.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"

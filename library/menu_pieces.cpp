@@ -4,7 +4,7 @@
 // formatting, so the single percent sign of the head is literal.
 #include "library/menu_pieces.h"
 
-#include "library/page_text.h"
+#include "platform/page_text.h"
 
 #include <unistd.h>
 

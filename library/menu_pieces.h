@@ -47,7 +47,7 @@ int MenuFinish(MenuFile& menu);
 // the game menu, whose links name "menu1.htm" whatever its file is called.
 void WriteMenuHead(MenuFile& menu);
 void WriteRowStart(MenuFile& menu, std::uint32_t page);
-// A game or media cell. link and alt come escaped for the page (page_text.h);
+// A game or media cell. link and alt come escaped for the page (platform/page_text.h);
 // their raw forms are held to MenuLinkMax by the callers, so the cell is
 // written whole even where escaping makes it longer than MenuPieceMax.
 bool WriteItemCell(MenuFile& menu, const std::string& link, const std::string& icon,

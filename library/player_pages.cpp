@@ -8,8 +8,8 @@
 #include "platform/ascii.h"
 
 #include "library/menu_pieces.h"
-#include "library/page_text.h"
 #include "platform/files.h"
+#include "platform/page_text.h"
 #include "shell/settings.h"
 
 #include <cstdio>

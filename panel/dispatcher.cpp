@@ -20,7 +20,6 @@
 #include "panel/panel_state.h"
 #include "panel/questions.h"
 #include "panel/skins.h"
-#include "panel/timers.h"
 #include "platform/ini.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"

@@ -17,18 +17,6 @@ constexpr std::uint32_t ZoneCommandBase = 20010;
 // it over: it sets AddressControl to the page's address and posts this code.
 constexpr std::uint32_t CommandOpenVideoSite = 19040;
 
-// Numbers posted to a Pane as WM_COMMAND wParam (lParam 0).
-constexpr WParam PaneCmdPause = 32777;
-constexpr WParam PaneCmdMystery = 32778;
-constexpr WParam PaneCmdReload = 32779;
-constexpr WParam PaneCmdImageReload = 32781;
-constexpr WParam PaneCmdBack = 32787;
-constexpr WParam PaneCmdForward = 32788;
-constexpr WParam PaneCmdFirstPage = 32789;
-constexpr WParam PaneCmdMute = 32805;
-constexpr WParam PaneCmdNextPicture = 57680;
-constexpr WParam PaneCmdPreviousPicture = 57681;
-
 // What the dispatcher calls outside itself. The system's own functions serve
 // by default; tests install a recording record. Any member may be null: the
 // call is then skipped (and a result reads 0).

@@ -10,21 +10,12 @@
 #include "panel/skins.h"
 #include "panel/timers.h"
 #include "panel/tips.h"
+#include "panel/zones.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
 
 #include <cstring>
 #include <filesystem>
-
-const ZoneRect ZoneTable[ZoneCount] = {
-    {306, 58, 327, 74},   {282, 58, 305, 74},   {258, 58, 281, 74},   {234, 58, 257, 74},
-    {210, 58, 233, 74},   {186, 58, 209, 74},   {10, 0, 10, 0},       {24, 470, 83, 522},
-    {84, 470, 143, 522},  {144, 470, 203, 522}, {204, 470, 263, 522}, {264, 470, 323, 522},
-    {160, 546, 186, 570}, {10, 0, 10, 0},       {10, 0, 10, 0},       {10, 0, 10, 0},
-    {10, 0, 10, 0},       {162, 58, 185, 74},   {138, 58, 161, 74},   {114, 58, 137, 74},
-    {90, 58, 113, 74},    {66, 58, 89, 74},     {42, 58, 65, 74},     {18, 58, 41, 74},
-    {0, 0, 0, 0},
-};
 
 namespace {
 
@@ -111,6 +102,16 @@ void KeepPanelOnScreen(Hwnd window) {
     Panel().PanelLeft = x;
     Panel().PanelTop = y;
   }
+}
+
+void PanelPaint(Hwnd window) {
+  PanelState& panel = Panel();
+  KeepPanelOnScreen(window);
+  if (panel.PanelRegion)
+    WinSetWindowRegion(window, panel.PanelOutline.data(), OutlinePointCount);
+  Canvas* canvas = WinGetCanvas(window);
+  PaintFrame(canvas);
+  WinReleaseCanvas(window, canvas);
 }
 
 void TurnPanel(Hwnd window, LParam arg) {

@@ -6,7 +6,6 @@
 // merge copy equals the plain one: its brush is the default white.
 #include "panel/painting.h"
 
-#include "panel/geometry.h"
 #include "panel/panel_state.h"
 
 namespace {
@@ -128,14 +127,4 @@ void PaintZone(Canvas* canvas, int lit, std::uint32_t code) {
     BlitFace(canvas, z.X, z.Y, z.W, z.H, lit ? z.X + 351 : z.X, z.Y);
     return;
   }
-}
-
-void PanelPaint(Hwnd window) {
-  PanelState& panel = Panel();
-  KeepPanelOnScreen(window);
-  if (panel.PanelRegion)
-    WinSetWindowRegion(window, panel.PanelOutline.data(), OutlinePointCount);
-  Canvas* canvas = WinGetCanvas(window);
-  PaintFrame(canvas);
-  WinReleaseCanvas(window, canvas);
 }

@@ -8,9 +8,6 @@
 #include "platform/bitmap.h"
 #include "platform/win.h"
 
-// WM_PAINT of the Panel: keep on screen, apply the region, paint the frame.
-void PanelPaint(Hwnd window);
-
 // One zone's button, lit when lit is nonzero, on the given canvas. Codes
 // without a button, and buttons that the present Channel doesn't show, draw
 // nothing.

@@ -31,6 +31,12 @@ constexpr int ChannelStart = 99;
 constexpr int PaneSlotCount = 12;
 constexpr int ZoneCount = 25;
 constexpr int OutlinePointCount = 44;
+
+// The Panel's timers: 1 (50 ms) drags it by its face, 2 (1000 ms) runs the
+// once-a-second pass (panel/timers.h).
+constexpr int DragTimer = 1;
+constexpr int SecondTimer = 2;
+
 constexpr int AddressControl = 2010;
 
 // A status line of a background job: 260 bytes with the end mark, so at most

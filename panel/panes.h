@@ -7,6 +7,18 @@
 
 #include "platform/win.h"
 
+// Numbers posted to a Pane as WM_COMMAND wParam (lParam 0).
+constexpr WParam PaneCmdPause = 32777;
+constexpr WParam PaneCmdMystery = 32778;
+constexpr WParam PaneCmdReload = 32779;
+constexpr WParam PaneCmdImageReload = 32781;
+constexpr WParam PaneCmdBack = 32787;
+constexpr WParam PaneCmdForward = 32788;
+constexpr WParam PaneCmdFirstPage = 32789;
+constexpr WParam PaneCmdMute = 32805;
+constexpr WParam PaneCmdNextPicture = 57680;
+constexpr WParam PaneCmdPreviousPicture = 57681;
+
 // Rows of the launch table.
 // PaneRowImage: the image player (slot 1) on the folder given as address.
 enum PaneRow {

@@ -4,9 +4,6 @@
 
 #include "platform/win.h"
 
-constexpr int DragTimer = 1;
-constexpr int SecondTimer = 2;
-
 // WM_LBUTTONDOWN of the Panel: over free face (HoverCode 0) a drag begins.
 void PanelButtonDown(Hwnd window);
 

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string>
 
-#include "panel/geometry.h"
 #include "panel/panel_state.h"
+#include "panel/zones.h"
 #include "platform/tooltips.h"
 #include "resources/strings.h"
 #include "shell/module_path.h"

@@ -1,14 +1,17 @@
-// Child processes through posix_spawn: the environment is the parent's with
-// the ProcessRequest entries laid over it, the signal mask is cleared and SIGPIPE and
-// SIGCHLD go back to their defaults, so a child doesn't inherit what the
-// Panel ignores. Our own descriptors are all close-on-exec; nothing else is
-// passed. Forgotten processes sit in a small list until they are reaped.
-// Every child not yet reaped is also known by a pidfd, so the end of the
-// process can signal it without hitting a stranger that took its number.
+// Child processes: the environment is the parent's with the ProcessRequest
+// entries laid over it, the signal mask is cleared and SIGPIPE and SIGCHLD go
+// back to their defaults, so a child doesn't inherit what the Panel ignores.
+// A detached child is spawned into a session of its own; every other child is
+// killed by the kernel when this process ends, however it ends. Our own descriptors are all
+// close-on-exec; nothing else is passed. Forgotten processes sit in a small list until they are
+// reaped. Every child not yet reaped is also known by a pidfd, so the end of
+// the process can signal it without hitting a stranger that took its number.
 #include "platform/process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -115,6 +118,44 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& addit
   return env;
 }
 
+// A child of its own session through posix_spawn: it outlives this process.
+ProcessResult SpawnDetached(const ProcessRequest& request, std::vector<char*>& argv,
+                            std::vector<char*>& envp) {
+  ProcessResult result;
+  posix_spawnattr_t attr;
+  posix_spawnattr_init(&attr);
+  sigset_t none, defaults;
+  sigemptyset(&none);
+  sigemptyset(&defaults);
+  sigaddset(&defaults, SIGPIPE);
+  sigaddset(&defaults, SIGCHLD);
+  posix_spawnattr_setsigmask(&attr, &none);
+  posix_spawnattr_setsigdefault(&attr, &defaults);
+  posix_spawnattr_setflags(&attr,
+                           POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  const int fds[3] = {request.inputFd, request.outputFd, request.errorFd};
+  for (int i = 0; i < 3; ++i)
+    if (fds[i] >= 0)
+      posix_spawn_file_actions_adddup2(&actions, fds[i], i);
+  pid_t pid = 0;
+  bool searchPath = request.program.find('/') == std::string::npos;
+  int rc =
+      searchPath
+          ? posix_spawnp(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data())
+          : posix_spawn(&pid, request.program.c_str(), &actions, &attr, argv.data(), envp.data());
+  posix_spawnattr_destroy(&attr);
+  posix_spawn_file_actions_destroy(&actions);
+  if (rc != 0) {
+    result.error = request.program + ": " + std::strerror(rc);
+    return result;
+  }
+  result.pid = pid;
+  result.group = true;
+  return result;
+}
+
 } // namespace
 
 ProcessResult ProcessStart(const ProcessRequest& request) {
@@ -135,52 +176,80 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     envp.push_back(e.data());
   envp.push_back(nullptr);
 
-  posix_spawnattr_t attr;
-  posix_spawnattr_init(&attr);
-  sigset_t none, defaults;
-  sigemptyset(&none);
-  sigemptyset(&defaults);
-  sigaddset(&defaults, SIGPIPE);
-  sigaddset(&defaults, SIGCHLD);
-  posix_spawnattr_setsigmask(&attr, &none);
-  posix_spawnattr_setsigdefault(&attr, &defaults);
-  short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+  std::unique_lock<std::mutex> hold(childrenLock);
+  if (ending) {
+    result.error = request.program + ": the program is ending";
+    return result;
+  }
   if (request.detach) {
-    flags |= POSIX_SPAWN_SETSID;
-  } else if (request.ownGroup) {
-    flags |= POSIX_SPAWN_SETPGROUP;
-    posix_spawnattr_setpgroup(&attr, 0);
+    result = SpawnDetached(request, argv, envp);
+    if (result.pid > 0)
+      children.push_back({result.pid, PidfdOpen(result.pid), true, true});
+    return result;
   }
-  posix_spawnattr_setflags(&attr, flags);
 
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  const int fds[3] = {request.inputFd, request.outputFd, request.errorFd};
-  for (int i = 0; i < 3; ++i)
-    if (fds[i] >= 0)
-      posix_spawn_file_actions_adddup2(&actions, fds[i], i);
-
-  pid_t pid = 0;
+  // A road's child ends with this process: it asks the kernel for SIGKILL
+  // when its parent goes, which posix_spawn can't ask for, so it is forked.
+  // Between fork and exec only async-signal-safe calls are made; an exec
+  // that fails sends its errno back through a close-on-exec pipe.
+  int report[2];
+  if (pipe2(report, O_CLOEXEC) != 0) {
+    result.error = std::string("pipe: ") + std::strerror(errno);
+    return result;
+  }
   bool searchPath = request.program.find('/') == std::string::npos;
-  int rc = ECANCELED;
-  {
-    std::lock_guard<std::mutex> hold(childrenLock);
-    if (!ending)
-      rc = searchPath ? posix_spawnp(&pid, request.program.c_str(), &actions, &attr, argv.data(),
-                                     envp.data())
-                      : posix_spawn(&pid, request.program.c_str(), &actions, &attr, argv.data(),
-                                    envp.data());
-    if (rc == 0)
-      children.push_back({pid, PidfdOpen(pid), request.detach, request.detach || request.ownGroup});
+  const int fds[3] = {request.inputFd, request.outputFd, request.errorFd};
+  pid_t parent = getpid();
+  pid_t pid = fork();
+  if (pid == 0) {
+    close(report[0]);
+    signal(SIGPIPE, SIG_DFL);
+    signal(SIGCHLD, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    if (request.ownGroup)
+      setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) // the parent went before the request stood
+      _exit(127);
+    for (int i = 0; i < 3; ++i) {
+      if (fds[i] == i)
+        fcntl(i, F_SETFD, 0);
+      else if (fds[i] >= 0)
+        dup2(fds[i], i);
+    }
+    if (searchPath)
+      execvpe(argv[0], argv.data(), envp.data());
+    else
+      execve(argv[0], argv.data(), envp.data());
+    int why = errno;
+    ssize_t ignored = write(report[1], &why, sizeof why);
+    (void)ignored;
+    _exit(127);
   }
-  posix_spawnattr_destroy(&attr);
-  posix_spawn_file_actions_destroy(&actions);
-  if (rc != 0) {
-    result.error = request.program + ": " + std::strerror(rc);
+  close(report[1]);
+  if (pid < 0) {
+    result.error = request.program + ": " + std::strerror(errno);
+    close(report[0]);
+    return result;
+  }
+  int why = 0;
+  ssize_t got;
+  do {
+    got = read(report[0], &why, sizeof why);
+  } while (got < 0 && errno == EINTR);
+  close(report[0]);
+  if (got == static_cast<ssize_t>(sizeof why)) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    result.error = request.program + ": " + std::strerror(why);
     return result;
   }
   result.pid = pid;
   result.group = request.detach || request.ownGroup;
+  children.push_back({pid, PidfdOpen(pid), false, result.group});
   return result;
 }
 

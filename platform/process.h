@@ -13,8 +13,11 @@ struct ProcessRequest {
   std::vector<std::string> arguments;
   // "NAME=value" entries laid over the inherited environment.
   std::vector<std::string> environment;
-  // Own session: the child outlives this process's terminal and signals
-  // (Panes live on after the Panel).
+  // Own session: the child stands apart from this process's terminal and
+  // signals (a Pane, which ends with the Panel by the Panel's own way and
+  // by ProcessEndAll). Any other child is killed (SIGKILL) when
+  // this process ends, by exit or by a kill, so no tool writes on for a
+  // program that is gone.
   bool detach = false;
   // A process group of its own, led by the child: ProcessKill then ends the
   // children it started too (a resolver that runs helpers of its own).

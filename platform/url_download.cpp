@@ -14,7 +14,9 @@
 #include <curl/curl.h>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,8 +24,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <random>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/hosts.h"
@@ -76,6 +80,49 @@ std::string PickCacheSubfolder(const std::string& cache) {
   if (mkdir(fresh.c_str(), 0755) != 0 && errno != EEXIST)
     return std::string();
   return fresh;
+}
+
+constexpr int MaxCacheNumber = 100000;
+
+// Where the claims of this process left off, per subfolder, stem and
+// extension, so a claim never walks the copies already there one by one.
+std::mutex cacheNumbersLock;
+std::unordered_map<std::string, int>& CacheNumbers() {
+  static auto* numbers = new std::unordered_map<std::string, int>; // jobs outlive exit
+  return *numbers;
+}
+
+void RememberCacheNumber(const std::string& key, int next) {
+  std::lock_guard<std::mutex> hold(cacheNumbersLock);
+  if (CacheNumbers().size() > 4096)
+    CacheNumbers().clear();
+  CacheNumbers()[key] = next;
+}
+
+// The number to claim first for key: where this process left off, else the
+// end of the run of taken numbers from 1, found by doubling and halving
+// (taken(n): stem[n] exists), so the cost grows with the log of the copies.
+// A gap that purged copies left below that end is not filled.
+int NextCacheNumber(const std::string& key, const std::function<bool(int)>& taken) {
+  {
+    std::lock_guard<std::mutex> hold(cacheNumbersLock);
+    auto known = CacheNumbers().find(key);
+    if (known != CacheNumbers().end())
+      return known->second;
+  }
+  if (!taken(1))
+    return 1;
+  int low = 1; // taken
+  int high = 2;
+  while (high < MaxCacheNumber && taken(high)) {
+    low = high;
+    high = std::min(high * 2, MaxCacheNumber);
+  }
+  while (high - low > 1) {
+    int middle = low + (high - low) / 2;
+    (taken(middle) ? low : high) = middle;
+  }
+  return high;
 }
 
 char SafeNameChar(char c) {
@@ -211,8 +258,22 @@ struct Sink {
   std::chrono::steady_clock::time_point lastMove;
   long stallSeconds = 60;
   long long written = 0;
+  long long reserveCheckedAt = -1; // the byte count of the last free-space look
+  bool enough = false;             // keepBytes arrived; the rest isn't wanted
+  bool belowReserve = false;
   const DownloadOptions* options = nullptr;
 };
+
+constexpr long long ReserveCheckBytes = 8LL << 20;
+
+// Whether the file system of fd can take bytes more and keep the reserve.
+bool KeepsReserve(int fd, long long bytes, long long reserve) {
+  struct statvfs fs {};
+  if (reserve <= 0 || fstatvfs(fd, &fs) != 0)
+    return true;
+  long long free = static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
+  return free - bytes >= reserve;
+}
 
 // Called by libcurl about once a second even while nothing arrives; ends a
 // transfer whose byte count has not moved for the stall time.
@@ -239,6 +300,8 @@ bool OpenSink(Sink& sink) {
   sink.opened = true;
   if (!sink.targetExisted) {
     sink.fd = OpenTarget(sink.path);
+    if (sink.fd >= 0)
+      flock(sink.fd, LOCK_EX | LOCK_NB);
     return sink.fd >= 0;
   }
   if (!sink.cacheFolder.empty()) {
@@ -271,14 +334,30 @@ std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* contex
       return 0;
     }
   }
+  std::size_t take = bytes;
+  long long keep = sink.options->keepBytes;
+  if (keep > 0 && sink.written + static_cast<long long>(bytes) >= keep) {
+    take = static_cast<std::size_t>(keep - sink.written);
+    sink.enough = true;
+  }
+  long long reserve = sink.options->reserveBytes;
+  if (reserve > 0 &&
+      (sink.reserveCheckedAt < 0 || sink.written - sink.reserveCheckedAt >= ReserveCheckBytes)) {
+    sink.reserveCheckedAt = sink.written;
+    if (!KeepsReserve(sink.fd, ReserveCheckBytes, reserve)) {
+      sink.belowReserve = sink.failed = true;
+      return 0;
+    }
+  }
   // Checked here as well as by libcurl, which only weighs an announced length.
-  sink.written += static_cast<long long>(bytes);
+  sink.written += static_cast<long long>(take);
   long long cap = sink.options->maxBytes;
-  if ((cap > 0 && sink.written > cap) || !WriteAll(sink.fd, data, bytes)) {
+  if ((cap > 0 && sink.written > cap) || !WriteAll(sink.fd, data, take)) {
     sink.failed = true;
     return 0;
   }
-  return bytes;
+  // Taking less than was given ends the transfer once what is wanted is there.
+  return sink.enough ? 0 : bytes;
 }
 
 // After a whole body: the target gets its data, and the cache its copy.
@@ -369,7 +448,8 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
   std::string stem;
   std::string extension;
   NameParts(url, stem, extension);
-  for (int n = 1; n < 100000; ++n) {
+  // stem[n].ext in folder, the stem cut so that the path stays under MaxPath.
+  auto nameFor = [&](int n) {
     std::string tail = "[";
     tail.append(std::to_string(n)).append("]");
     if (!extension.empty())
@@ -377,11 +457,22 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
     std::size_t room = folder.size() + 1 + tail.size();
     if (room + 1 >= MaxPath)
       return std::string();
-    std::string name = stem.substr(0, std::min(stem.size(), MaxPath - 1 - room));
-    std::string full = folder + "/" + name + tail;
+    return folder + "/" + stem.substr(0, std::min(stem.size(), MaxPath - 1 - room)) + tail;
+  };
+  std::string key = folder + "/" + stem + "[]." + extension;
+  int n = NextCacheNumber(key, [&](int k) {
+    std::string full = nameFor(k);
+    struct stat st {};
+    return !full.empty() && lstat(full.c_str(), &st) == 0;
+  });
+  for (; n < MaxCacheNumber; ++n) {
+    std::string full = nameFor(n);
+    if (full.empty())
+      return std::string();
     int fd = open(full.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd >= 0) {
       close(fd);
+      RememberCacheNumber(key, n + 1);
       return full;
     }
     if (errno != EEXIST)
@@ -450,7 +541,11 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
 
   int result = 0;
-  if (code != CURLE_OK)
+  if (sink.enough && code == CURLE_WRITE_ERROR)
+    code = CURLE_OK;
+  if (code != CURLE_OK && sink.belowReserve)
+    result = DownloadBelowReserve;
+  else if (code != CURLE_OK)
     result = sink.failed || status < 300 ? (sink.failed ? -1 : static_cast<int>(code))
                                          : static_cast<int>(status);
   else if (status < 200 || status > 299)

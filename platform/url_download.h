@@ -21,12 +21,22 @@ struct DownloadOptions {
   // A body larger than this is refused, whether the answer announces its
   // length or not (0: no cap).
   long long maxBytes = 16LL << 30;
+  // Only the first keepBytes of a body are wanted (0: all of it): the
+  // transfer stops there and the download counts as whole.
+  long long keepBytes = 0;
+  // The file system written to keeps at least this many bytes free (0: no
+  // reserve): looked at before the first byte and at every 8 MiB; a body
+  // that would eat into it is given up (DownloadBelowReserve).
+  long long reserveBytes = 0;
   const char* userAgent = "Mozilla/4.0 (compatible; Skerry 1.0)";
   // Called on the downloading thread about once a second and as bytes come:
   // the bytes received and the whole (0 while the answer names no length).
   void (*progress)(void* context, long long received, long long total) = nullptr;
   void* progressContext = nullptr;
 };
+
+// The result of a download given up at the free-space reserve.
+constexpr int DownloadBelowReserve = -2;
 
 // Downloads url to the file path. cacheFolder is the browser cache folder
 // (made when missing); empty or null stores no copy. The target is opened only
@@ -39,7 +49,10 @@ struct DownloadOptions {
 // place, by every writer of this system.
 // Result: 0 when a 2xx body was written whole; otherwise a nonzero code (the
 // libcurl error, or the HTTP status for an answer outside 2xx, or -1 for a
-// file that could not be written or a body over options.maxBytes).
+// file that could not be written or a body over options.maxBytes, or
+// DownloadBelowReserve). The file being written is locked (flock) while this
+// call writes it, so a sweep of stale temporaries can tell it from one that a
+// killed download left.
 int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder,
                       const DownloadOptions& options = DownloadOptions());
 
@@ -47,7 +60,10 @@ int DownloadUrlToFile(const char* url, const char* path, const char* cacheFolder
 // path segment without query and fragment, its last extension split off,
 // < > : " | ? * (and controls, backslashes) as _, then [N] and the extension.
 // Picks (or makes) one of a few random subfolders of cacheFolder and claims
-// the first free N by creating the file empty. Result: the full path of the
+// a free N by creating the file empty: the number after the last one this
+// process claimed there, else the one after the run of numbers taken from 1
+// (a gap that purged copies left below it stays), so a claim costs about the
+// same with 40,000 copies as with none. Result: the full path of the
 // file made, or empty on failure. Every path stays under 260 characters.
 std::string ClaimCacheFile(const char* cacheFolder, const char* url);
 

@@ -247,6 +247,9 @@ struct WindowBackend {
   bool (*trayAdd)(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
                   const std::string& tip);
   void (*trayDelete)(Hwnd window, int id);
+  // A desktop notification from the icon id of window (title, text); shown
+  // only while the icon stands. Callable from any thread.
+  void (*trayNotify)(Hwnd window, int id, const std::string& title, const std::string& text);
   // A popup menu at screen point (x, y); the chosen entry's id comes back to
   // owner as a posted WM_COMMAND. Entries with id 0 are separators.
   void (*trackPopupMenu)(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
@@ -257,6 +260,46 @@ struct WindowBackend {
   // text or can't be read now. GUI thread.
   bool (*clipboardText)(std::string* out);
 };
+
+// The members that every local backend fills from functions of its own
+// namespace named after them (postMessage from PostMessage, ...); a backend's
+// record is this plus the members it names its own way.
+#define FILL_LOCAL_WINDOW_BACKEND(b)                                                               \
+  b.postMessage = PostMessage;                                                                     \
+  b.sendMessage = SendMessage;                                                                     \
+  b.isWindow = IsWindow;                                                                           \
+  b.bringToTop = BringToTop;                                                                       \
+  b.setForeground = SetForeground;                                                                 \
+  b.setWindowPos = SetWindowPos;                                                                   \
+  b.showWindow = ShowWindow;                                                                       \
+  b.getWindowRect = GetWindowRect;                                                                 \
+  b.setWindowRegion = SetWindowRegion;                                                             \
+  b.invalidate = Invalidate;                                                                       \
+  b.setTitle = SetTitle;                                                                           \
+  b.activeWindow = ActiveWindow;                                                                   \
+  b.setTimer = SetTimer;                                                                           \
+  b.killTimer = KillTimer;                                                                         \
+  b.cursorPos = CursorPos;                                                                         \
+  b.screenWidth = ScreenWidth;                                                                     \
+  b.screenHeight = ScreenHeight;                                                                   \
+  b.displayBits = DisplayBits;                                                                     \
+  b.messageBox = MessageBox;                                                                       \
+  b.getControlText = GetControlText;                                                               \
+  b.setControlText = SetControlText;                                                               \
+  b.getCanvas = GetCanvas;                                                                         \
+  b.releaseCanvas = ReleaseCanvas;                                                                 \
+  b.createWindow = CreateWindow;                                                                   \
+  b.findWindow = FindWindow;                                                                       \
+  b.dialogBox = DialogBox;                                                                         \
+  b.endDialog = EndDialog;                                                                         \
+  b.messageLoop = MessageLoop;                                                                     \
+  b.postQuit = PostQuit;                                                                           \
+  b.nativeId = NativeId;                                                                           \
+  b.trayAdd = TrayAdd;                                                                             \
+  b.trayDelete = TrayDelete;                                                                       \
+  b.trayNotify = TrayNotify;                                                                       \
+  b.trackPopupMenu = TrackPopupMenu;                                                               \
+  b.setWindowIcon = SetWindowIcon;
 
 // Installs the backend for local windows; the record must outlive its use.
 void SetWindowBackend(const WindowBackend* backend);
@@ -307,6 +350,7 @@ Hwnd WinNativeId(Hwnd window);
 bool WinTrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
                 const std::string& tip);
 void WinTrayDelete(Hwnd window, int id);
+void WinTrayNotify(Hwnd window, int id, const std::string& title, const std::string& text);
 void WinTrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
 void WinSetWindowIcon(Hwnd window, const std::string& iconPath);
 

@@ -3,7 +3,7 @@
 # printing what each one prints: its ratio against a baseline of the same run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSKERRY_BENCH=ON >/dev/null
+cmake -S . -B build/bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DSKERRY_BENCH=ON -DSKERRY_WERROR=ON >/dev/null
 targets=()
 for f in bench/*.cpp; do
   [ -e "$f" ] && targets+=("bench_$(basename "$f" .cpp)")

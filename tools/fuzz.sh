@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-600}
 
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DSKERRY_FUZZ=ON -DSKERRY_BENCH=OFF -DSKERRY_SANITIZE=address,undefined >/dev/null
+  -DSKERRY_FUZZ=ON -DSKERRY_BENCH=OFF -DSKERRY_SANITIZE=address,undefined -DSKERRY_WERROR=ON >/dev/null
 targets=()
 for f in fuzz/*.cpp; do
   targets+=("fuzz_$(basename "$f" .cpp)")

@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 bash tools/install-deps.sh
 [ -x tools/install-web.sh ] && bash tools/install-web.sh
 
-cmake -S . -B build/run -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_BENCH=OFF >/dev/null
+cmake -S . -B build/run -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_BENCH=OFF -DSKERRY_WERROR=ON >/dev/null
 cmake --build build/run -j "$(nproc)"
 program=build/run/program/skerry
 

@@ -47,6 +47,16 @@ FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
                         const std::function<void(int percent)>& progress, int timeoutMs = -1,
                         int stallMs = -1);
 
+// The input part of a command line for a local file (an absolute path) that
+// came from the web: "-i path" behind options that let the tool open the
+// file itself and nothing else (no other protocol, and only the demuxers of
+// real video containers, so no playlist or concatenation leads elsewhere).
+std::vector<std::string> FfmpegLocalInput(const std::string& path);
+
+// Whether path (absolute) is a file in a container that the tool's prober
+// reads under the rules of FfmpegLocalInput. False without a prober.
+bool FfmpegKnowsContainer(const std::string& path);
+
 // How long the jobs let ffmpeg's progress stand still before they give a run
 // up: [Video] FfmpegStall of Define.ini in seconds, 120 when not set.
 int FfmpegStallSeconds();

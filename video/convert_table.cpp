@@ -54,7 +54,10 @@ std::vector<std::string> ConversionArguments(std::uint32_t format, const std::st
   const ConversionRow* row = RowOf(format);
   if (!row || !row->options)
     return {};
-  std::vector<std::string> args = {"-y", "-i", shortSource};
+  // Input and output are absolute paths: neither can be read as an option.
+  std::vector<std::string> args = {"-y"};
+  for (const std::string& word : FfmpegLocalInput(shortSource))
+    args.push_back(word);
   std::string options = row->options;
   std::size_t start = 0;
   while (start < options.size()) {

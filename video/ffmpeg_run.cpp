@@ -168,6 +168,21 @@ void RunWithPipes(RunPipes& r, const std::string& program,
     ProcessWait(&r.process, -1);
 }
 
+// The demuxers of real video containers. A downloaded file is read by none
+// other: a playlist, a concatenation or an image sequence would lead the tool
+// to other files or addresses.
+constexpr const char* VideoContainers =
+    "mov,matroska,avi,flv,asf,mpeg,mpegts,mpegvideo,m4v,h264,hevc,rm,ogg,nut,dv,mp3,aac,wav";
+
+std::string FfprobePath() {
+  std::string ffmpeg = FfmpegPath();
+  std::size_t slash = ffmpeg.rfind('/');
+  if (slash == std::string::npos)
+    return std::string();
+  std::string beside = ffmpeg.substr(0, slash + 1) + "ffprobe";
+  return IsExecutableFile(beside) ? beside : std::string();
+}
+
 std::mutex abilitiesLock;
 std::map<std::string, FfmpegAbilities>& KnownAbilities() {
   static auto* known =
@@ -307,6 +322,25 @@ FfmpegOutcome RunFfmpeg(const std::vector<std::string>& arguments,
   else if (!outcome.ok)
     outcome.error = "exit " + std::to_string(r.process.exitCode) + ": " + LastLine(r.err);
   return outcome;
+}
+
+std::vector<std::string> FfmpegLocalInput(const std::string& path) {
+  return {"-protocol_whitelist", "file", "-format_whitelist", VideoContainers, "-i", path};
+}
+
+bool FfmpegKnowsContainer(const std::string& path) {
+  std::string ffprobe = FfprobePath();
+  if (ffprobe.empty() || path.empty() || path[0] != '/')
+    return false;
+  std::vector<std::string> arguments = {
+      "-hide_banner",     "-v", "error", "-show_entries", "format=format_name", "-of",
+      "default=nw=1:nk=1"};
+  for (const std::string& word : FfmpegLocalInput(path))
+    arguments.push_back(word);
+  RunPipes probe;
+  RunWithPipes(probe, ffprobe, arguments, true, {}, 60000);
+  return !probe.timedOut && probe.process.exitCode == 0 &&
+         probe.out.find_first_not_of(" \r\n") != std::string::npos;
 }
 
 int FfmpegStallSeconds() {

@@ -26,7 +26,7 @@
 
 #include "games/locate.h"
 #include "platform/sysdirs.h"
-#include "web/download.h"
+#include "platform/url_download.h"
 #include "web/fetcher.h"
 #include "web/url_text.h"
 
@@ -396,26 +396,35 @@ int ScanPageText(char* page, std::size_t length, const char* url, int mode, cons
   }
 }
 
-int ScanPage(const char* url, int mode, const char* marker, char* result) {
+long FetchPageText(const char* url, std::vector<char>& page) {
+  page.assign(PageTextSize, '\0');
   std::string temporary = TemporaryPagePath();
   if (temporary.size() >= TempPathSize)
-    return 0;
+    return -1;
   char path[FetchPathSize];
   std::snprintf(path, sizeof path, "%s", temporary.c_str());
-  if (URLDownloadToFile(url, path) != 0 && FetchToFile(url, path) != FetchDone)
-    return 0;
+  // Only what the scan reads is fetched, and a page leaves no cache copy.
+  DownloadOptions options;
+  options.keepBytes = static_cast<long long>(PageTextSize - 1);
+  if (DownloadUrlToFile(url, path, nullptr, options) != 0 && FetchToFile(url, path) != FetchDone)
+    return -1;
 
   int fd = open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0)
-    return 0;
-  std::vector<char> page(PageTextSize);
+    return -1;
   ssize_t got;
   do {
-    got = read(fd, page.data(), PageTextSize);
+    got = read(fd, page.data(), PageTextSize - 1);
   } while (got < 0 && errno == EINTR);
   close(fd);
   unlink(path);
-  std::size_t length =
-      got > 0 ? std::min<std::size_t>(static_cast<std::size_t>(got), PageTextSize - 1) : 0;
-  return ScanPageText(page.data(), length, url, mode, marker, result);
+  return got > 0 ? static_cast<long>(got) : 0;
+}
+
+int ScanPage(const char* url, int mode, const char* marker, char* result) {
+  std::vector<char> page;
+  long length = FetchPageText(url, page);
+  if (length < 0)
+    return 0;
+  return ScanPageText(page.data(), static_cast<std::size_t>(length), url, mode, marker, result);
 }

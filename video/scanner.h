@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 // ScanMode values.
 constexpr int ScanFieldValue = 4;    // a parameter value that begins with the marker
@@ -26,6 +27,12 @@ constexpr std::size_t WantedTextSize = 256; // the wanted text, up to 255 charac
 // mode 4 also 1 for a value with no end in reach. In modes 6 and 7 a 0 may
 // come with the last candidate, too small to win, left in result.
 int ScanPage(const char* url, int mode, const char* marker, char* result);
+
+// The first PageTextSize - 1 bytes of the page at url (no more are fetched),
+// in page (made PageTextSize long, NUL behind the text). Result: the length;
+// -1 when neither way of fetching brought the page. For a caller that scans
+// one page more than once.
+long FetchPageText(const char* url, std::vector<char>& page);
 
 // The scan of a page already in memory. page holds length bytes of text and
 // a NUL behind them (page[length] == 0, length < PageTextSize); the scan cuts

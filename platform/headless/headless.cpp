@@ -406,12 +406,9 @@ bool Ended(Hwnd window, int* result) {
   return true;
 }
 
-int DialogBox(WindowProc proc, LParam param) {
-  if (proc == nullptr)
-    return -1;
-  Hwnd id = NewWindow("#32770", "", proc);
-  HeadlessCall c = Call("dialogBox", id);
-  Record(c);
+// A dialog's modal loop on the GUI thread: WM_INITDIALOG, shown unless it
+// ended at once, then messages until its end (-1 when the queue runs dry).
+int RunDialog(Hwnd id, LParam param) {
   Deliver(id, WM_INITDIALOG, 0, param);
   int result = 0;
   if (!Ended(id, &result))
@@ -424,6 +421,15 @@ int DialogBox(WindowProc proc, LParam param) {
       return -1;
     Handle(q);
   }
+}
+
+int DialogBox(WindowProc proc, LParam param) {
+  if (proc == nullptr)
+    return -1;
+  Hwnd id = NewWindow("#32770", "", proc);
+  HeadlessCall c = Call("dialogBox", id);
+  Record(c);
+  return RunDialog(id, param);
 }
 
 void EndDialog(Hwnd window, int result) {
@@ -462,20 +468,8 @@ int TemplateDialog(const DialogTemplate* layout, Hwnd owner, WindowProc proc, LP
   c.x = layout->id;
   c.after = owner;
   Record(c);
-  if (OnGuiThread()) {
-    Deliver(id, WM_INITDIALOG, 0, param);
-    int result = 0;
-    if (!Ended(id, &result))
-      Edit(id, [](Win& w) { w.info.visible = true; });
-    for (;;) {
-      if (Ended(id, &result))
-        return result;
-      Queued q;
-      if (!Take(&q))
-        return -1;
-      Handle(q);
-    }
-  }
+  if (OnGuiThread())
+    return RunDialog(id, param);
   // Another thread's dialog lives on the GUI thread, as in the program: its
   // start is queued there and this thread waits for its end.
   std::unique_lock<std::mutex> guard(S().lock);
@@ -580,6 +574,13 @@ void TrayDelete(Hwnd window, int id) {
   S().trayIcons.erase(id);
 }
 
+void TrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  HeadlessCall c = Call("trayNotify", window);
+  c.x = id;
+  c.text = title + "|" + text;
+  Record(c);
+}
+
 void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   HeadlessCall c = Call("trackPopupMenu", owner);
   c.x = x;
@@ -598,41 +599,8 @@ void SetWindowIcon(Hwnd window, const std::string& iconPath) {
 
 const WindowBackend backend = [] {
   WindowBackend b{};
-  b.postMessage = PostMessage;
-  b.sendMessage = SendMessage;
-  b.isWindow = IsWindow;
-  b.bringToTop = BringToTop;
-  b.setForeground = SetForeground;
-  b.setWindowPos = SetWindowPos;
-  b.showWindow = ShowWindow;
-  b.getWindowRect = GetWindowRect;
-  b.setWindowRegion = SetWindowRegion;
-  b.invalidate = Invalidate;
-  b.setTitle = SetTitle;
-  b.activeWindow = ActiveWindow;
-  b.setTimer = SetTimer;
-  b.killTimer = KillTimer;
-  b.cursorPos = CursorPos;
-  b.screenWidth = ScreenWidth;
-  b.screenHeight = ScreenHeight;
-  b.displayBits = DisplayBits;
-  b.messageBox = MessageBox;
+  FILL_LOCAL_WINDOW_BACKEND(b);
   b.saveFileDialog = SaveFileDialog;
-  b.getControlText = GetControlText;
-  b.setControlText = SetControlText;
-  b.getCanvas = GetCanvas;
-  b.releaseCanvas = ReleaseCanvas;
-  b.createWindow = CreateWindow;
-  b.findWindow = FindWindow;
-  b.dialogBox = DialogBox;
-  b.endDialog = EndDialog;
-  b.messageLoop = MessageLoop;
-  b.postQuit = PostQuit;
-  b.nativeId = NativeId;
-  b.trayAdd = TrayAdd;
-  b.trayDelete = TrayDelete;
-  b.trackPopupMenu = TrackPopupMenu;
-  b.setWindowIcon = SetWindowIcon;
   b.templateDialog = TemplateDialog;
   b.controlMessage = ControlMessage;
   b.clipboardText = ClipboardText;

@@ -698,6 +698,21 @@ void TrayDelete(Hwnd window, int id) {
   win->tray.erase(it);
 }
 
+void TrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  if (router == nullptr)
+    return;
+  // The icon lives on the GUI thread; a job's thread only queues the message.
+  QMetaObject::invokeMethod(
+      router,
+      [window, id, title, text] {
+        QtWin* win = Find(window);
+        auto it = win == nullptr ? decltype(win->tray)::iterator{} : win->tray.find(id);
+        if (win != nullptr && it != win->tray.end())
+          it->second->showMessage(QString::fromStdString(title), QString::fromStdString(text));
+      },
+      Qt::QueuedConnection);
+}
+
 void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   if (entries == nullptr || count <= 0)
     return;
@@ -722,44 +737,11 @@ void SetWindowIcon(Hwnd window, const std::string& iconPath) {
 
 const WindowBackend backend = [] {
   WindowBackend b{};
-  b.postMessage = PostMessage;
-  b.sendMessage = SendMessage;
-  b.isWindow = IsWindow;
-  b.bringToTop = BringToTop;
-  b.setForeground = SetForeground;
-  b.setWindowPos = SetWindowPos;
-  b.showWindow = ShowWindow;
-  b.getWindowRect = GetWindowRect;
-  b.setWindowRegion = SetWindowRegion;
-  b.invalidate = Invalidate;
-  b.setTitle = SetTitle;
-  b.activeWindow = ActiveWindow;
-  b.setTimer = SetTimer;
-  b.killTimer = KillTimer;
-  b.cursorPos = CursorPos;
-  b.screenWidth = ScreenWidth;
-  b.screenHeight = ScreenHeight;
-  b.displayBits = DisplayBits;
-  b.messageBox = MessageBox;
+  FILL_LOCAL_WINDOW_BACKEND(b);
   b.saveFileDialog = QtSaveFileDialog;
   b.templateDialog = QtTemplateDialog;
   b.controlMessage = QtControlMessage;
   b.clipboardText = QtClipboardText;
-  b.getControlText = GetControlText;
-  b.setControlText = SetControlText;
-  b.getCanvas = GetCanvas;
-  b.releaseCanvas = ReleaseCanvas;
-  b.createWindow = CreateWindow;
-  b.findWindow = FindWindow;
-  b.dialogBox = DialogBox;
-  b.endDialog = EndDialog;
-  b.messageLoop = MessageLoop;
-  b.postQuit = PostQuit;
-  b.nativeId = NativeId;
-  b.trayAdd = TrayAdd;
-  b.trayDelete = TrayDelete;
-  b.trackPopupMenu = TrackPopupMenu;
-  b.setWindowIcon = SetWindowIcon;
   return b;
 }();
 

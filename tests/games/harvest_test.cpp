@@ -12,6 +12,7 @@
 #include <string>
 
 #include "games/cache_harvest.h"
+#include "games/cache_purge.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
 

@@ -5,8 +5,8 @@
 // can't keep as they stand still get a number each.
 #include "library_fixture.h"
 
-#include "library/page_text.h"
 #include "library/player_pages.h"
+#include "platform/page_text.h"
 
 #include <algorithm>
 #include <cctype>

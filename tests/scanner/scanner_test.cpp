@@ -113,6 +113,10 @@ TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
                 ".swf\" width=640 height=480>");
     web.Put("games.test", "/small.htm",
             std::string(1000, ' ') + "<embed src=\"http://a.test/g.swf\" width=640 height=480>");
+    // 300 MB of page: only what the scan reads is fetched, and nothing stays.
+    std::string line = "<embed src=\"http://a.test/g.swf\" width=640 height=480>";
+    web.Answer("games.test", "/huge.htm",
+               {"body=" + line, "repeat=" + std::to_string((300 << 20) / line.size())});
     // The URL download refuses a 500; the fetcher saves the page all the same.
     web.Answer("games.test", "/refused.htm",
                {"status=500", "body=<embed src=\"http://a.test/g.swf\" width=640 height=480>"});
@@ -126,6 +130,7 @@ TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
     } rows[] = {
         {"http://games.test/big.htm", 0, "", 1},
         {"http://games.test/small.htm", 19, "http://a.test/g.swf", 1},
+        {"http://games.test/huge.htm", 19, "http://a.test/g.swf", 1},
         {"http://games.test/refused.htm", 19, "http://a.test/g.swf", 2},
         {"http://no-such-host.invalid/p.htm", 0, ".swf", 0},
     };
@@ -140,6 +145,7 @@ TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
       EXPECT_EQ(web.Count("games.test", path.substr(path.find('/', 7))), row.asked);
     }
     EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
+    EXPECT_FALSE(std::filesystem::exists(env.CacheFolder())) << "a page left a cache copy";
   }
   DropWebEnv(env);
 }

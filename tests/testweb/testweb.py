@@ -150,6 +150,11 @@ class Handler(socketserver.BaseRequestHandler):
         if body_length > 0:
             self.reader.read(body_length)
         host = headers.get("host", "")
+        if target.startswith("http://"):
+            # Absolute form, as sent to a proxy: the server stands in for
+            # every host it has a folder for.
+            authority, _, rest = target[7:].partition("/")
+            host, target = authority, "/" + rest
         log_request(method, self.scheme, host.lower(), target)
         keep = version == "HTTP/1.1" and headers.get("connection", "").lower() != "close"
         return self.answer(method, host, target) and keep
@@ -205,9 +210,29 @@ class Handler(socketserver.BaseRequestHandler):
             fields.append("Transfer-Encoding: chunked")
         if nolength:
             fields.append("Connection: close")
+        if "repeat" in rule:
+            count = int(rule["repeat"] or "0")
+            if count == 0 or nolength:
+                fields.append("Connection: close")
+            self.repeat(self.head(status, fields, len(body) * count if count and not nolength
+                                  else None), body, count)
+            return False
         head = self.head(status, fields, None if chunked or nolength else len(body))
         self.pace(head, body, rule, chunked)
         return not nolength and "cut" not in rule and "stall" not in rule
+
+    def repeat(self, head, body, count):
+        """Sends head, then body count times (0: until the client goes),
+        for at most a minute, and closes."""
+        self.send(head)
+        block = body * max(1, (1 << 20) // max(1, len(body)))
+        times = len(block) // max(1, len(body))
+        sent = 0
+        until = time.time() + 60
+        while (count == 0 or sent < count) and time.time() < until:
+            step = times if count == 0 else min(times, count - sent)
+            self.send(block if step == times else body * step)
+            sent += step
 
     def pace(self, head, body, rule, chunked):
         """Sends head and body, at the rule's rate (bytes a second), breaking

@@ -37,9 +37,11 @@ TEST_F(ConvertTable, EveryRowMakesAFileThatPlays) {
       s += (s.empty() ? "" : " ") + w;
     return s;
   };
+  std::string input = joined(FfmpegLocalInput("/v/a~1"));
   EXPECT_EQ(joined(ConversionArguments(100, "/v/a~1", "/v/a~1-1.3gp", today)),
-            "-y -i /v/a~1 -f 3gp -acodec aac -s 176x144 /v/a~1-1.3gp");
-  EXPECT_EQ(joined(ConversionArguments(2, "s", "o", today)), "-y -i s -vcodec mpeg4 -q:v 1 o");
+            "-y " + input + " -f 3gp -acodec aac -s 176x144 /v/a~1-1.3gp");
+  EXPECT_EQ(joined(ConversionArguments(2, "/v/a~1", "o", today)),
+            "-y " + input + " -vcodec mpeg4 -q:v 1 o");
 
   std::string ffmpeg = FfmpegPath();
   ASSERT_FALSE(ffmpeg.empty());

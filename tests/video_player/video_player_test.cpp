@@ -64,7 +64,7 @@ TEST_F(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
   // The page quotes what it shows.
   std::string media = dir + "/it's <x>.wmv";
   std::string page = VideoPlayerPage(media, VideoStreamUrl(base, media));
-  EXPECT_NE(page.find("<b> it's &lt;x&gt;.wmv </b>"), std::string::npos);
+  EXPECT_NE(page.find("<b> it&#39;s &lt;x&gt;.wmv </b>"), std::string::npos);
   EXPECT_EQ(page.find("<x>"), std::string::npos);
   EXPECT_NE(page.find("src=\"file://" + dir + "/it%27s%20%3Cx%3E.wmv\""), std::string::npos);
   EXPECT_NE(page.find("'http://127.0.0.1:9/tok/video?path=%2F"), std::string::npos);

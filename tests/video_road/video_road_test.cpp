@@ -241,4 +241,61 @@ TEST_F(Road, EachConvertingFamilyAndThePhone) {
   }
 }
 
+// Pages shaped like today's sites, their videos fetched and merged by the
+// real resolver: a progressive file, HLS and DASH with separate audio, as MP4
+// in a folder and as 3GP on the phone, whose download asks for the small
+// rendition.
+TEST_F(Road, StreamsOfTodaysSites) {
+  ASSERT_TRUE(MakeSiteStreams(web.Site("tube.test"), 2));
+  ASSERT_TRUE(IniWrite((program / "Define.ini").c_str(), "Video", "Resolver", "yt-dlp"));
+  web.Put("tube.test", "/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/p\n2=http://tube.test/v/h\n3=http://tube.test/v/d\n"
+          "[Title]\n1=Progress 1/3\n2=Segments\n3=Separate\n");
+  for (const char* id : {"p", "h", "d"})
+    web.Answer("tube.test", std::string("/watch?v=") + id + "&fmt=18",
+               {std::string("file=") +
+                (id[0] == 'p'   ? "prog"
+                 : id[0] == 'h' ? "hls"
+                                : "dash") +
+                ".html"});
+  fs::path card = root / "card";
+  struct Target {
+    fs::path folder;
+    const char *typed, *ending, *video;
+    int width, height, zone;
+  };
+  const Target targets[] = {{out / "streams", "Video.mp4", ".mp4", "h264", 320, 240, 20210},
+                            {card / "Video", "Video.3gp", ".3gp", "h263", 176, 144, 20220}};
+  for (const Target& t : targets) {
+    fs::create_directories(t.folder);
+    if (t.zone == 20220) {
+      for (const char* sub : {"System", "Music"})
+        fs::create_directories(card / sub);
+      std::ofstream(root / "system" / "drives.ini")
+          << "[Drives]\nC=/\nD=" << card.string() << ",removable\n";
+    }
+    Start();
+    Ask("http://tube.test/Show/list/0", t.zone);
+    ASSERT_TRUE(Reply("Save video to", (t.folder / t.typed).string()));
+    for (const char* stem : {"Progress0000~1", "Segments0000~2", "Separate0000~3"}) {
+      fs::path result = t.folder / (stem + std::string(t.ending));
+      ASSERT_TRUE(Await(result)) << result;
+      Probe p = ProbeFile(result.string());
+      double seconds = ProbeSeconds(result.string());
+      EXPECT_TRUE(p.video == t.video && !p.audio.empty() && p.width == t.width &&
+                  p.height == t.height && seconds > 1.8 && seconds < 2.3)
+          << result << ": " << p.video << " " << p.audio << " " << p.width << "x" << p.height << " "
+          << seconds << " s";
+    }
+  }
+  // The folder took the largest rendition, the phone the smallest of at
+  // least 176x144; none took the one below it.
+  for (const char* first : {"/hls/v1_000.ts", "/hls/v2_000.ts", "/dash/chunk-stream1-00001.m4s",
+                            "/dash/chunk-stream2-00001.m4s"})
+    EXPECT_EQ(web.Count("tube.test", first), 1) << first;
+  EXPECT_EQ(web.Count("tube.test", "/hls/v0_000.ts") +
+                web.Count("tube.test", "/dash/chunk-stream0-00001.m4s"),
+            0);
+}
+
 } // namespace

@@ -1,4 +1,4 @@
-#include "library/page_text.h"
+#include "platform/page_text.h"
 
 std::string PageText(const std::string& text) {
   std::string out;

@@ -1,4 +1,5 @@
-// Names and paths written into the generated pages (menus, player pages) are
+// Names and paths written into the generated pages (menus, player pages, the
+// browser program's game and player pages) are
 // data, never markup: each is escaped for the place it stands in. A name
 // without special characters comes out as it went in, so the pages of
 // ordinary names stay byte for byte as they always were.
