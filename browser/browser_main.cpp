@@ -23,6 +23,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QLocalSocket>
 #include <QLoggingCategory>
 #include <QRandomGenerator>
@@ -42,9 +43,11 @@
 #include <QWebEngineView>
 #include <QWindow>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <sys/prctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -391,22 +394,10 @@ bool EmbedInPanel() {
   return true;
 }
 
-// The Panel's connection closed: live on as a window of our own, with a title
-// bar the user can close it by, at the place where the Pane last stood. The
-// native window is made anew: a Panel that ended took its child windows along.
+// The Panel's connection closed: the Panel ended (or was killed), and a Pane
+// without its Panel is only a leak. exit, not quit, as for the quit message.
 void LeavePanel() {
-  if (!pane.embedded)
-    return;
-  QPoint at = pane.window->mapToGlobal(QPoint(0, 0));
-  pane.embedded = false;
-  pane.filling = false;
-  pane.window->hide();
-  pane.window->windowHandle()->destroy();
-  pane.window->windowHandle()->setParent(nullptr);
-  pane.window->setWindowFlags(Qt::Window);
-  pane.window->setGeometry(QRect(at, pane.paneRect.size()));
-  pane.window->show();
-  QGuiApplication::sync();
+  QCoreApplication::exit(0);
 }
 
 void FillScreen() {
@@ -438,12 +429,21 @@ void ReturnToPanel() {
   pane.window->show();
 }
 
-// --- the image player ------------------------------------------------------------
+// While the Pane fills the screen, Esc or a double click anywhere in it brings
+// it back, beside the Panel's own way (which then finds it back already).
+class BackFromFilling : public QObject {
+ protected:
+  bool eventFilter(QObject*, QEvent* e) override {
+    bool escape =
+        e->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(e)->key() == Qt::Key_Escape;
+    if (!pane.filling || !(escape || e->type() == QEvent::MouseButtonDblClick))
+      return false;
+    QTimer::singleShot(0, ReturnToPanel);
+    return true;
+  }
+};
 
-bool IsPictureName(const QString& name) {
-  static const QStringList endings = {"jpg", "jpeg", "png", "gif", "bmp", "webp"};
-  return endings.contains(QFileInfo(name).suffix().toLower());
-}
+// --- the image player ------------------------------------------------------------
 
 void ShowPicture() {
   if (pane.pictures.isEmpty())
@@ -461,8 +461,14 @@ void ShowPicture() {
 void StartPlayer(const QStringList& pictures) {
   pane.pictures = pictures;
   pane.picture = 0;
-  if (pictures.isEmpty())
+  if (pictures.isEmpty()) {
+    // Said in the page, not left black: the folder searched holds no picture.
+    pane.view->setHtml("<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body style=\""
+                       "margin:0;background:#000;color:#ddd;font:14px sans-serif;text-align:center"
+                       "\"><p style=\"margin-top:150px\">No pictures found here, nor in its "
+                       "folders.</p></body></html>");
     return;
+  }
   QString html = "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><style>"
                  "html,body{margin:0;width:100%;height:100%;background:#000;overflow:hidden}"
                  "img{width:100%;height:100%;object-fit:contain}</style>"
@@ -481,11 +487,8 @@ void LoadPlayer() {
   QString path = pane.startUrl.isLocalFile() ? pane.startUrl.toLocalFile() : QString();
   if (!path.isEmpty() && QFileInfo(path).isDir()) {
     QStringList pictures;
-    QDir dir(path);
-    for (const QString& name : dir.entryList(QDir::Files, QDir::Name)) {
-      if (IsPictureName(name))
-        pictures << QUrl::fromLocalFile(dir.filePath(name)).toString();
-    }
+    for (const std::string& picture : FolderPictures(path.toStdString()))
+      pictures << QUrl::fromLocalFile(QString::fromStdString(picture)).toString();
     StartPlayer(pictures);
     return;
   }
@@ -733,6 +736,13 @@ QString GameHostName(const QString& programDir) {
 } // namespace
 
 int main(int argc, char** argv) {
+  // A Pane the Panel started (it names itself in SKERRY_PANEL_PID) ends with
+  // that Panel, also with one killed before this Pane could reach it.
+  if (const char* panel = std::getenv("SKERRY_PANEL_PID"); panel != nullptr && *panel != '\0') {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (std::to_string(getppid()) != panel)
+      return 0;
+  }
   std::vector<std::string> words(argv + 1, argv + argc);
   pane.args = ParsePaneArgs(words);
   PrepareEngine();
@@ -781,14 +791,14 @@ int main(int argc, char** argv) {
   pane.local.servers.push_back({pane.serverPort, pane.games.token, "/ruffle/"});
   pane.local.servers.push_back(VideoStreamServer());
 
+  app.installEventFilter(new BackFromFilling);
   auto* interceptor = new GameHostRedirect;
   interceptor->setParent(&app);
   auto* profile = new QWebEngineProfile(&app); // off the record: nothing on disk
   profile->setUrlRequestInterceptor(interceptor);
   InstallFlashOnEveryPage(profile, pane.serverPort);
   profile->installUrlSchemeHandler(PlayerPageScheme, new PlayerPageHandler(&app));
-  InstallPanelLinks(profile, &app,
-                    [](int command) { SendFrame("POST 273 " + std::to_string(command) + " 0"); });
+  InstallPanelLinks(profile, &app, [](const std::string& frame) { SendFrame(frame); });
   profile->settings()->setAttribute(QWebEngineSettings::PlaybackRequiresUserGesture, false);
   profile->settings()->setAttribute(QWebEngineSettings::ShowScrollBars, true);
   // The menus are local files whose links lead to the game server; without

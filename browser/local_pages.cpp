@@ -26,6 +26,14 @@ bool PathInside(const std::string& root, const std::string& path) {
   return true;
 }
 
+std::string PanelLinkFrame(const std::string& path) {
+  if (path == "40004" || path == "40005")
+    return "POST 273 " + path + " 0";
+  if (path == "20100" || path == "20120" || path == "20210")
+    return "POST 1033 " + path + " 0";
+  return std::string();
+}
+
 bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request) {
   const std::string& scheme = request.scheme;
   if (scheme == "data" || scheme == "blob" || scheme == "about")
@@ -39,7 +47,7 @@ bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request) {
   }
   // The menu commands the pages' panel links post (browser/panel_links.h).
   if (scheme == "skerry-panel")
-    return request.path == "40004" || request.path == "40005";
+    return !PanelLinkFrame(request.path).empty();
   if (scheme != "http")
     return false;
   if (!policy.gameHost.empty() && request.host == policy.gameHost)

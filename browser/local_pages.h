@@ -3,8 +3,8 @@
 // script must find nothing to read and nobody to tell: a local page may load
 // the files of a few folders (the program's Web, Game and Video folders and
 // the folder of the page the Pane started with), the game server's host and
-// the program's own loopback listeners, the Panel's two menu commands of
-// the panel links, and nothing else, neither other
+// the program's own loopback listeners, the Panel commands of the panel
+// links, and nothing else, neither other
 // local files nor other hosts.
 #pragma once
 
@@ -33,6 +33,11 @@ struct LocalRequest {
   int port = -1;
   std::string path;
 };
+
+// The frame a panel link's path posts to the Panel: the menu commands 40004
+// and 40005 as WM_COMMAND, the face's Start (20100), Home (20120) and Collect
+// (20210) as PanelCommands; empty for any other path.
+std::string PanelLinkFrame(const std::string& path);
 
 // Whether a local page may make the request.
 bool LocalPageMayReach(const LocalPolicy& policy, const LocalRequest& request);

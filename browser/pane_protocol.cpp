@@ -6,9 +6,11 @@
 
 #include "platform/carrier.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 #include <unistd.h>
 
@@ -202,4 +204,36 @@ std::string AddressText(const std::string& address) {
     --cut;
   text.resize(cut);
   return text;
+}
+
+std::vector<std::string> FolderPictures(const std::string& folder) {
+  namespace fs = std::filesystem;
+  auto isPicture = [](const fs::path& path) {
+    std::string ending = path.extension().string();
+    for (char& c : ending)
+      c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    for (const char* known : {".jpg", ".jpeg", ".png", ".gif", ".bmp", ".webp"})
+      if (ending == known)
+        return true;
+    return false;
+  };
+  std::vector<std::pair<fs::file_time_type, std::string>> found;
+  auto scan = [&](const fs::path& dir, bool descend, auto& self) -> void {
+    std::error_code error;
+    for (fs::directory_iterator it(dir, error), end; !error && it != end; it.increment(error)) {
+      std::error_code e;
+      if (it->is_regular_file(e) && isPicture(it->path()))
+        found.emplace_back(it->last_write_time(e), it->path().string());
+      else if (descend && it->is_directory(e) && !it->is_symlink(e))
+        self(it->path(), false, self);
+    }
+  };
+  scan(folder, true, scan);
+  std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first > b.first : a.second < b.second;
+  });
+  std::vector<std::string> pictures;
+  for (auto& entry : found)
+    pictures.push_back(std::move(entry.second));
+  return pictures;
 }

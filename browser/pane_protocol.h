@@ -70,3 +70,9 @@ PaneAction ActionFor(const Frame& frame, bool imagePlayer);
 // text is cut to at most 511 bytes without splitting a UTF-8 character, which
 // is what the Panel's AddressControl can hold.
 std::string AddressText(const std::string& address);
+
+// The pictures the image player shows of folder: those in it and in its
+// subfolders one level down (a camera writes DCIM/100XXXXX), newest first
+// (same time: by path). A picture is a regular file ending in .jpg, .jpeg,
+// .png, .gif, .bmp or .webp, in any case.
+std::vector<std::string> FolderPictures(const std::string& folder);

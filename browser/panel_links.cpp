@@ -1,4 +1,5 @@
 #include "browser/panel_links.h"
+#include "browser/local_pages.h"
 
 #include <QWebEngineProfile>
 #include <QWebEngineUrlRequestJob>
@@ -11,19 +12,18 @@ const QByteArray PanelLinkScheme = "skerry-panel";
 
 class PanelLinkHandler : public QWebEngineUrlSchemeHandler {
  public:
-  PanelLinkHandler(QObject* owner, std::function<void(int)> post)
+  PanelLinkHandler(QObject* owner, std::function<void(const std::string&)> post)
       : QWebEngineUrlSchemeHandler(owner), post_(std::move(post)) {}
   void requestStarted(QWebEngineUrlRequestJob* job) override {
-    bool number = false;
-    int command = job->requestUrl().path().toInt(&number);
-    // Only the channels of the menu; a page can't reach other commands this way.
-    if (number && (command == 40004 || command == 40005))
-      post_(command);
+    // Only the commands of PanelLinkFrame; a page can't reach others this way.
+    std::string frame = PanelLinkFrame(job->requestUrl().path().toStdString());
+    if (!frame.empty())
+      post_(frame);
     job->fail(QWebEngineUrlRequestJob::RequestAborted);
   }
 
  private:
-  std::function<void(int)> post_;
+  std::function<void(const std::string&)> post_;
 };
 
 } // namespace
@@ -35,6 +35,7 @@ void RegisterPanelLinkScheme() {
   QWebEngineUrlScheme::registerScheme(scheme);
 }
 
-void InstallPanelLinks(QWebEngineProfile* profile, QObject* owner, std::function<void(int)> post) {
+void InstallPanelLinks(QWebEngineProfile* profile, QObject* owner,
+                       std::function<void(const std::string&)> post) {
   profile->installUrlSchemeHandler(PanelLinkScheme, new PanelLinkHandler(owner, std::move(post)));
 }

@@ -22,6 +22,7 @@
 
 #include <csignal>
 #include <memory>
+#include <sys/prctl.h>
 #include <sys/types.h>
 
 namespace {
@@ -61,8 +62,10 @@ void Busy(QTcpSocket* socket) {
   socket->disconnectFromHost();
 }
 
-// Counts a process among the running ones until it ends or goes away.
+// Counts a process among the running ones until it ends or goes away. The
+// tool dies with this process, however it ends (a held one too).
 void Count(QProcess* process) {
+  process->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
   ++running;
   auto counted = std::make_shared<bool>(true);
   auto done = [counted] {

@@ -148,6 +148,12 @@ int WatchClipboard(char* text) {
   return 1;
 }
 
+void TakeClipboardAsSeen() {
+  std::string clip;
+  if (WinClipboardText(&clip))
+    Panel().LastClipboardText = clip;
+}
+
 void StartLinkDownload(Hwnd window, const char* source, const char* target) {
   StoreLinkArguments(window, source, target);
   LinkFields fields = CopyLinkFields();

@@ -8,6 +8,8 @@
 
 // text: the caller's 512-byte buffer. Result: 1 for a new link in text, else 0.
 int WatchClipboard(char* text);
+// What stands on the clipboard now (copied before this start) counts as seen.
+void TakeClipboardAsSeen();
 
 // Copies the three arguments for a new job thread and starts it; returns at once.
 void StartLinkDownload(Hwnd window, const char* source, const char* target);

@@ -32,7 +32,7 @@ constexpr const char* Head =
 constexpr const char* RowStart = "<tr><a name=page%02u></a>\n";
 
 constexpr const char* ItemCell =
-    "\t<td><a href=\"%s\" target=\"main\">\n<img src=\"%s\" alt=\"%s\" width=\"19\" "
+    "\t<td><a href=\"%s\" target=\"main\">\n<img src=\"%s\" alt=\"%s\" title=\"%s\" width=\"19\" "
     "height=\"19\" align=\"left\" hspace=\"0\">\n</a></td>\n";
 
 constexpr const char* BlankCell = "\t<td>\n<img src=\"%s\" alt=\"\" width=\"19\" height=\"19\" "
@@ -100,7 +100,8 @@ void WriteRowStart(MenuFile& menu, std::uint32_t page) {
 
 bool WriteItemCell(MenuFile& menu, const std::string& link, const std::string& icon,
                    const std::string& alt) {
-  menu.text += Format(ItemCell, link.c_str(), icon.c_str(), alt.c_str());
+  // The name again as the icon's tooltip.
+  menu.text += Format(ItemCell, link.c_str(), icon.c_str(), alt.c_str(), alt.c_str());
   return true;
 }
 

@@ -387,7 +387,8 @@ void ShowBase(Hwnd window, LParam arg) {
   if (CountGameFiles(folder) > 0)
     return;
   std::string list = ReadDefine("Game", "List", 256);
-  if (Svc().startTopListJob != nullptr)
+  // Without a list the question would lead nowhere.
+  if (!list.empty() && Svc().startTopListJob != nullptr)
     Svc().startTopListJob(PanelOf(window), list.c_str(), folder.c_str());
 }
 
@@ -431,8 +432,9 @@ void OpenHome(Hwnd, LParam arg) {
     return;
   }
   std::string address = ProfileDefine("MainWeb", LanguageOffset == 1000 ? "Start" : "StartEng");
-  if (arg == 2)
-    address = ProfileDefine("Game", "Top");
+  // Without a top page the home page stands in, rather than a blank one.
+  if (std::string top = arg == 2 ? ProfileDefine("Game", "Top") : ""; !top.empty())
+    address = top;
   Launch(PaneRowHome, address.c_str());
 }
 

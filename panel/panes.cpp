@@ -134,7 +134,10 @@ void LaunchPane(PaneRow row, const char* address) {
   ProcessRequest request;
   request.program = launch.program;
   request.arguments = launch.arguments;
-  request.detach = true; // Panes outlive the Panel
+  // Its own session, away from the Panel's terminal; the Pane ends with the
+  // Panel named here (see the browser program's start).
+  request.detach = true;
+  request.environment = {"SKERRY_PANEL_PID=" + std::to_string(getpid())};
   ProcessResult started = ProcessStart(request);
   if (started.pid <= 0)
     return;

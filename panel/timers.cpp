@@ -93,7 +93,8 @@ void CatchUp(Hwnd window, Canvas* canvas) {
   UpdateTip(window, tooltip, 20, rotation);
   UpdateTip(window, tooltip, 21, rotation);
   if (panel.PreviousChannel == ChannelImage || channel == ChannelImage)
-    UpdateTip(window, tooltip, 7, rotation);
+    for (int zone : {3, 4, 5, 7, 8, 10})
+      UpdateTip(window, tooltip, zone, rotation);
   if (panel.ShownChannel != ChannelGame && channel == ChannelGame)
     UpdateTip(window, tooltip, 0, rotation);
   if (panel.PreviousChannel == ChannelGame && channel != ChannelGame)

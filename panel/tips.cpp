@@ -13,6 +13,7 @@
 #include "platform/tooltips.h"
 #include "resources/strings.h"
 #include "shell/module_path.h"
+#include "shell/texts.h"
 
 namespace {
 
@@ -132,6 +133,16 @@ void UpdateTip(Hwnd, Hwnd tooltip, int zone, int) {
   char buffer[ListBufferSize] = "";
   ReadTipText(902, tipIndex, buffer);
   std::string text = CutToFit(buffer, TipBufferSize);
+  // The image player's page buttons step through pictures, and neither it
+  // nor the video folder collects anything: the tips say what happens there.
+  if (channel == ChannelImage && (zone == 3 || zone == 10))
+    text = FixedText(TextTipNextPicture);
+  else if (channel == ChannelImage && (zone == 4 || zone == 8))
+    text = FixedText(TextTipPreviousPicture);
+  else if (channel == ChannelImage && zone == 5)
+    text = FixedText(TextTipReloadPictures);
+  else if ((channel == ChannelImage || channel == ChannelVideoFolder) && (zone == 20 || zone == 21))
+    text.clear();
   if (zone == 20) {
     std::string status = panel.CollectStatus.Get();
     if (!status.empty())

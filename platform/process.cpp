@@ -4,20 +4,25 @@
 // A detached child is spawned into a session of its own; every other child is
 // killed by the kernel when this process ends, however it ends. Our own descriptors are all
 // close-on-exec; nothing else is passed. Forgotten processes sit in a small list until they are
-// reaped.
+// reaped. Every child not yet reaped is also known by a pidfd, so the end of
+// the process can signal it without hitting a stranger that took its number.
 #include "platform/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <mutex>
+#include <set>
 #include <thread>
 
 extern char** environ;
@@ -26,6 +31,62 @@ namespace {
 
 std::mutex forgottenLock;
 std::vector<int> forgotten;
+
+// Through syscall: the C library's header of these lacks C linkage.
+int PidfdOpen(pid_t pid) {
+  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+}
+
+void PidfdKill(int pidfd) {
+  syscall(SYS_pidfd_send_signal, pidfd, SIGKILL, nullptr, 0);
+}
+
+struct Child {
+  int pid = 0;
+  int pidfd = -1;
+  bool detached = false;
+  bool group = false;
+};
+
+// Children started and not reaped; a start holds the lock through the spawn,
+// so none slips in once the end has begun.
+std::mutex childrenLock;
+std::vector<Child> children;
+bool ending = false;
+std::set<std::string> heldFiles;
+
+// The child was reaped: its number may be reused from now on.
+void Reaped(int pid) {
+  std::lock_guard<std::mutex> hold(childrenLock);
+  for (auto it = children.begin(); it != children.end(); ++it)
+    if (it->pid == pid) {
+      if (it->pidfd >= 0)
+        close(it->pidfd);
+      children.erase(it);
+      return;
+    }
+}
+
+// Waits until every child of list has ended (its pidfd readable) or ms passed.
+void AwaitEnded(std::vector<Child>& list, int ms) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+  while (true) {
+    std::vector<pollfd> fds;
+    for (const Child& c : list)
+      if (c.pidfd >= 0)
+        fds.push_back({c.pidfd, POLLIN, 0});
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (fds.empty() || left.count() <= 0)
+      return;
+    if (poll(fds.data(), fds.size(), static_cast<int>(left.count())) <= 0)
+      return;
+    std::erase_if(list, [&](const Child& c) {
+      return std::any_of(fds.begin(), fds.end(),
+                         [&](const pollfd& f) { return f.fd == c.pidfd && f.revents != 0; });
+    });
+  }
+}
 
 int StatusToCode(int status) {
   if (WIFEXITED(status))
@@ -120,8 +181,17 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     envp.push_back(e.data());
   envp.push_back(nullptr);
 
-  if (request.detach)
-    return SpawnDetached(request, argv, envp);
+  std::unique_lock<std::mutex> hold(childrenLock);
+  if (ending) {
+    result.error = request.program + ": the program is ending";
+    return result;
+  }
+  if (request.detach) {
+    result = SpawnDetached(request, argv, envp);
+    if (result.pid > 0)
+      children.push_back({result.pid, PidfdOpen(result.pid), true, true});
+    return result;
+  }
 
   // A road's child ends with this process: it asks the kernel for SIGKILL
   // when its parent goes, which posix_spawn can't ask for, so it is forked.
@@ -206,6 +276,7 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
   }
   result.pid = pid;
   result.group = request.detach || request.ownGroup;
+  children.push_back({pid, PidfdOpen(pid), false, result.group});
   return result;
 }
 
@@ -219,6 +290,7 @@ bool ProcessWait(ProcessResult* process, int timeoutMs) {
     pid_t got = waitpid(process->pid, &status, timeoutMs < 0 ? 0 : WNOHANG);
     if (got == process->pid) {
       process->exitCode = StatusToCode(status);
+      Reaped(process->pid);
       return true;
     }
     if (got < 0 && errno != EINTR) {
@@ -261,11 +333,58 @@ void ProcessReap() {
   for (std::size_t i = 0; i < forgotten.size();) {
     int status = 0;
     pid_t got = waitpid(forgotten[i], &status, WNOHANG);
+    if (got == forgotten[i])
+      Reaped(got);
     if (got == forgotten[i] || (got < 0 && errno == ECHILD))
       forgotten.erase(forgotten.begin() + static_cast<std::ptrdiff_t>(i));
     else
       ++i;
   }
+}
+
+void ProcessEndAll(int graceMs) {
+  std::vector<Child> running;
+  {
+    std::lock_guard<std::mutex> hold(childrenLock);
+    ending = true;
+    running = children;
+  }
+  // Road children are ended at once; a Pane may first end by itself.
+  std::vector<Child> panes;
+  for (const Child& c : running)
+    if (c.detached)
+      panes.push_back(c);
+  AwaitEnded(panes, graceMs);
+  {
+    // Under the lock: a child still listed is not reaped, so its pidfd and
+    // its group are its own.
+    std::lock_guard<std::mutex> hold(childrenLock);
+    running = children;
+    for (const Child& c : running) {
+      if (c.group)
+        kill(-c.pid, SIGKILL);
+      if (c.pidfd >= 0)
+        PidfdKill(c.pidfd);
+    }
+  }
+  AwaitEnded(running, 1000);
+  std::set<std::string> files;
+  {
+    std::lock_guard<std::mutex> hold(childrenLock);
+    files.swap(heldFiles);
+  }
+  for (const std::string& path : files)
+    unlink(path.c_str());
+}
+
+void ProcessHoldFile(const std::string& path) {
+  std::lock_guard<std::mutex> hold(childrenLock);
+  heldFiles.insert(path);
+}
+
+void ProcessLetGoFile(const std::string& path) {
+  std::lock_guard<std::mutex> hold(childrenLock);
+  heldFiles.erase(path);
 }
 
 std::string ProcessCommandLine(const ProcessRequest& request) {

@@ -13,8 +13,9 @@ struct ProcessRequest {
   std::vector<std::string> arguments;
   // "NAME=value" entries laid over the inherited environment.
   std::vector<std::string> environment;
-  // Own session: the child outlives this process's terminal and signals
-  // (Panes live on after the Panel). Any other child is killed (SIGKILL) when
+  // Own session: the child stands apart from this process's terminal and
+  // signals (a Pane, which ends with the Panel by the Panel's own way and
+  // by ProcessEndAll). Any other child is killed (SIGKILL) when
   // this process ends, by exit or by a kill, so no tool writes on for a
   // program that is gone. The kernel ties it to the thread that started it:
   // such a child is started by the thread that waits for it. Helpers the
@@ -59,9 +60,18 @@ bool ProcessWait(ProcessResult* process, int timeoutMs);
 // 128 + 9.
 void ProcessKill(ProcessResult* process);
 
-// Ends a started process at once (SIGKILL) and reaps it; exitCode is then
-// 128 + 9.
-void ProcessKill(ProcessResult* process);
+// The end of the process: no child starts any more, a detached child (a
+// Pane, which ends by itself once the Panel's carrier closes) gets up to
+// graceMs to end, then every child still running is killed with its process
+// group, and the files held by ProcessHoldFile are removed. Returns once the
+// children are gone (at most about a second after the grace).
+void ProcessEndAll(int graceMs);
+
+// A file a child or a job writes that is worthless when the run is cut short
+// (a conversion's output, a copy under its temporary name): ProcessEndAll
+// removes it unless it was let go first.
+void ProcessHoldFile(const std::string& path);
+void ProcessLetGoFile(const std::string& path);
 
 // Start, then wait at most timeoutMs.
 ProcessResult ProcessRun(const ProcessRequest& request, int timeoutMs);

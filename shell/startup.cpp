@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "games/link_download.h"
 #include "games/top_list.h"
 #include "panel/dispatcher.h"
 #include "panel/geometry.h"
@@ -239,6 +240,7 @@ LResult PanelInitDialog(Hwnd window) {
   }
 
   p.TooltipWindow = CreateTips(window);
+  TakeClipboardAsSeen();
   WinSetTimer(window, SecondTimer, 1000);
   WinPostMessage(window, MsgPanelCommand, 20070, ChannelStart);
   if (p.TrayIconAdded == 0)

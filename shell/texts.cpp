@@ -24,6 +24,9 @@ const TextRow Texts[TextCount] = {
     {"Search a new game from internet ! Yes or no ?", ""},
     {"Please connect mobile-phone !", ""},
     {"Video link must be under @Vexan service !", ""},
+    {"Next Picture", "下一張相片"},
+    {"Previous Picture", "上一張相片"},
+    {"Reload the Pictures", "重新載入相片"},
 };
 
 } // namespace

@@ -23,6 +23,9 @@ enum TextId {
   TextSearchQuestion,
   TextConnectPhone,
   TextVideoLinkRefused,
+  TextTipNextPicture, // tips of the image player's buttons
+  TextTipPreviousPicture,
+  TextTipReloadPictures,
   TextCount
 };
 

@@ -10,6 +10,7 @@
 // is done.
 #include "panel/panel_state.h"
 #include "panel/tips.h"
+#include "platform/process.h"
 #include "video/convert.h"
 #include "video/delivery.h"
 #include "video/sorted_list.h"
@@ -75,10 +76,12 @@ std::string CopyFile(const std::string& from, const std::string& to,
   std::string temp = slash == std::string::npos
                          ? "." + to + ".part"
                          : to.substr(0, slash + 1) + "." + to.substr(slash + 1) + ".part";
+  ProcessHoldFile(temp);
   int out = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (out >= 0)
     flock(out, LOCK_EX | LOCK_NB); // held while it is written: a sweep leaves it
   if (out < 0) {
+    ProcessLetGoFile(temp);
     std::string why = std::strerror(errno);
     close(in);
     return why;
@@ -117,6 +120,7 @@ std::string CopyFile(const std::string& from, const std::string& to,
     why = std::strerror(errno);
   if (!why.empty())
     unlink(temp.c_str());
+  ProcessLetGoFile(temp);
   return why;
 }
 
@@ -179,6 +183,7 @@ int ConvertJob(std::uint32_t slot) {
       why = "no conversion for this format";
     } else if (output != source) {
       std::string ffmpeg = FfmpegPath();
+      ProcessHoldFile(output); // an exit now leaves the source for the next run
       FfmpegOutcome run = RunFfmpeg(
           ConversionArguments(format, source, output, FfmpegBuild(ffmpeg)),
           [&](int percent) { Show(line, WithShare(converting, percent)); }, -1, stallMs);
@@ -190,6 +195,7 @@ int ConvertJob(std::uint32_t slot) {
     if (!why.empty()) {
       if (output != source)
         RemoveOutput(output);
+      ProcessLetGoFile(output);
       failure = "Converting " + display + " video failed: " + why + KeepWithEnding(source);
       Show(line, failure);
       continue;
@@ -204,6 +210,7 @@ int ConvertJob(std::uint32_t slot) {
         CopyFile(output, targetFile, [&](int percent) { Show(line, WithShare(copying, percent)); });
     if (output != source)
       RemoveOutput(output);
+    ProcessLetGoFile(output);
     if (!why.empty()) {
       failure = (format == FormatPhone ? "Upload " : "Copy ") + display + " video failed: " + why +
                 KeepWithEnding(source);

@@ -14,6 +14,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QCursor>
+#include <QDialog>
 #include <QEvent>
 #include <QEventLoop>
 #include <QHelpEvent>
@@ -44,6 +45,7 @@
 #include <vector>
 
 #include "platform/carrier.h"
+#include "platform/process.h"
 #include "platform/tooltips.h"
 
 namespace {
@@ -484,17 +486,14 @@ int Answer(QMessageBox* box, unsigned type) {
 }
 
 QMessageBox* NewBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type) {
-  auto* box = new QMessageBox(QMessageBox::NoIcon, QString::fromStdString(title),
-                              QString::fromStdString(text), Buttons(type), WidgetOf(owner));
-  if (owner == 0 || WidgetOf(owner) == nullptr || !WidgetOf(owner)->isVisible())
-    box->setParent(nullptr, Qt::Dialog);
-  return box;
+  return new QMessageBox(QMessageBox::NoIcon, QString::fromStdString(title),
+                         QString::fromStdString(text), Buttons(type), QtQuestionParent(owner));
 }
 
 int MessageBox(Hwnd owner, const std::string& text, const std::string& title, unsigned type) {
   if (OnGui()) {
     std::unique_ptr<QMessageBox> box(NewBox(owner, text, title, type));
-    box->exec();
+    QtAwaitQuestion(box.get());
     return Answer(box.get(), type);
   }
   // A worker's box stands on the GUI thread without a nested loop of its
@@ -508,7 +507,7 @@ int MessageBox(Hwnd owner, const std::string& text, const std::string& title, un
         box->setAttribute(Qt::WA_DeleteOnClose);
         QObject::connect(box, &QMessageBox::finished, box,
                          [=](int) { answer->set_value(Answer(box, type)); });
-        box->open();
+        QtShowQuestion(box);
       },
       Qt::QueuedConnection);
   return result.get();
@@ -750,6 +749,8 @@ const WindowBackend backend = [] {
 
 void QtEndProcess(int code) {
   CarrierClose();
+  // The Panes end with the carrier; what still runs then is ended.
+  ProcessEndAll(1500);
   std::vector<unsigned long> natives;
   {
     std::lock_guard<std::mutex> guard(tableLock);
@@ -764,6 +765,32 @@ void QtEndProcess(int code) {
 
 QWidget* QtWindowWidget(Hwnd window) {
   return WidgetOf(window);
+}
+
+QWidget* QtQuestionParent(Hwnd owner) {
+  QWidget* w = WidgetOf(owner);
+  return w != nullptr && w->isVisible() ? w : nullptr;
+}
+
+void QtShowQuestion(QWidget* dialog) {
+  // A transient window of a topmost Panel still stands below it for some
+  // window managers: the question asks to stay on top itself, before it
+  // is mapped, which needs no change of a window that exists.
+  dialog->setWindowModality(Qt::NonModal);
+  if (!(dialog->windowFlags() & Qt::WindowStaysOnTopHint))
+    dialog->setWindowFlag(Qt::WindowStaysOnTopHint, true);
+  dialog->show();
+  dialog->raise();
+  dialog->activateWindow();
+}
+
+int QtAwaitQuestion(QDialog* dialog) {
+  QEventLoop loop;
+  QObject::connect(dialog, &QDialog::finished, &loop, &QEventLoop::quit);
+  QtShowQuestion(dialog);
+  if (dialog->isVisible())
+    loop.exec();
+  return dialog->result();
 }
 
 Hwnd QtAddWindow(const std::string& className, const std::string& title, WindowProc proc,

@@ -12,15 +12,25 @@ class QWidget;
 
 const WindowBackend* QtBackend();
 
-// Ends the process after its loop: the carrier closes, so that the Panes leave
-// the Panel's window and stand on their own, and once they have (at most a few
-// seconds) the process ends without running static destructors, since job
-// threads may still use the records they would destroy.
+// Ends the process after its loop: the carrier closes, so that the Panes end,
+// every child still running is ended (ProcessEndAll), and the process ends
+// without running static destructors, since job threads may still use the
+// records they would destroy.
 [[noreturn]] void QtEndProcess(int code);
 
 // The widget of a local window, or null (windows without one, other ids).
 // GUI thread only.
 QWidget* QtWindowWidget(Hwnd window);
+
+// How every question stands (message boxes, template dialogs, the save
+// dialog): modal to nothing, so that any number of them answer the keyboard
+// and the mouse at once and end in any order; above other windows, the
+// Panel even when it is topmost; the newest one takes the focus. The parent
+// is the owner's widget while that shows (null otherwise). GUI thread only.
+QWidget* QtQuestionParent(Hwnd owner);
+void QtShowQuestion(QWidget* dialog);
+// Shows dialog as above and runs a nested loop until it finishes; its result.
+int QtAwaitQuestion(class QDialog* dialog);
 
 // The save-file dialog member (save_dialog_qt.cpp).
 std::string QtSaveFileDialog(Hwnd owner, const std::string& title,

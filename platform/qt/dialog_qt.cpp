@@ -2,8 +2,9 @@
 // dialog units in the template's font, one widget per control, each click a
 // WM_COMMAND to the dialog's procedure. The dialog is a window of the
 // backend's table, so timers, posts, texts and placing work as for any local
-// window. Every dialog lives on the GUI thread; a job thread that asks for
-// one waits for its end, so several can stand at once and end in any order.
+// window. Every dialog lives on the GUI thread, modal to nothing; a job
+// thread that asks for one waits for its end, so several can stand at once
+// and end in any order.
 //
 // A paint of the dialog is the window system's expose, not every repaint of
 // a control: the animation redraws only its button. Pulling the dialog in
@@ -82,7 +83,11 @@ Control* ControlOf(Hwnd window, int control) {
 }
 
 bool TemplateWidget::eventFilter(QObject* watched, QEvent* e) {
-  if (e->type() == QEvent::Expose && windowHandle() != nullptr && windowHandle()->isExposed()) {
+  // Pulled in front over other programs, never over another question of
+  // ours that has the focus: two dialogs would take it from each other.
+  auto* active = qobject_cast<QDialog*>(QApplication::activeWindow());
+  if (e->type() == QEvent::Expose && windowHandle() != nullptr && windowHandle()->isExposed() &&
+      (active == nullptr || active == this)) {
     // Its own raise may expose it once more at once; that is the same paint.
     if (!lastPaint_.isValid() || lastPaint_.elapsed() > 250) {
       lastPaint_.start();
@@ -213,10 +218,9 @@ QWidget* MakeControl(const ControlTemplate& t, QWidget* parent, Hwnd window) {
 }
 
 TemplateWidget* Build(const DialogTemplate* t, Hwnd owner, WindowProc proc, Hwnd* id) {
-  QWidget* parent = QtWindowWidget(owner);
-  auto* dialog = new TemplateWidget(parent != nullptr && parent->isVisible() ? parent : nullptr);
+  auto* dialog = new TemplateWidget(QtQuestionParent(owner));
   dialog->setWindowFlags(Qt::Dialog | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                         Qt::WindowCloseButtonHint);
+                         Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint);
   dialog->setWindowTitle(QString::fromUtf8(t->title));
   QFont font(QString::fromUtf8(t->font), t->fontSize);
   font.setStyleHint(QFont::Serif);
@@ -258,7 +262,7 @@ void Start(const DialogTemplate* t, Hwnd owner, WindowProc proc, LParam param,
   Dialogs()[id].done = std::move(done);
   QtDeliver(id, WM_INITDIALOG, 0, param);
   if (Dialogs().count(id) != 0)
-    dialog->show();
+    QtShowQuestion(dialog);
 }
 
 QPixmap PixmapOf(const Bitmap* bitmap) {

@@ -1,7 +1,7 @@
 // The save-file dialog on Qt's own file dialog (the same on every desktop, so
 // the ending rule below holds everywhere). A job thread's dialog is opened on
 // the GUI thread without a nested loop, as a worker's message box is, and the
-// job waits for the answer; several can stand at once.
+// job waits for the answer; several can stand at once, modal to nothing.
 #include <QApplication>
 #include <QFileDialog>
 #include <QThread>
@@ -28,9 +28,7 @@ QString QtFilter(const FilterRow& row) {
 QFileDialog* NewSaveDialog(Hwnd owner, const std::string& title,
                            const std::vector<FilterRow>& filter, const std::string& name,
                            const std::string& folder) {
-  QWidget* parent = QtWindowWidget(owner);
-  if (parent != nullptr && !parent->isVisible())
-    parent = nullptr;
+  QWidget* parent = QtQuestionParent(owner);
   auto* dialog =
       new QFileDialog(parent, QString::fromStdString(title), QString::fromStdString(folder));
   dialog->setOption(QFileDialog::DontUseNativeDialog);
@@ -66,7 +64,7 @@ std::string QtSaveFileDialog(Hwnd owner, const std::string& title,
                              const std::string& folder) {
   if (QThread::currentThread() == qApp->thread()) {
     std::unique_ptr<QFileDialog> dialog(NewSaveDialog(owner, title, filter, name, folder));
-    if (dialog->exec() != QDialog::Accepted)
+    if (QtAwaitQuestion(dialog.get()) != QDialog::Accepted)
       return std::string();
     return Chosen(dialog.get(), filter);
   }
@@ -80,7 +78,7 @@ std::string QtSaveFileDialog(Hwnd owner, const std::string& title,
         QObject::connect(dialog, &QFileDialog::finished, dialog, [=](int code) {
           answer->set_value(code == QDialog::Accepted ? Chosen(dialog, filter) : std::string());
         });
-        dialog->open();
+        QtShowQuestion(dialog);
       },
       Qt::QueuedConnection);
   try {

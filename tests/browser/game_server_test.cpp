@@ -126,7 +126,10 @@ TEST(LocalPages, ReachOnlyTheirFoldersAndTheProgramsServers) {
       {"other scheme", {"ftp", "skerry.local", -1, "/"}, false},
       {"panel link of the video folder", {"skerry-panel", "", -1, "40004"}, true},
       {"panel link of the image player", {"skerry-panel", "", -1, "40005"}, true},
+      {"panel link of the face's Start", {"skerry-panel", "", -1, "20100"}, true},
+      {"panel link of the face's Collect", {"skerry-panel", "", -1, "20210"}, true},
       {"other panel command", {"skerry-panel", "", -1, "40001"}, false},
+      {"the exit", {"skerry-panel", "", -1, "20130"}, false},
   };
   for (const Row& row : rows)
     EXPECT_EQ(LocalPageMayReach(policy, row.request), row.allowed) << row.name;

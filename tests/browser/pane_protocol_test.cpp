@@ -5,6 +5,9 @@
 
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
+
 TEST(PaneArgs, CommandLinesOfTheLaunchTable) {
   struct Row {
     const char* name;
@@ -74,4 +77,30 @@ TEST(PaneFrames, WhatEachFrameAsksAndCarries) {
   EXPECT_EQ(AddressText("a\nb\rc"), "a b c"); // a text can never end the frame early
   // The cut at 511 bytes drops a two-byte character across it whole.
   EXPECT_EQ(AddressText(std::string(510, 'a') + "\xC3\xA9" + "tail"), std::string(510, 'a'));
+}
+
+// A camera's card: pictures in DCIM and in its 100XXXXX folders, newest first; nothing
+// deeper, nothing but pictures; an empty folder has none.
+TEST(PanePictures, CameraFoldersNewestFirst) {
+  namespace fs = std::filesystem;
+  char name[] = "/tmp/skerry-pictures-XXXXXX";
+  fs::path dcim = mkdtemp(name);
+  auto put = [&](const std::string& file, int age) {
+    fs::create_directories((dcim / file).parent_path());
+    std::ofstream(dcim / file) << "x";
+    fs::last_write_time(dcim / file, fs::file_time_type::clock::now() - std::chrono::hours(age));
+  };
+  put("old.jpg", 30);
+  put("100CANON/IMG_0002.JPG", 1);
+  put("100CANON/IMG_0001.jpeg", 2);
+  put("101CANON/b.png", 5);
+  put("101CANON/notes.txt", 0);
+  put("101CANON/deeper/c.jpg", 0);
+  EXPECT_EQ(
+      FolderPictures(dcim.string()),
+      (std::vector<std::string>{(dcim / "100CANON/IMG_0002.JPG").string(),
+                                (dcim / "100CANON/IMG_0001.jpeg").string(),
+                                (dcim / "101CANON/b.png").string(), (dcim / "old.jpg").string()}));
+  EXPECT_TRUE(FolderPictures((dcim / "101CANON/deeper/none").string()).empty());
+  fs::remove_all(dcim);
 }

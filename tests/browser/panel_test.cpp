@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 #include "platform/carrier_client.h"
@@ -75,9 +76,52 @@ bool Running(pid_t pid) {
   return !state.empty() && state[0] != 'Z';
 }
 
-bool HasViewableWindow(pid_t pid) {
-  return !Output("xdotool search --onlyvisible --pid " + std::to_string(pid) + " 2>/dev/null")
-              .empty();
+// Every process below root, helpers of helpers included, with its command name.
+std::vector<std::pair<pid_t, std::string>> Descendants(pid_t root) {
+  std::vector<std::tuple<pid_t, pid_t, std::string>> all;
+  std::istringstream list(Output("ps -e -o pid=,ppid=,comm="));
+  pid_t pid, parent;
+  for (std::string name; list >> pid >> parent >> name;)
+    all.emplace_back(pid, parent, name);
+  std::vector<std::pair<pid_t, std::string>> found = {{root, ""}};
+  for (std::size_t i = 0; i < found.size(); ++i)
+    for (auto& [p, pp, name] : all)
+      if (pp == found[i].first)
+        found.emplace_back(p, name);
+  found.erase(found.begin());
+  return found;
+}
+
+// Processes whose command line names a file below folder (the program, its
+// Panes, their ffmpeg streams).
+std::string ProcessesNaming(const fs::path& folder) {
+  std::string left;
+  std::istringstream list(Output("ps -e -o stat=,args="));
+  for (std::string state, args; list >> state && std::getline(list, args);)
+    if (state[0] != 'Z' && args.find(folder.string()) != std::string::npos)
+      left += state + args + "\n";
+  return left;
+}
+
+// The window of a question titled title: the one of that title smaller than the Panel.
+std::string QuestionWindow(const std::string& title, std::chrono::seconds wait) {
+  std::string found;
+  AwaitTrue(
+      [&] {
+        std::istringstream ids(
+            Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null"));
+        for (std::string id; ids >> id;) {
+          int w = 0, h = 0;
+          std::istringstream g(Output("xdotool getwindowgeometry --shell " + id));
+          for (std::string line; std::getline(g, line);)
+            std::sscanf(line.c_str(), "WIDTH=%d", &w), std::sscanf(line.c_str(), "HEIGHT=%d", &h);
+          if (w > 0 && w < 330 && h < 330)
+            return !(found = id).empty();
+        }
+        return false;
+      },
+      wait);
+  return found;
 }
 
 // A press at x, y; twice: a second press where the pointer stands, without a move.
@@ -124,11 +168,10 @@ class PanelWithPanes : public testing::Test {
 
   pid_t windowManager = -1;
 
-  void StartPanel() {
-    panelPid = Spawn((program / "skerry").string(), {},
-                     {"XDG_RUNTIME_DIR=" + (root / "run").string(),
-                      "SKERRY_SYSTEM_DIR=" + (root / "system").string(), "LC_ALL=C"},
-                     (root / "panel.log").string());
+  void StartPanel(std::vector<std::string> env = {}) {
+    env.insert(env.end(), {"XDG_RUNTIME_DIR=" + (root / "run").string(),
+                           "SKERRY_SYSTEM_DIR=" + (root / "system").string(), "LC_ALL=C"});
+    panelPid = Spawn((program / "skerry").string(), {}, env, (root / "panel.log").string());
   }
 
   bool Connect(CarrierConnection* c) {
@@ -147,7 +190,7 @@ class PanelWithPanes : public testing::Test {
 } // namespace
 
 // The game channel's Pane stays on the Panel's screen through every change of its window,
-// with and without a window manager; after the exit road each Pane has a window of its own.
+// with and without a window manager.
 TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
   if (const char* wm = std::getenv("SKERRY_TEST_WM"); wm && *wm) { // openbox, or none
     windowManager = Spawn(std::string("/usr/bin/") + wm, {}, {}, (root / "wm.log").string());
@@ -197,17 +240,78 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
     EXPECT_EQ(ChildrenOf(panelPid).size(), 2u) << "Panes launched again or lost";
   }
 
-  // The exit road: the Panes live on, each as a window of its own.
-  panes = ChildrenOf(panelPid);
-  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
-  EXPECT_TRUE(Ended(panelPid, 20s));
-  panelPid = -1;
-  for (pid_t pid : panes) {
-    EXPECT_TRUE(AwaitTrue([pid] { return HasViewableWindow(pid); }, 10s))
-        << "Pane " << pid << " runs without a window";
-    EXPECT_TRUE(Running(pid)) << "Pane " << pid << " ended with the Panel";
-  }
   CarrierDisconnect(&client);
+}
+
+// The shipped settings and an empty Game folder: no first-start question, the start page,
+// Home's own page (its blue bar, not a blank one), and the game menu's hint on how games come in.
+TEST_F(PanelWithPanes, FirstStartWithTheShippedSettingsLeadsSomewhere) {
+  fs::remove_all(program / "Game");
+  fs::create_directories(program / "Game");
+  StartPanel();
+  PanelPlace panel = FindPanel(30s);
+  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
+  const int paneX = panel.x + 20, paneY = panel.y + 74;
+  EXPECT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
+  KeepShot("desk-start.png");
+  std::this_thread::sleep_for(5s); // the top-list job would have asked by now
+  EXPECT_EQ(Output("xdotool search --onlyvisible --name '^Tessel @Vexan$' 2>/dev/null"), "");
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0));
+  EXPECT_TRUE(AwaitColour(0x0F3B66, paneX + 200, paneY + 6, 60, 20, 30s)) << "Home is blank";
+  KeepShot("desk-home.png");
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
+  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
+  KeepShot("desk-empty-menu.png");
+  // The start page's Start row acts as the face's Start.
+  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20240, 0));
+  ASSERT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
+  Click(paneX + 150, paneY + 145);
+  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "Start row";
+  CarrierDisconnect(&client);
+}
+
+// Game, video folder (its player streaming a clip through ffmpeg) and image player open;
+// exit through the question: the program, its Panes, their helpers and ffmpeg are gone
+// within 5 s.
+TEST_F(PanelWithPanes, ExitThroughTheQuestionLeavesNothingRunning) {
+  std::string clip = (program / "Video" / "clip.flv").string();
+  ASSERT_EQ(std::system(("ffmpeg -nostdin -loglevel error -y -f lavfi -i color=c=red:size=160x120"
+                         ":rate=25 -t 30 -c:v flv1 '" +
+                         clip + "'")
+                            .c_str()),
+            0);
+  IniWrite((program / "Define.ini").c_str(), "Video", "Start", "Video\\clip.flv.htw");
+  fs::create_directories(root / "pictures");
+  std::ofstream(root / "pictures" / "a.ppm") << "P3 1 1 255 200 0 0\n";
+  StartPanel({"XDG_PICTURES_DIR=" + (root / "pictures").string()});
+  PanelPlace panel = FindPanel(30s);
+  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
+  CarrierConnection client;
+  ASSERT_TRUE(Connect(&client));
+  for (auto [message, w] : {std::pair{1033, 20100}, {273, 40004}, {273, 40005}}) {
+    std::size_t before = ChildrenOf(panelPid).size();
+    ASSERT_TRUE(CarrierClientPost(&client, message, w, 0));
+    EXPECT_TRUE(AwaitTrue([&] { return ChildrenOf(panelPid).size() > before; }, 20s)) << w;
+  }
+  auto streaming = [&] {
+    auto all = Descendants(panelPid);
+    return std::any_of(all.begin(), all.end(), [](auto& p) { return p.second == "ffmpeg"; });
+  };
+  EXPECT_TRUE(AwaitTrue(streaming, 60s)) << "the player streams nothing";
+  auto running = Descendants(panelPid);
+  ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 0));
+  std::string box = QuestionWindow("Tessel Skerry", 10s);
+  ASSERT_FALSE(box.empty()) << "no exit question";
+  EXPECT_EQ(std::system(("xdotool windowfocus --sync " + box + " key y").c_str()), 0);
+  CarrierDisconnect(&client);
+  EXPECT_TRUE(Ended(panelPid, 5s)) << "the Panel didn't end";
+  panelPid = -1;
+  EXPECT_TRUE(AwaitTrue([&] { return ProcessesNaming(root).empty(); }, 5s))
+      << ProcessesNaming(root);
+  for (auto& [pid, name] : running)
+    EXPECT_FALSE(Running(pid)) << name << " " << pid << " outlived the exit";
 }
 
 // Presses: Start opens the game menu, whose first icon (a game, yellow) plays; Date twice
@@ -288,4 +392,13 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
     return r.host == "home.test" && r.scheme == "https";
   })) << "the Home Pane did not reach home.test over https";
   CarrierDisconnect(&client);
+
+  // A Panel killed outright: its Panes end by themselves.
+  auto panes = Descendants(panelPid);
+  kill(panelPid, SIGKILL);
+  EXPECT_TRUE(Ended(panelPid, 5s));
+  panelPid = -1;
+  for (auto& [pid, name] : panes)
+    EXPECT_TRUE(AwaitTrue([pid] { return !Running(pid); }, 10s))
+        << name << Output("ps -o pid=,ppid=,sid=,args= -p " + std::to_string(pid));
 }

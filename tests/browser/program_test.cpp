@@ -242,11 +242,23 @@ TEST(BrowserProgram, HostileNamesListAndPlay) {
     EXPECT_TRUE(road.colour != GameColour ||
                 panel.Expect("TEXT 2010 " + fs::canonical(game).string(), 30s));
     EXPECT_TRUE(AwaitColour(road.colour, 100, 150, 100, 50, 60s));
-    for (const char* send : {"SEND 273 32805 0", "SEND 274 61488 0", "SEND 274 61472 0"}) {
-      if (road.colour == GameColour) { // the blocking frames mute, fill the screen, return
-        panel.Send(send);
-        EXPECT_TRUE(panel.Expect("RET 0")) << send;
+    // The blocking frames mute, fill the screen, return; Esc and a double click return too.
+    const std::pair<const char*, bool> steps[] = {
+        // what is done, whether the screen is filled
+        {"SEND 273 32805 0", false}, {"SEND 274 61488 0", true},    {"key Escape", false},
+        {"SEND 274 61488 0", true},  {"click --repeat 2 1", false}, {"SEND 274 61472 0", false}};
+    for (auto [step, filled] : steps) {
+      if (road.colour != GameColour)
+        break;
+      if (step[0] == 'S') {
+        panel.Send(step);
+        EXPECT_TRUE(panel.Expect("RET 0")) << step;
+      } else {
+        EXPECT_EQ(std::system(("xdotool mousemove 515 395 " + std::string(step)).c_str()), 0);
       }
+      unsigned middle = AwaitScreen(500, 380, 30, 30, 20s,
+                                    [&](unsigned c) { return filled == Near(c, GameColour); });
+      EXPECT_EQ(Near(middle, GameColour), filled) << step << " " << Hex(middle);
     }
     Quit(panel, pid);
   }

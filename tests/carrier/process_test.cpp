@@ -59,4 +59,39 @@ TEST(Process, WaitTimesOutKillReapsAndForgottenChildLeavesNoZombie) {
   EXPECT_FALSE(std::filesystem::exists(proc));
 }
 
+// The end of the process (in a child of the test, as it lasts): a Pane-like session and a
+// road child with a helper of its own are gone, held files removed, and nothing starts after.
+TEST(Process, EndAllLeavesNothingRunningAndRemovesHeldFiles) {
+  TempFolder dir("skerry-process-end");
+  auto ended = [](const std::string& pid) {
+    std::ifstream stat("/proc/" + pid + "/stat");
+    std::string number, name, state;
+    return !(stat >> number >> name >> state) || state == "Z";
+  };
+  auto run = [&] {
+    std::string helper = dir.path + "/helper", held = dir.path + "/out.part";
+    std::ofstream(held) << "half";
+    ProcessHoldFile(held);
+    std::ofstream(dir.path + "/kept") << "x";
+    ProcessHoldFile(dir.path + "/kept");
+    ProcessLetGoFile(dir.path + "/kept");
+    ProcessResult pane = ProcessStart({"sleep", {"30"}, {}, true});
+    ProcessResult road = ProcessStart(
+        {"/bin/sh", {"-c", "sleep 30 & echo $! > '" + helper + "'; wait"}, {}, false, true});
+    for (int i = 0; i < 200 && !std::filesystem::exists(helper); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::string helperPid;
+    std::ifstream(helper) >> helperPid;
+    ProcessEndAll(100);
+    for (int i = 0; i < 100 && !helperPid.empty() && !ended(helperPid); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    bool ok = ended(std::to_string(pane.pid)) && ended(std::to_string(road.pid)) &&
+              !helperPid.empty() && ended(helperPid) && !std::filesystem::exists(held) &&
+              std::filesystem::exists(dir.path + "/kept") &&
+              ProcessStart({"true", {}, {}, false}).pid == 0;
+    std::exit(ok ? 0 : 1);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
+
 } // namespace

@@ -270,7 +270,7 @@ TEST_F(Dispatcher, FirstStart) {
   struct Row { std::string define; char game; int bits; std::string job; int dailyMode; } rows[] = {
       {list, 'f', 32, "", 3},
       {list + vexan + "Collect2=2", 'e', 32, "topList top.htm Game", 2},
-      {vexan + "Collect2=1", '-', 32, "topList  Game", 1},
+      {vexan + "Collect2=1", '-', 32, "", 1}, // no list: no question
       {vexan + "Rotate=90\nCollect2=7", 'f', 32, "turn 99", 3},
       {vexan + "Rotate=90", 'f', 8, "", 3}, // 8 bits stay upright
       {"\x01\x02garbage\n=\n[[[\nRotate=90\n[@Vexan\nCollect2=abc", 'f', 32, "", 3},
@@ -340,6 +340,12 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
   EXPECT_EQ(outside, (Lines{"launch Home http://en.example/", "launch Home http://zh.example/",
                             "launch Home http://top.example/"}));
   EXPECT_EQ(PaneTraffic(), (Lines{"post 500 273 32789", "bringToTop 500"}));
+
+  Define("[MainWeb]\nStartEng=http://en.example/\n[Game]\nTop=\n"); // no top page
+  NewPanel();
+  outside.clear();
+  Command(20120, 2);
+  EXPECT_EQ(outside, Lines{"launch Home http://en.example/"});
 }
 
 TEST_F(Dispatcher, PanelWindowCommands) {

@@ -85,6 +85,18 @@ TEST_F(Timers, TipsFollowTheChannelAndTheStatusLines) {
   Panel().ShownChannel = ChannelHome;
   OnceASecondPass(window);
   EXPECT_EQ(Panel().ShownChannel, ChannelHome);
+  // The image player's buttons (it collects nothing), and back to their own texts.
+  Panel().Channel = ChannelImage;
+  Panel().PreviousChannel = ChannelClock;
+  OnceASecondPass(window);
+  EXPECT_EQ((std::vector{text(3), text(4), text(5), text(7), text(10), text(20), text(21)}),
+            (std::vector<std::string>{"Next Picture", "Previous Picture", "Reload the Pictures",
+                                      "Pause", "Next Picture", "", ""}));
+  Panel().Channel = ChannelGame;
+  Panel().PreviousChannel = ChannelImage;
+  OnceASecondPass(window);
+  EXPECT_EQ((std::vector{text(3), text(4), text(5), text(7)}),
+            (std::vector<std::string>{"Forward", "Backward", "Refresh", "Refresh"}));
   struct Row {
     int channel, dailyMode, zone;
     const char *collect, *phone, *text;

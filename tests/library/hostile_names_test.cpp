@@ -83,6 +83,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   EXPECT_EQ(link.find_first_of("#&\"<>'", prefix.size()), std::string::npos) << link;
   EXPECT_EQ(PercentDecoded(link.substr(prefix.size())), game);
   EXPECT_EQ(Unreference(Attribute(hostile, "alt")), folder + "/" + file);
+  EXPECT_EQ(Unreference(Attribute(hostile, "title")), folder + "/" + file);
 
   // Videos: the menu cell leads to the page beside the file, and the page
   // shows the name as text and links the file, for each kind of page.
@@ -107,6 +108,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
     std::string inside = videoFolder + "/" + row.name;
     std::size_t cell = menu.find("alt=\"" + PageText(inside) + "\"");
     ASSERT_NE(cell, std::string::npos);
+    EXPECT_EQ(Unreference(Attribute(menu, "title", cell)), inside);
     std::string href = Unreference(Attribute(menu, "href", menu.rfind("<td><a", cell)));
     EXPECT_EQ(href.find_first_of("#?\"<>'&"), std::string::npos) << href;
     EXPECT_EQ(PercentDecoded(href), "../Video/" + inside + ".htw");

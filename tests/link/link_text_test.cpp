@@ -75,6 +75,10 @@ TEST(ClipboardWatch, NewLinksOnly) {
     return WatchClipboard(text);
   };
   const std::string link = "http://games.test/page.htm", other = "some words";
+  const std::string earlier = "http://games.test/earlier.htm";
+  HeadlessSetClipboard(&earlier, true);
+  TakeClipboardAsSeen(); // copied before the start
+  EXPECT_EQ(copy(&earlier), 0);
   EXPECT_EQ(copy(&link), 1);
   EXPECT_STREQ(text, link.c_str());
   EXPECT_EQ(copy(&link), 0);  // the same text again

@@ -6,6 +6,7 @@
 // Shots of both dialogs go to screenshots/.
 #include <gtest/gtest.h>
 
+#include "platform/ini.h"
 #include "tests/collect/program_run.h"
 #include "tests/testweb/test_web.h"
 
@@ -13,6 +14,7 @@ namespace fs = std::filesystem;
 using run::Output;
 using run::ReadAll;
 using run::WaitWindow;
+using run::Windows;
 
 namespace {
 
@@ -75,6 +77,96 @@ TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
   EXPECT_NE(ReadAll(p.program / "Web" / "Menu1.htm").find("Space-Race.swf"), std::string::npos);
   EXPECT_EQ(web.Count("games.test", "/files/Space%20Race.swf"), 1);
   EXPECT_EQ(web.Requests().front().scheme, "https");
+}
+
+// Mean brightness (0..1) of what the screen shows of window: 0 for a black, unpainted one.
+double Brightness(const std::string& window) {
+  std::string mean = Output("import -window " + window + " -format '%[fx:mean]' info: 2>/dev/null");
+  return mean.empty() ? 0 : std::stod(mean);
+}
+
+std::string Active() {
+  std::string id;
+  std::istringstream(Output("xdotool getactivewindow 2>/dev/null")) >> id;
+  return id;
+}
+
+// Under a window manager, the first start's question stands unanswered while a copied link
+// asks its dialogs: each new one is painted, takes the keyboard and is answered by it; the
+// game lands; then the question still answers the keyboard.
+TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
+  if (std::getenv("DISPLAY") == nullptr || Output("command -v xclip xdotool openbox").empty())
+    GTEST_SKIP() << "needs a display, xclip, xdotool and openbox";
+  TestWeb web;
+  web.Put("games.test", "/arcade/gem.htm", "<embed src=\"http://games.test/files/Gem.swf\">");
+  const std::string game = std::string("CWS\x0A", 4) + std::string(3000, 'g');
+  web.Put("games.test", "/files/Gem.swf", game);
+  ASSERT_TRUE(web.Start());
+  run::Program p;
+  web.WriteHosts(p.root / "system", {"games.test"});
+  fs::copy_file(FAKE_PANE, p.program / "Lumbrel.dll");
+  fs::copy_file(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Define.ini",
+                p.program / "Define.ini");
+  IniWrite((p.program / "Define.ini").c_str(), "Game", "List", "https://games.test/top.ini");
+  for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
+    std::ofstream(p.program / "Web" / page) << "<html></html>";
+  pid_t wm = fork();
+  if (wm == 0) {
+    execlp("openbox", "openbox", nullptr);
+    _exit(127);
+  }
+  p.started.push_back(wm);
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  p.Start({}, {{"QT_QPA_PLATFORM", "xcb"}});
+  std::string panel = WaitWindow("Tessel Skerry", 30);
+  ASSERT_FALSE(panel.empty()) << "the Panel didn't show";
+  std::string question = WaitWindow("Tessel @Vexan", 30);
+  ASSERT_FALSE(question.empty()) << "no first-start question";
+  EXPECT_TRUE(run::WaitFor([&] { return Active() == question; }, 5)) << "the question has no focus";
+  Output("xdotool windowmove --sync " + question + " 20 20"); // aside, as a user would
+  // The power button while it stands: the exit question comes, has the focus, and No keeps
+  // the Panel.
+  Output("xdotool mousemove --window " + panel + " 172 557 click 1");
+  std::string exitBox;
+  run::WaitFor([&] {
+    std::istringstream ids(Windows("Tessel Skerry"));
+    for (std::string id; ids >> id;)
+      if (id != panel)
+        exitBox = id;
+    return !exitBox.empty() && Active() == exitBox;
+  });
+  ASSERT_FALSE(exitBox.empty()) << "no exit question";
+  Output("xdotool key n");
+  EXPECT_TRUE(run::WaitFor([&] { return Windows("Tessel Skerry") == panel + "\n"; }, 5));
+
+  // Not the first test's link, which stood on the clipboard at this start and counts as seen.
+  Output("printf %s 'https://games.test/arcade/gem.htm' | xclip -selection clipboard >/dev/null "
+         "2>&1");
+  std::string dialog = WaitWindow("Tessel Quorlo Search & Download", 30);
+  ASSERT_FALSE(dialog.empty()) << "no link dialog";
+  EXPECT_TRUE(run::WaitFor([&] { return Active() == dialog; }, 5))
+      << "the link dialog has no focus";
+  std::this_thread::sleep_for(std::chrono::milliseconds(800));
+  Shot("root", "desk-questions.png");
+  EXPECT_GT(Brightness(question), 0.3) << "the question isn't painted";
+  EXPECT_GT(Brightness(dialog), 0.3) << "the link dialog isn't painted";
+  Output("xdotool key Return"); // its picture button is the default
+
+  std::string save = WaitWindow("Save game to", 30);
+  ASSERT_FALSE(save.empty()) << "no save dialog";
+  EXPECT_TRUE(run::WaitFor([&] { return Active() == save; }, 5)) << "the save dialog has no focus";
+  std::this_thread::sleep_for(std::chrono::milliseconds(800));
+  EXPECT_GT(Brightness(save), 0.3) << "the save dialog isn't painted";
+  Output("xdotool key Return");
+  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(p.program / "Game" / "Gem.swf") == game; }));
+
+  // A search that meets a window going away finds nothing: asked again until it stands.
+  ASSERT_TRUE(run::WaitFor([] { return !Windows("Tessel @Vexan").empty(); }, 5))
+      << "the question went unanswered";
+  Output("xdotool windowactivate --sync " + question + " key n");
+  EXPECT_TRUE(run::WaitFor([&] { return Windows("Tessel @Vexan").empty(); }, 10))
+      << "the question doesn't answer the keyboard";
+  EXPECT_EQ(web.Count("games.test", "/top.ini"), 0);
 }
 
 } // namespace
