@@ -73,13 +73,12 @@ bool IsCopyUnderWay(const FileEntry& e) {
 int SweepRoadTemporaries(const std::string& folder, bool atStart) {
   if (folder.empty())
     return 0;
-  int removed = RemoveStaleEntries(folder, "cv*", [](const FileEntry& e) {
-    return IsFile(e) && IsHalfDownload(e.name);
-  });
+  int removed = RemoveStaleEntries(
+      folder, "cv*", [](const FileEntry& e) { return IsFile(e) && IsHalfDownload(e.name); });
   removed += RemoveStaleEntries(folder, ".skerry-part-*", IsFile);
   removed += RemoveStaleEntries(folder, ".*.part", IsCopyUnderWay);
-  removed += RemoveStaleEntries(folder, ".link-*",
-                                [](const FileEntry& e) { return e.isDirectory; });
+  removed +=
+      RemoveStaleEntries(folder, ".link-*", [](const FileEntry& e) { return e.isDirectory; });
   // ffmpeg holds no lock: only a start, when no conversion can run, takes
   // its outputs.
   if (atStart)
