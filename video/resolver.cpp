@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -84,20 +85,46 @@ std::string Escaped(const std::string& path) {
 }
 
 // Removes what a run left beside tempPath under its name ("<name>.*").
-void SweepBeside(const std::string& tempPath) {
+// The files the resolver writes beside tempPath: "<tempPath>.<anything>".
+std::vector<std::string> FilesBeside(const std::string& tempPath) {
   std::size_t slash = tempPath.rfind('/');
   std::string folder = tempPath.substr(0, slash);
   std::string head = tempPath.substr(slash + 1) + ".";
+  std::vector<std::string> found;
   DIR* dir = opendir(folder.c_str());
   if (dir == nullptr)
-    return;
-  std::vector<std::string> left;
+    return found;
   while (dirent* e = readdir(dir))
     if (std::strncmp(e->d_name, head.c_str(), head.size()) == 0)
-      left.push_back(folder + "/" + e->d_name);
+      found.push_back(folder + "/" + e->d_name);
   closedir(dir);
-  for (const std::string& path : left)
+  return found;
+}
+
+void SweepBeside(const std::string& tempPath) {
+  for (const std::string& path : FilesBeside(tempPath))
     unlink(path.c_str());
+}
+
+// Why a running download must end now, or empty: its files past maxBytes, or
+// tempPath's file system below the reserve.
+std::string OutOfRoom(const std::string& tempPath, long long maxBytes, long long reserveBytes,
+                      bool& belowReserve) {
+  long long written = 0;
+  struct stat st {};
+  for (const std::string& path : FilesBeside(tempPath))
+    if (stat(path.c_str(), &st) == 0)
+      written += st.st_size;
+  if (maxBytes > 0 && written > maxBytes)
+    return "larger than " + std::to_string(maxBytes >> 20) + " MB";
+  struct statvfs fs {};
+  std::string folder = tempPath.substr(0, tempPath.rfind('/'));
+  if (reserveBytes > 0 && statvfs(folder.c_str(), &fs) == 0 &&
+      static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize) < reserveBytes) {
+    belowReserve = true;
+    return "less than " + std::to_string(reserveBytes >> 20) + " MB free";
+  }
+  return std::string();
 }
 
 std::string Trimmed(std::string line) {
@@ -137,7 +164,7 @@ bool ResolverDownloads() {
 }
 
 ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::string& tempPath,
-                                      bool small, long long maxBytes,
+                                      bool small, long long maxBytes, long long reserveBytes,
                                       const std::function<void(int)>& progress) {
   ResolverDownload result;
   std::vector<std::string> words = ResolverWords();
@@ -210,12 +237,20 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
 
   std::string pending[2], lastError, moved;
   bool stalled = false;
+  std::string outOfRoom;
   Clock::time_point moving = Clock::now();
+  Clock::time_point roomLooked = moving;
   int fds[2] = {out[0], err[0]};
   while (process.pid > 0 && (fds[0] >= 0 || fds[1] >= 0)) {
     if (Clock::now() - moving >= std::chrono::seconds(stallSeconds)) {
       stalled = true;
       break;
+    }
+    if (Clock::now() - roomLooked >= std::chrono::seconds(1)) {
+      roomLooked = Clock::now();
+      outOfRoom = OutOfRoom(tempPath, maxBytes, reserveBytes, result.belowReserve);
+      if (!outOfRoom.empty())
+        break;
     }
     pollfd waits[2] = {{fds[0], POLLIN, 0}, {fds[1], POLLIN, 0}};
     if (poll(waits, 2, 250) < 0 && errno != EINTR)
@@ -255,7 +290,8 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
   for (int fd : fds)
     if (fd >= 0)
       close(fd);
-  if (stalled || !ProcessWait(&process, stalled ? 0 : 10000))
+  bool ended = stalled || !outOfRoom.empty();
+  if (ended || !ProcessWait(&process, ended ? 0 : 10000))
     ProcessKill(&process);
 
   // The result must be "<tempPath>.<ending>": nothing else of the run is
@@ -266,6 +302,8 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
     result.error = process.error.empty() ? "the resolver did not start" : process.error;
   else if (stalled)
     result.error = "no progress for " + std::to_string(stallSeconds) + " s";
+  else if (!outOfRoom.empty())
+    result.error = outOfRoom;
   else if (process.exitCode != 0)
     result.error =
         lastError.empty() ? "resolver exit " + std::to_string(process.exitCode) : lastError;

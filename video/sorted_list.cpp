@@ -580,21 +580,28 @@ int DownloadSortedList(std::uint32_t slot) {
       got = DownloadMedia(secondTry, tempPath, share);
     bool fetchedMedia = got == 0;
     std::string why;
-    if (got == DownloadBelowReserve) {
+    auto stopped = [&] {
       std::snprintf(text, sizeof text, "Download %u / %u video stopped: less than %lld MB free", n,
                     total, MediaReserveBytes() >> 20);
       failure = text;
       line.Show(text);
+    };
+    if (got == DownloadBelowReserve) {
+      stopped();
     } else if (!fetchedMedia) {
       if (direct[0] == '\0' && page[0] != '\0') {
         // The resolver fetches the stream itself; its share is the one shown.
         ResolverDownload fetch = DownloadWithResolver(
             page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes),
-            [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+            MediaReserveBytes(), [&](int percent) { OnDownloadProgress(&share, percent, 100); });
         fetchedMedia = fetch.ok && FfmpegKnowsContainer(tempPath);
         why = !fetch.used ? "no video address" : fetch.ok ? "no video" : fetch.error;
         if (fetch.ok && !fetchedMedia)
           unlink(tempPath.c_str());
+        if (fetch.belowReserve) {
+          stopped();
+          why.clear();
+        }
       } else {
         why = page[0] == '\0' ? "no video address" : "download failed";
       }

@@ -236,6 +236,23 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
             "No video arrived in " + folder.string() +
                 ": Download 2 / 4 video failed: /nowhere/yt-dlp: No such file or directory (0 "
                 "new, 2 already there)");
+
+  // A stream of no announced size that grows past MaxBytes is ended, and
+  // nothing of it stays in Temp.
+  fs::create_directories(env.root / "bin");
+  std::string endless = (env.root / "bin" / "yt-dlp").string();
+  std::ofstream(endless)
+      << "#!/bin/sh\nwhile [ $# -gt 0 ]; do [ \"$1\" = -o ] && out=$2; shift; done\n"
+         "out=$(echo \"$out\" | sed 's/%(ext)s/mp4/')\n"
+         "while :; do head -c 262144 /dev/zero >> \"$out\"; echo ' 10.0%'; "
+         "sleep 0.1; done\n";
+  fs::permissions(endless, fs::perms::owner_all);
+  std::ofstream(env.program / "Define.ini")
+      << "[Video]\nResolver=" << endless << "\nResolverTimeout=3\nMaxBytes=1048576\n";
+  lines.clear();
+  Run(0, folder);
+  EXPECT_TRUE(shown("Download 1 / 4 video failed: larger than 1 MB"));
+  EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
 }
 
 // A list's text is data: an entry shaped like an option never reaches the
