@@ -139,8 +139,10 @@ void OfferCacheFile(const char* fullPath, const char* name, const FileEntry& ent
     return;
   }
   const char* slash = std::strrchr(fullPath, '/');
+  std::string copyName = slash != nullptr ? slash + 1 : fullPath;
+  CleanGameName(copyName); // the browser named the copy after its link
   char proposed[256];
-  std::snprintf(proposed, sizeof proposed, "%s", slash != nullptr ? slash + 1 : fullPath);
+  std::snprintf(proposed, sizeof proposed, "%s", copyName.c_str());
   if (SaveGameDialog(Panel().PanelWindow.load(), "Save game to", SaveFilter, proposed,
                      sizeof proposed, ProgramFile("Game").c_str()) != 0)
     CopyWhole(fullPath, proposed);
