@@ -94,6 +94,25 @@ class ListJob : public ::testing::Test {
     return total;
   }
 
+  // Whether a status line was line, or began with head (and ended in a share).
+  bool Said(const std::string& line) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+  }
+  bool Began(const std::string& head, bool share = false) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) {
+      return l.rfind(head, 0) == 0 && (!share || l.back() == '%');
+    });
+  }
+  // The texts of the tray's notes so far.
+  static std::vector<std::string> Notes() {
+    std::vector<std::string> texts;
+    for (const HeadlessCall& call : HeadlessCallsOf("trayNotify"))
+      texts.push_back(call.text.substr(call.text.find('|') + 1));
+    return texts;
+  }
+
   static std::set<std::string> Names(const fs::path& dir) {
     std::set<std::string> names;
     for (const auto& e : fs::directory_iterator(dir))
@@ -139,9 +158,7 @@ TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
   EXPECT_EQ(VideoCollect().VideoJobs[3].ConvertBase.Get(), (converting / "Evening_0412").string());
   EXPECT_TRUE(VideoCollect().VideoJobs[3].ConvertTarget.Empty());
   EXPECT_EQ(web.Count("media.test", "/clip.flv"), 1) << "no Flash address in a converting job";
-  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
-    return l.rfind("Download 1 / 2 video now... ", 0) == 0 && l.back() == '%';
-  })) << "the share done never showed";
+  EXPECT_TRUE(Began("Download 1 / 2 video now... ", true)) << "the share done never showed";
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
 }
 
@@ -154,28 +171,18 @@ TEST_F(ListJob, CollectedAgainFetchesOnlyWhatIsGone) {
   for (const char* id : {"a", "b", "c"})
     Page(std::string("/watch?v=") + id, {{"34", std::string("http://media.test/clip.flv?") + id}});
   Start();
-  auto notes = [] {
-    std::vector<std::string> texts;
-    for (const HeadlessCall& call : HeadlessCallsOf("trayNotify"))
-      texts.push_back(call.text.substr(call.text.find('|') + 1));
-    return texts;
-  };
-  auto closed = [&](const std::string& closing) {
-    std::lock_guard<std::mutex> hold(linesLock);
-    return std::find(lines.begin(), lines.end(), closing) != lines.end();
-  };
   Run(0, folder);
   // Two videos of one title stay two files.
   EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
-  EXPECT_TRUE(closed("3 new, 0 already there"));
+  EXPECT_TRUE(Said("3 new, 0 already there"));
   fs::remove(folder / "Same 1-3 ~2.flv");
   Run(0, folder);
   EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
   for (const char* id : {"a", "b", "c"})
     EXPECT_EQ(web.Count("media.test", std::string("/clip.flv?") + id), id[0] == 'b' ? 2 : 1) << id;
-  EXPECT_TRUE(closed("1 new, 2 already there"));
+  EXPECT_TRUE(Said("1 new, 2 already there"));
   std::string where = " in " + folder.string();
-  EXPECT_EQ(notes(), (std::vector<std::string>{"3 videos" + where + " (3 new, 0 already there)",
+  EXPECT_EQ(Notes(), (std::vector<std::string>{"3 videos" + where + " (3 new, 0 already there)",
                                                "1 video" + where + " (1 new, 2 already there)"}));
 }
 
@@ -211,16 +218,9 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
       << "[Video]\nResolver=yt-dlp --no-warnings\nResolverTimeout=3\n";
   Start();
   Run(0, folder);
-  auto shown = [&](const std::string& head) {
-    std::lock_guard<std::mutex> hold(linesLock);
-    return std::any_of(lines.begin(), lines.end(),
-                       [&](const std::string& l) { return l.rfind(head, 0) == 0; });
-  };
-  EXPECT_TRUE(shown("Download 1 / 4 video failed: ERROR: "));
-  EXPECT_TRUE(shown("Download 2 / 4 video failed: no progress for 3 s"));
-  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
-    return l.rfind("Download 3 / 4 video now... ", 0) == 0 && l.back() == '%';
-  })) << "no share from the resolver";
+  EXPECT_TRUE(Began("Download 1 / 4 video failed: ERROR: "));
+  EXPECT_TRUE(Began("Download 2 / 4 video failed: no progress for 3 s"));
+  EXPECT_TRUE(Began("Download 3 / 4 video now... ", true)) << "no share from the resolver";
   EXPECT_EQ(Names(folder), (std::set<std::string>{"Mute.flv", "Plain.flv"}));
   Probe mute = ProbeFile((folder / "Mute.flv").string());
   EXPECT_TRUE(mute.container == "flv" && mute.video == "h264" && mute.audio.empty());
@@ -230,9 +230,8 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
   std::ofstream(env.program / "Define.ini") << "[Video]\nResolver=/nowhere/yt-dlp\n";
   lines.clear();
   Run(0, folder);
-  std::vector<HeadlessCall> notes = HeadlessCallsOf("trayNotify");
-  ASSERT_FALSE(notes.empty());
-  EXPECT_EQ(notes.back().text.substr(notes.back().text.find('|') + 1),
+  ASSERT_FALSE(Notes().empty());
+  EXPECT_EQ(Notes().back(),
             "No video arrived in " + folder.string() +
                 ": Download 2 / 4 video failed: /nowhere/yt-dlp: No such file or directory (0 "
                 "new, 2 already there)");
@@ -348,10 +347,8 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
   Run(0, blocked);
   fs::path kept = env.root / "system" / "Temp" / "Blocked 1-2.flv";
   EXPECT_EQ(ReadWhole(kept.string()).substr(0, 3), "FLV");
-  EXPECT_NE(std::find(lines.begin(), lines.end(),
-                      "Download 1 / 2 video kept in " + kept.string() + ": " + blocked.string() +
-                          " can't be written"),
-            lines.end());
+  EXPECT_TRUE(Said("Download 1 / 2 video kept in " + kept.string() + ": " + blocked.string() +
+                   " can't be written"));
 }
 
 // Media answers that aren't a video of their own: playlists naming local
@@ -394,9 +391,7 @@ TEST_F(ListJob, OnlyAVideoOfItsOwnWithinItsBoundsIsKept) {
   web.Answer("tube.test", "/watch?v=late", {"body=<html></html>", "delay=300"});
   lines.clear();
   Run(0, folder);
-  EXPECT_NE(std::find(lines.begin(), lines.end(),
-                      "Download 1 / 2 video stopped: less than 1073741824 MB free"),
-            lines.end());
+  EXPECT_TRUE(Said("Download 1 / 2 video stopped: less than 1073741824 MB free"));
   EXPECT_TRUE(Names(folder).empty());
 }
 
