@@ -4,7 +4,6 @@
 // cache harvest of zone 20. Boxes are answered by the keyboard, in turn.
 #include <gtest/gtest.h>
 
-#include "platform/carrier_client.h"
 #include "tests/collect/program_run.h"
 #include "tests/testweb/test_web.h"
 
@@ -53,20 +52,6 @@ class Collect : public testing::Test {
         << more;
   }
 
-  bool Connect() {
-    std::string socket = (p.root / "run" / "skerry" / "panel.sock").string();
-    return run::WaitFor([&] {
-      std::string error;
-      long long native = 0;
-      if (!CarrierConnect(&client, socket, &error))
-        return false;
-      if (CarrierClientHello(&client, getpid(), 3000, &native))
-        return true;
-      CarrierDisconnect(&client);
-      return false;
-    });
-  }
-
   // Tells the Panel to end, as its close command does, and expects exit code 0.
   void End(pid_t pid) {
     ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 99));
@@ -97,7 +82,7 @@ class Collect : public testing::Test {
   pid_t StartWithAGame() {
     std::ofstream(p.program / "Game" / "old.swf") << "FWS";
     pid_t pid = p.Start();
-    EXPECT_TRUE(Connect());
+    EXPECT_TRUE(p.Connect(&client));
     EXPECT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
     return pid;
   }
@@ -118,7 +103,7 @@ TEST_F(Collect, TopModeCollectsWithNoPanelAndEndsWithItsCount) {
 TEST_F(Collect, FirstStartWithAnEmptyGameFolderCollectsTheTopList) {
   pid_t pid = p.Start();
   CollectTopList();
-  ASSERT_TRUE(Connect());
+  ASSERT_TRUE(p.Connect(&client));
   End(pid);
 }
 
@@ -165,7 +150,7 @@ TEST_F(Collect, ThePanelEndsCleanlyUnderARunningJob) {
   ASSERT_TRUE(AnswerBox(Box, "y"));
   ASSERT_TRUE(AnswerBox(Box, "y"));
   ASSERT_FALSE(run::WaitWindow(Box, 30).empty());
-  ASSERT_TRUE(Connect());
+  ASSERT_TRUE(p.Connect(&client));
   End(pid);
 }
 

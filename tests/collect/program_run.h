@@ -19,6 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/carrier_client.h"
+
 namespace run {
 
 namespace fs = std::filesystem;
@@ -126,6 +128,23 @@ struct Program {
       if (kill(pid, 0) == 0 || attempt == 2)
         return pid;
     }
+  }
+
+  // Connects client to the Panel's carrier socket and greets it; false when
+  // no Panel answers within seconds.
+  bool Connect(CarrierConnection* client, int seconds = 30) const {
+    std::string socket = (root / "run" / "skerry" / "panel.sock").string();
+    return WaitFor(
+        [&] {
+          std::string error;
+          long long native = 0;
+          if (CarrierConnect(client, socket, &error) &&
+              CarrierClientHello(client, getpid(), 3000, &native))
+            return true;
+          CarrierDisconnect(client);
+          return false;
+        },
+        seconds);
   }
 
   // The exit code; -1 when killed or still running after 30 s.
