@@ -24,36 +24,44 @@ void Shot(const std::string& window, const std::string& name) {
   Output("import -window " + window + " '" + (out / name).string() + "' 2>/dev/null");
 }
 
-TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
-  if (std::getenv("DISPLAY") == nullptr || Output("command -v xclip xdotool").empty())
-    GTEST_SKIP() << "needs a display, xclip and xdotool";
-  const std::string game = std::string("CWS\x0A", 4) + std::string(3000, 'g');
-  TestWeb web;
-  web.Put("games.test", "/arcade/page.htm",
-          "<h1>Arcade</h1><embed src=\"http://games.test/files/Space%20Race.swf?v=2\" "
-          "width=640 height=480>");
-  web.Put("games.test", "/files/Space Race.swf", game);
+const std::string Game = std::string("CWS\x0A", 4) + std::string(3000, 'g');
+
+// The web started and named, and a program folder with the stand-in Pane, the
+// shipped Define.ini and the pages a start opens.
+void Prepare(TestWeb& web, const run::Program& p) {
   ASSERT_TRUE(web.Start());
-  run::Program p;
   web.WriteHosts(p.root / "system", {"games.test"});
   fs::copy_file(FAKE_PANE, p.program / "Lumbrel.dll");
   fs::copy_file(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Define.ini",
                 p.program / "Define.ini");
   for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
     std::ofstream(p.program / "Web" / page) << "<html></html>";
+}
+
+void Copy(const std::string& text) {
+  Output("printf %s '" + text + "' | xclip -selection clipboard >/dev/null 2>&1");
+}
+
+TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
+  if (std::getenv("DISPLAY") == nullptr || Output("command -v xclip xdotool").empty())
+    GTEST_SKIP() << "needs a display, xclip and xdotool";
+  TestWeb web;
+  web.Put("games.test", "/arcade/page.htm",
+          "<h1>Arcade</h1><embed src=\"http://games.test/files/Space%20Race.swf?v=2\" "
+          "width=640 height=480>");
+  web.Put("games.test", "/files/Space Race.swf", Game);
+  run::Program p;
+  Prepare(web, p);
   std::ofstream(p.program / "Game" / "a.swf") << "FWS"; // no top-list job at start
   fs::path paneLog = p.root / "pane.log";
   p.Start({}, {{"QT_QPA_PLATFORM", "xcb"}, {"FAKE_PANE_LOG", paneLog.string()}});
   ASSERT_FALSE(WaitWindow("Tessel Skerry", 30).empty()) << "the Panel didn't show";
 
-  auto copy = [](const std::string& text) {
-    Output("printf %s '" + text + "' | xclip -selection clipboard >/dev/null 2>&1");
-  };
   // A scheme in capitals is no link: a few watch ticks pass, nothing is asked.
-  copy("HTTPS://games.test/arcade/page.htm");
+  Copy("HTTPS://games.test/arcade/page.htm");
   EXPECT_TRUE(WaitWindow("Tessel Quorlo Search & Download", 3).empty());
   EXPECT_TRUE(web.Requests().empty());
-  copy("https://games.test/arcade/page.htm");
+  Copy("https://games.test/arcade/page.htm");
 
   std::string dialog = WaitWindow("Tessel Quorlo Search & Download", 30);
   ASSERT_FALSE(dialog.empty()) << "no link dialog";
@@ -70,7 +78,7 @@ TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
          " key --clearmodifiers Return");
 
   fs::path saved = p.program / "Game" / "Space-Race.swf";
-  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(saved) == game; })) << "no game at " << saved;
+  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(saved) == Game; })) << "no game at " << saved;
   EXPECT_TRUE(run::WaitFor([&] {
     return ReadAll(paneLog).find("RECV POST 273 32779 0") != std::string::npos;
   })) << ReadAll(paneLog);
@@ -99,17 +107,10 @@ TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
     GTEST_SKIP() << "needs a display, xclip, xdotool and openbox";
   TestWeb web;
   web.Put("games.test", "/arcade/gem.htm", "<embed src=\"http://games.test/files/Gem.swf\">");
-  const std::string game = std::string("CWS\x0A", 4) + std::string(3000, 'g');
-  web.Put("games.test", "/files/Gem.swf", game);
-  ASSERT_TRUE(web.Start());
+  web.Put("games.test", "/files/Gem.swf", Game);
   run::Program p;
-  web.WriteHosts(p.root / "system", {"games.test"});
-  fs::copy_file(FAKE_PANE, p.program / "Lumbrel.dll");
-  fs::copy_file(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Define.ini",
-                p.program / "Define.ini");
+  Prepare(web, p);
   IniWrite((p.program / "Define.ini").c_str(), "Game", "List", "https://games.test/top.ini");
-  for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
-    std::ofstream(p.program / "Web" / page) << "<html></html>";
   pid_t wm = fork();
   if (wm == 0) {
     execlp("openbox", "openbox", nullptr);
@@ -140,8 +141,7 @@ TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
   EXPECT_TRUE(run::WaitFor([&] { return Windows("Tessel Skerry") == panel + "\n"; }, 5));
 
   // Not the first test's link, which stood on the clipboard at this start and counts as seen.
-  Output("printf %s 'https://games.test/arcade/gem.htm' | xclip -selection clipboard >/dev/null "
-         "2>&1");
+  Copy("https://games.test/arcade/gem.htm");
   std::string dialog = WaitWindow("Tessel Quorlo Search & Download", 30);
   ASSERT_FALSE(dialog.empty()) << "no link dialog";
   EXPECT_TRUE(run::WaitFor([&] { return Active() == dialog; }, 5))
@@ -158,7 +158,7 @@ TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
   std::this_thread::sleep_for(std::chrono::milliseconds(800));
   EXPECT_GT(Brightness(save), 0.3) << "the save dialog isn't painted";
   Output("xdotool key Return");
-  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(p.program / "Game" / "Gem.swf") == game; }));
+  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(p.program / "Game" / "Gem.swf") == Game; }));
 
   // A search that meets a window going away finds nothing: asked again until it stands.
   ASSERT_TRUE(run::WaitFor([] { return !Windows("Tessel @Vexan").empty(); }, 5))
