@@ -250,7 +250,7 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
       << "[Video]\nResolver=" << endless << "\nResolverTimeout=3\nMaxBytes=1048576\n";
   lines.clear();
   Run(0, folder);
-  EXPECT_TRUE(shown("Download 1 / 4 video failed: larger than 1 MB"));
+  EXPECT_TRUE(Began("Download 1 / 4 video failed: larger than 1 MB"));
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
 }
 
