@@ -10,7 +10,11 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include "games/game_file.h"
 #include "games/list_jobs.h"
@@ -148,11 +152,80 @@ void OfferCacheFile(const char* fullPath, const char* name, const FileEntry& ent
     WinPostMessage(pane, WM_COMMAND, PaneCmdReload, 0);
 }
 
-int HarvestCache(const char* cacheFolder, const char* patterns) {
+namespace {
+
+using WalkedFiles = std::vector<std::pair<std::string, FileEntry>>;
+
+// The files of one walk of the cache, in the walk's order.
+WalkedFiles WalkCache(const std::string& cacheFolder, const std::string& patterns) {
+  WalkedFiles files;
+  WalkGameFolder(
+      [&files](const std::string& full, const FileEntry& e) { files.emplace_back(full, e); },
+      cacheFolder.c_str(), patterns.c_str());
+  return files;
+}
+
+// The five passes over one walk's files, narrowest first.
+int OfferWalkedFiles(const WalkedFiles& files) {
   HarvestPrompts = 0;
   for (HarvestPass = 0; HarvestPass < 5; ++HarvestPass)
-    WalkGameFolder([](const std::string& full,
-                      const FileEntry& e) { OfferCacheFile(full.c_str(), e.name.c_str(), e); },
-                   cacheFolder, patterns);
+    for (const auto& [full, entry] : files) {
+      if (HarvestPass >= 5)
+        break;
+      OfferCacheFile(full.c_str(), entry.name.c_str(), entry);
+    }
   return static_cast<int>(HarvestPrompts);
+}
+
+// The walk handed from its thread to the Panel's. Never destroyed: a walk
+// may still run at exit.
+struct HandedWalk {
+  std::mutex lock;
+  bool running = false;
+  bool ready = false;
+  std::string key; // folder and patterns the files are of
+  WalkedFiles files;
+};
+
+HandedWalk& Handed() {
+  static auto* handed = new HandedWalk;
+  return *handed;
+}
+
+} // namespace
+
+int HarvestCache(const char* cacheFolder, const char* patterns) {
+  return OfferWalkedFiles(WalkCache(cacheFolder, patterns));
+}
+
+int HarvestCacheInTurn(const char* cacheFolder, const char* patterns) {
+  HandedWalk& handed = Handed();
+  std::string folder = cacheFolder, masks = patterns;
+  WalkedFiles files;
+  {
+    std::lock_guard<std::mutex> hold(handed.lock);
+    if (!handed.ready || handed.key != folder + "\n" + masks) {
+      if (!handed.running) {
+        handed.running = true;
+        handed.ready = false;
+        std::thread([folder, masks] {
+          WalkedFiles walked = WalkCache(folder, masks);
+          HandedWalk& h = Handed();
+          {
+            std::lock_guard<std::mutex> hold(h.lock);
+            h.files = std::move(walked);
+            h.key = folder + "\n" + masks;
+            h.ready = true;
+            h.running = false;
+          }
+          WinPostMessage(Panel().PanelWindow.load(), WM_COMMAND, PanelCmdHarvestWalked, 0);
+        }).detach();
+      }
+      return -1;
+    }
+    files = std::move(handed.files);
+    handed.files.clear();
+    handed.ready = false;
+  }
+  return OfferWalkedFiles(files);
 }

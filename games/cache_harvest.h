@@ -1,7 +1,8 @@
 // Cache harvest: Flash files found in the browser cache are offered to the
 // user and saved into the Game folder.
 //
-// The harvest runs on the Panel's thread inside its command; HarvestPass and
+// The harvest's offers run on the Panel's thread inside its command (its walk
+// of the cache may run on a thread of its own); HarvestPass and
 // HarvestPrompts have no other user.
 #pragma once
 
@@ -16,10 +17,22 @@ extern std::uint32_t HarvestPass;
 // Offers shown in this harvest.
 extern std::uint32_t HarvestPrompts;
 
-// Walks cacheFolder (subfolders included) five times, from the narrowest pass
-// to the widest, offering each file that the pass admits until the user
-// takes one or cancels. Result: HarvestPrompts; 0 means no game was found.
+// Walks cacheFolder (subfolders included) once, then goes over its files
+// five times, from the narrowest pass to the widest, offering each file that
+// the pass admits until the user takes one or cancels. Result:
+// HarvestPrompts; 0 means no game was found.
 int HarvestCache(const char* cacheFolder, const char* patterns);
+
+// What the Panel gets as WM_COMMAND when a walk of HarvestCacheInTurn ended.
+constexpr WParam PanelCmdHarvestWalked = 40010;
+
+// The harvest as the Panel runs it: the walk of a large cache must not hold
+// the Panel's thread, so it runs on a thread of its own. A call with no
+// walk of these folder and patterns at hand starts one (unless one runs) and
+// gives -1 at once; when it has ended, the Panel is posted
+// PanelCmdHarvestWalked, and the next call offers its files as HarvestCache
+// does and gives the same result.
+int HarvestCacheInTurn(const char* cacheFolder, const char* patterns);
 
 // The visit of the harvest's walk: offers the file when the running pass
 // admits it (Yes/No/Cancel); Yes leads to the save dialog and ends the

@@ -7,6 +7,7 @@
 #include "games/link_download.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -98,6 +99,10 @@ bool Download(const std::string& link, const std::string& savePath) {
   std::string folder = MakeStagingFolder(savePath);
   if (folder.empty())
     return false;
+  // Locked while this job uses it: a start's sweep leaves it alone.
+  int lock = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (lock >= 0)
+    flock(lock, LOCK_EX | LOCK_NB);
   std::string staging = folder + "/game";
   bool stands = false;
   if (Fetch(link, staging)) {
@@ -116,6 +121,8 @@ bool Download(const std::string& link, const std::string& savePath) {
     stands = false;
   unlink(staging.c_str()); // whatever is left of a failed road
   rmdir(folder.c_str());
+  if (lock >= 0)
+    close(lock);
   return stands;
 }
 

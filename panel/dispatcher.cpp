@@ -40,9 +40,9 @@ constexpr const char* GameMasks = "*.swf,*.htm,*.html";
 constexpr const char* VideoMasks = "*.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
 
 const DispatcherServices systemServices = {
-    LaunchPane,   RebuildGameMenu, RebuildMediaMenu, StartTopListJob, StartDailyJob,
-    HarvestCache, FindPhoneDrive,  CollectVideo,     RefreshGamePane, TurnPanel,
-    UnturnPanel,  ChangeSkin,      ShowPanel,
+    LaunchPane,         RebuildGameMenu, RebuildMediaMenu, StartTopListJob, StartDailyJob,
+    HarvestCacheInTurn, FindPhoneDrive,  CollectVideo,     RefreshGamePane, TurnPanel,
+    UnturnPanel,        ChangeSkin,      ShowPanel,
 };
 
 const DispatcherServices* services = &systemServices;
@@ -330,6 +330,9 @@ LResult PanelCommandMessage(Hwnd window, WParam w, LParam l) {
     if (Svc().showPanel != nullptr)
       Svc().showPanel(panel);
     break;
+  case PanelCmdHarvestWalked:
+    HarvestStep(panel);
+    break;
   case 40002:
     if (Svc().showPanel != nullptr)
       Svc().showPanel(panel);
@@ -516,6 +519,20 @@ void CloseCurrent(Hwnd window) {
     Svc().refreshGamePane(2);
 }
 
+// The harvest asks about each game it finds, on this thread; a harvest whose
+// walk of the cache still runs (-1) comes again with PanelCmdHarvestWalked.
+void HarvestStep(Hwnd window) {
+  char cache[RegistryValueSize] = {};
+  ReadShellFolder("Cache", cache);
+  int found = -1;
+  AskOnce(PanelQuestion::Harvest, [&] {
+    found = Svc().harvestCache != nullptr ? Svc().harvestCache(cache, "*.swf") : 0;
+    return 0;
+  });
+  if (found == 0)
+    Box(window, FixedText(TextNewGameNotFound), TitleVexan);
+}
+
 void CollectToFolder(Hwnd window) {
   PanelState& p = Panel();
   int channel = p.Channel.load();
@@ -526,16 +543,7 @@ void CollectToFolder(Hwnd window) {
     }
     if (channel != ChannelGame)
       return;
-    char cache[RegistryValueSize] = {};
-    ReadShellFolder("Cache", cache);
-    // The harvest asks about each game it finds, on this thread.
-    int found = -1;
-    AskOnce(PanelQuestion::Harvest, [&] {
-      found = Svc().harvestCache != nullptr ? Svc().harvestCache(cache, "*.swf") : 0;
-      return 0;
-    });
-    if (found == 0)
-      Box(window, FixedText(TextNewGameNotFound), TitleVexan);
+    HarvestStep(window);
   } else if (channel == ChannelVideoSite) {
     if (!p.CollectStatus.Empty()) {
       Box(window, FixedText(TextPleaseWait), TitleVexan, PanelQuestion::PleaseWait);

@@ -68,6 +68,9 @@ void ReturnToBase(Hwnd window);
 void OpenHome(Hwnd window, LParam arg);
 void CloseCurrent(Hwnd window);
 void CollectToFolder(Hwnd window);
+// The cache harvest of the Game channel's collect button, and its second
+// step once the walk of the cache has ended.
+void HarvestStep(Hwnd window);
 void CollectToPhone(Hwnd window);
 void VideoRequest(Hwnd window, const char* target);
 void OpenVideoFolder(Hwnd window);

@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <mutex>
 #include <unordered_map>
 
@@ -207,24 +208,35 @@ void RemoveStaleTemporaries(const std::string& path) {
       looked->clear();
   }
   std::string pattern = "." + base + ".??????";
+  // The pattern ignores case; the temporary files of path don't.
+  RemoveStaleEntries(folder, pattern.c_str(), [&](const FileEntry& e) {
+    return !e.isDirectory && e.name.compare(1, base.size(), base) == 0;
+  });
+}
+
+int RemoveStaleEntries(const std::string& folder, const char* pattern,
+                       const std::function<bool(const FileEntry&)>& admits) {
   std::vector<std::string> found;
-  ForEachFileEntry(folder, pattern.c_str(), [&](const FileEntry& e) {
-    // The pattern ignores case; the temporary files of path don't.
-    if (!e.isDirectory && !e.isLink && e.name.compare(1, base.size(), base) == 0)
+  ForEachFileEntry(folder, pattern, [&](const FileEntry& e) {
+    if (!e.isLink && (!admits || admits(e)))
       found.push_back(folder + "/" + e.name);
     return true;
   });
   time_t oldest = time(nullptr) - StaleTemporarySeconds;
+  int removed = 0;
   for (const std::string& temp : found) {
     int fd = open(temp.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
     if (fd < 0)
       continue;
     struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_mtime < oldest &&
-        flock(fd, LOCK_EX | LOCK_NB) == 0)
-      unlink(temp.c_str());
+    if (fstat(fd, &st) == 0 && (S_ISREG(st.st_mode) || S_ISDIR(st.st_mode)) &&
+        st.st_mtime < oldest && flock(fd, LOCK_EX | LOCK_NB) == 0) {
+      std::error_code ignored;
+      removed += std::filesystem::remove_all(temp, ignored) > 0 ? 1 : 0;
+    }
     close(fd);
   }
+  return removed;
 }
 
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes) {

@@ -94,6 +94,15 @@ constexpr int StaleTemporarySeconds = 60;
 // at most once per StaleTemporarySeconds per path.
 void RemoveStaleTemporaries(const std::string& path);
 
+// Removes the entries of folder that match pattern (and admits, when given)
+// and that a killed writer left: files and folders (with their contents)
+// older than StaleTemporarySeconds that no live writer holds locked (flock
+// on the file, or on the folder itself). Links are left alone. Result: the
+// entries removed. Writers of temporaries that a start sweeps hold that lock
+// for as long as they write.
+int RemoveStaleEntries(const std::string& folder, const char* pattern,
+                       const std::function<bool(const FileEntry&)>& admits = {});
+
 // Reads up to maxBytes of path into out. Result: false when the file can't
 // be opened or is longer than maxBytes (out is then empty).
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes);

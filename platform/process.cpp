@@ -57,6 +57,11 @@ std::vector<std::string> MergedEnvironment(const std::vector<std::string>& addit
   return env;
 }
 
+// A signal handler: kills the caller's process group, the caller included.
+void EndOwnGroup(int) {
+  kill(0, SIGKILL);
+}
+
 // A child of its own session through posix_spawn: it outlives this process.
 ProcessResult SpawnDetached(const ProcessRequest& request, std::vector<char*>& argv,
                             std::vector<char*>& envp) {
@@ -138,8 +143,30 @@ ProcessResult ProcessStart(const ProcessRequest& request) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (request.ownGroup)
+    if (request.ownGroup) {
       setpgid(0, 0);
+      // The group's warden stays this process's child while the program runs
+      // in its group below it; when this process goes, the warden ends the
+      // whole group, helpers that the program started included.
+      pid_t warden = getpid();
+      pid_t program = fork();
+      if (program < 0)
+        _exit(127);
+      if (program > 0) {
+        struct sigaction end {};
+        end.sa_handler = EndOwnGroup;
+        sigaction(SIGTERM, &end, nullptr);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() != parent)
+          EndOwnGroup(SIGTERM);
+        close_range(0, ~0U, 0); // holds nothing of this process's open
+        int status = 0;
+        while (waitpid(program, &status, 0) < 0 && errno == EINTR) {
+        }
+        _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+      }
+      parent = warden;
+    }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) // the parent went before the request stood
       _exit(127);

@@ -16,10 +16,14 @@ struct ProcessRequest {
   // Own session: the child outlives this process's terminal and signals
   // (Panes live on after the Panel). Any other child is killed (SIGKILL) when
   // this process ends, by exit or by a kill, so no tool writes on for a
-  // program that is gone.
+  // program that is gone. The kernel ties it to the thread that started it:
+  // such a child is started by the thread that waits for it. Helpers the
+  // child starts itself end with it only in a group of its own (ownGroup).
   bool detach = false;
-  // A process group of its own, led by the child: ProcessKill then ends the
-  // children it started too (a resolver that runs helpers of its own).
+  // A process group of its own: ProcessKill then ends the children it
+  // started too (a resolver that runs helpers of its own), and so does the
+  // end of this process. The group is led by a small warden process (the pid
+  // given) with the program below it; its exit code is the program's.
   bool ownGroup = false;
   // Descriptors the child gets as its standard input, output and error; -1
   // leaves it this process's own. The caller keeps and closes them.

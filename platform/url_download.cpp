@@ -24,8 +24,10 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <random>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/hosts.h"
@@ -78,6 +80,49 @@ std::string PickCacheSubfolder(const std::string& cache) {
   if (mkdir(fresh.c_str(), 0755) != 0 && errno != EEXIST)
     return std::string();
   return fresh;
+}
+
+constexpr int MaxCacheNumber = 100000;
+
+// Where the claims of this process left off, per subfolder, stem and
+// extension, so a claim never walks the copies already there one by one.
+std::mutex cacheNumbersLock;
+std::unordered_map<std::string, int>& CacheNumbers() {
+  static auto* numbers = new std::unordered_map<std::string, int>; // jobs outlive exit
+  return *numbers;
+}
+
+void RememberCacheNumber(const std::string& key, int next) {
+  std::lock_guard<std::mutex> hold(cacheNumbersLock);
+  if (CacheNumbers().size() > 4096)
+    CacheNumbers().clear();
+  CacheNumbers()[key] = next;
+}
+
+// The number to claim first for key: where this process left off, else the
+// end of the run of taken numbers from 1, found by doubling and halving
+// (taken(n): stem[n] exists), so the cost grows with the log of the copies.
+// A gap that purged copies left below that end is not filled.
+int NextCacheNumber(const std::string& key, const std::function<bool(int)>& taken) {
+  {
+    std::lock_guard<std::mutex> hold(cacheNumbersLock);
+    auto known = CacheNumbers().find(key);
+    if (known != CacheNumbers().end())
+      return known->second;
+  }
+  if (!taken(1))
+    return 1;
+  int low = 1; // taken
+  int high = 2;
+  while (high < MaxCacheNumber && taken(high)) {
+    low = high;
+    high = std::min(high * 2, MaxCacheNumber);
+  }
+  while (high - low > 1) {
+    int middle = low + (high - low) / 2;
+    (taken(middle) ? low : high) = middle;
+  }
+  return high;
 }
 
 char SafeNameChar(char c) {
@@ -403,7 +448,8 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
   std::string stem;
   std::string extension;
   NameParts(url, stem, extension);
-  for (int n = 1; n < 100000; ++n) {
+  // stem[n].ext in folder, the stem cut so that the path stays under MaxPath.
+  auto nameFor = [&](int n) {
     std::string tail = "[";
     tail.append(std::to_string(n)).append("]");
     if (!extension.empty())
@@ -411,11 +457,22 @@ std::string ClaimCacheFile(const char* cacheFolder, const char* url) {
     std::size_t room = folder.size() + 1 + tail.size();
     if (room + 1 >= MaxPath)
       return std::string();
-    std::string name = stem.substr(0, std::min(stem.size(), MaxPath - 1 - room));
-    std::string full = folder + "/" + name + tail;
+    return folder + "/" + stem.substr(0, std::min(stem.size(), MaxPath - 1 - room)) + tail;
+  };
+  std::string key = folder + "/" + stem + "[]." + extension;
+  int n = NextCacheNumber(key, [&](int k) {
+    std::string full = nameFor(k);
+    struct stat st {};
+    return !full.empty() && lstat(full.c_str(), &st) == 0;
+  });
+  for (; n < MaxCacheNumber; ++n) {
+    std::string full = nameFor(n);
+    if (full.empty())
+      return std::string();
     int fd = open(full.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd >= 0) {
       close(fd);
+      RememberCacheNumber(key, n + 1);
       return full;
     }
     if (errno != EEXIST)

@@ -247,6 +247,9 @@ struct WindowBackend {
   bool (*trayAdd)(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
                   const std::string& tip);
   void (*trayDelete)(Hwnd window, int id);
+  // A desktop notification from the icon id of window (title, text); shown
+  // only while the icon stands. Callable from any thread.
+  void (*trayNotify)(Hwnd window, int id, const std::string& title, const std::string& text);
   // A popup menu at screen point (x, y); the chosen entry's id comes back to
   // owner as a posted WM_COMMAND. Entries with id 0 are separators.
   void (*trackPopupMenu)(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
@@ -294,6 +297,7 @@ struct WindowBackend {
   b.nativeId = NativeId;                                                                           \
   b.trayAdd = TrayAdd;                                                                             \
   b.trayDelete = TrayDelete;                                                                       \
+  b.trayNotify = TrayNotify;                                                                       \
   b.trackPopupMenu = TrackPopupMenu;                                                               \
   b.setWindowIcon = SetWindowIcon;
 
@@ -346,6 +350,7 @@ Hwnd WinNativeId(Hwnd window);
 bool WinTrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string& iconPath,
                 const std::string& tip);
 void WinTrayDelete(Hwnd window, int id);
+void WinTrayNotify(Hwnd window, int id, const std::string& title, const std::string& text);
 void WinTrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y);
 void WinSetWindowIcon(Hwnd window, const std::string& iconPath);
 

@@ -204,6 +204,9 @@ bool WinTrayAdd(Hwnd window, int id, unsigned callbackMessage, const std::string
 void WinTrayDelete(Hwnd window, int id) {
   ROUTE(Local(), trayDelete, , window, id);
 }
+void WinTrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  ROUTE(Local(), trayNotify, , window, id, title, text);
+}
 void WinTrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   ROUTE(Local(), trackPopupMenu, , owner, entries, count, x, y);
 }

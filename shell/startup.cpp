@@ -20,6 +20,7 @@
 #include "panel/tips.h"
 #include "platform/carrier_client.h"
 #include "platform/ini.h"
+#include "shell/leftovers.h"
 #include "shell/module_path.h"
 #include "shell/texts.h"
 #include "shell/tray.h"
@@ -198,6 +199,8 @@ LResult PanelInitDialog(Hwnd window) {
       ExitRoad(window, 99);
       return 0;
     }
+    // The one Panel: what killed roads of an earlier run left goes now.
+    SweepRoadTemporariesAtStart();
   }
 
   WinSetWindowPos(window, 0, (WinScreenWidth() - PanelWidth) / 2,

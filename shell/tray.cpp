@@ -34,6 +34,10 @@ int TrayIcon(Hwnd window, int action) {
   return 0;
 }
 
+void TrayNotify(const std::string& text) {
+  WinTrayNotify(Panel().PanelWindow.load(), TrayIconId, TitlePanel, text);
+}
+
 void TrayEvent(Hwnd window, int id, int mouseMessage) {
   if ((mouseMessage == int(WM_LBUTTONDOWN) || mouseMessage == int(WM_LBUTTONDBLCLK)) &&
       id == TrayIconId)

@@ -1,19 +1,22 @@
-// The conversion job. It polls the drop place of its slot for "<stem>~k",
-// k from 1 to 19, with the stem the download job announced last; a file
-// there is whole, since downloads are renamed into place. Each file is
-// converted by ffmpeg (or taken as it is for MP4), copied to the target
-// folder under a temporary name and renamed, and only then are the output and
-// the source deleted. A conversion or copy that fails leaves the source in
-// the folder, says why on the job's status line, and the file is not tried
-// again by this job; the job goes on with the next file, also when ffmpeg's
-// progress stands still for [Video] FfmpegStall seconds. It ends some 51
-// passes after the download job has emptied ConvertTarget.
+// The conversion job. It takes the downloads of its slot in the order the
+// download job handed them over (each a whole "<stem>~k", renamed into
+// place), converts each by ffmpeg (or takes it as it is for MP4), copies it
+// to the target folder under a temporary name and renames it, and only then
+// deletes the output and the source. A conversion or copy that fails keeps
+// the source under a name with its container's ending, says why on the
+// job's status line, and the job goes on with the next file, also when
+// ffmpeg's progress stands still for [Video] FfmpegStall seconds. It ends
+// once the download job has emptied ConvertTarget and every file handed over
+// is done.
 #include "panel/panel_state.h"
 #include "panel/tips.h"
 #include "video/convert.h"
+#include "video/delivery.h"
+#include "video/sorted_list.h"
 #include "video/video_jobs.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,12 +24,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <set>
 
 namespace {
-
-constexpr int HighestNumber = 19;
-constexpr int IdlePasses = 50;
 
 using Clock = std::chrono::steady_clock;
 
@@ -77,6 +76,8 @@ std::string CopyFile(const std::string& from, const std::string& to,
                          ? "." + to + ".part"
                          : to.substr(0, slash + 1) + "." + to.substr(slash + 1) + ".part";
   int out = open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (out >= 0)
+    flock(out, LOCK_EX | LOCK_NB); // held while it is written: a sweep leaves it
   if (out < 0) {
     std::string why = std::strerror(errno);
     close(in);
@@ -119,6 +120,24 @@ std::string CopyFile(const std::string& from, const std::string& to,
   return why;
 }
 
+// The tool's output is gone once delivered or failed, and so is a player
+// page that a menu rebuild of the download job's end may have written beside
+// it while it stood.
+void RemoveOutput(const std::string& output) {
+  unlink(output.c_str());
+  unlink((output + ".htw").c_str());
+}
+
+// A source that stays after a failure keeps an ending: the one of the
+// container its first bytes show. The text to add to the status line.
+std::string KeepWithEnding(const std::string& source) {
+  std::string kept = source + MediaEnding(source);
+  if (rename(source.c_str(), kept.c_str()) != 0)
+    return std::string();
+  std::size_t slash = kept.rfind('/');
+  return ", kept as " + kept.substr(slash == std::string::npos ? 0 : slash + 1);
+}
+
 } // namespace
 
 int ConvertJob(std::uint32_t slot) {
@@ -129,41 +148,26 @@ int ConvertJob(std::uint32_t slot) {
   const std::string target = job.ConvertTarget.Get();
   const JobLine line = LineOf(format);
 
-  // The first file. A download job that ends without one empties the
-  // target, and then no file will come.
-  // The download job's hand-over of a stem cuts a wait short, so a finished
-  // download is taken up at once; idle passes keep their pace.
-  std::uint64_t before = job.ConvertBase.Version();
-  while (job.ConvertBase.Empty()) {
-    if (job.ConvertTarget.Empty())
-      break;
-    VideoSleepUnlessSet(100, job.ConvertBase, before);
-  }
-
+  // The download job hands files over in order through Ready and sets
+  // ConvertBase behind each, which cuts a wait short; it empties
+  // ConvertTarget at its end, and once every file handed over is done the
+  // job ends too.
   const int stallMs = FfmpegStallSeconds() * 1000;
-  std::set<std::string> failed; // sources that stay where they are
-  int idle = 0;
+  int delivered = 0;
+  std::string failure;
   while (true) {
-    std::uint64_t now = job.ConvertBase.Version();
-    std::string base = job.ConvertBase.Get();
-    std::string source;
-    int k = 0;
-    for (int n = 1; n <= HighestNumber && !base.empty(); ++n) {
-      std::string candidate = base + "~" + std::to_string(n);
-      if (failed.count(candidate) || !IsFile(candidate))
-        continue;
-      idle = 0;
-      source = candidate;
-      k = n;
-      break;
-    }
-    ++idle;
-    VideoSleepUnlessSet(600, job.ConvertBase, before);
-    before = now;
-    if (idle > IdlePasses && job.ConvertTarget.Empty())
-      break;
-    if (source.empty())
+    std::uint64_t before = job.ConvertBase.Version();
+    ReadyFile ready;
+    if (!job.Ready.Pop(ready)) {
+      if (job.ConvertTarget.Empty() && job.Ready.Empty())
+        break;
+      VideoSleepUnlessSet(600, job.ConvertBase, before);
       continue;
+    }
+    const std::string& source = ready.path;
+    if (!IsFile(source))
+      continue;
+    const int k = ready.number;
 
     std::size_t slash = source.rfind('/');
     const std::string display = slash == std::string::npos ? "/" + source : source.substr(slash);
@@ -185,9 +189,9 @@ int ConvertJob(std::uint32_t slot) {
     }
     if (!why.empty()) {
       if (output != source)
-        unlink(output.c_str());
-      failed.insert(source);
-      Show(line, "Converting " + display + " video failed: " + why);
+        RemoveOutput(output);
+      failure = "Converting " + display + " video failed: " + why + KeepWithEnding(source);
+      Show(line, failure);
       continue;
     }
 
@@ -199,16 +203,24 @@ int ConvertJob(std::uint32_t slot) {
     why =
         CopyFile(output, targetFile, [&](int percent) { Show(line, WithShare(copying, percent)); });
     if (output != source)
-      unlink(output.c_str());
+      RemoveOutput(output);
     if (!why.empty()) {
-      failed.insert(source);
-      Show(line, (format == FormatPhone ? "Upload " : "Copy ") + display + " video failed: " + why);
+      failure = (format == FormatPhone ? "Upload " : "Copy ") + display + " video failed: " + why +
+                KeepWithEnding(source);
+      Show(line, failure);
       continue;
     }
     unlink(source.c_str());
-    VideoSleep(300);
+    ++delivered;
+    if (!ready.archiveKey.empty())
+      ArchiveDelivered(ready.archiveSection, ready.archiveKey, targetFile);
+    Show(line, (format == FormatPhone ? "Upload " : "Copy ") + display + " video ok.");
+    if (!job.ConvertTarget.Empty() || !job.Ready.Empty()) // no pause behind the last one
+      VideoSleep(300);
   }
 
-  Show(line, std::string());
+  // Pages only for what stands now that every conversion is done.
+  RebuildVideoMenu();
+  EndVideoRoad(format, target, delivered, job.AlreadyThere.load(), failure);
   return 0;
 }

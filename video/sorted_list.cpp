@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -20,6 +21,8 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <set>
 #include <vector>
 
 #include "library/menus.h"
@@ -29,9 +32,12 @@
 #include "platform/process.h"
 #include "platform/sysdirs.h"
 #include "platform/url_download.h"
+#include "shell/leftovers.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
 #include "video/convert.h"
+#include "video/delivery.h"
+#include "video/resolver.h"
 #include "video/scanner.h"
 #include "video/video_jobs.h"
 #include "web/download.h"
@@ -84,6 +90,9 @@ void OnDownloadProgress(void* context, long long received, long long total) {
   share.line->Show(share.text + " " + std::to_string(percent) + "%");
 }
 
+std::string FirstBytes(const std::string& path, std::size_t count);
+const char* OwnEnding(const std::string& head);
+
 // A [Video] size setting of Define.ini in bytes, fallback when not set.
 long long VideoBytesSetting(const char* key, long long fallback) {
   char path[PathSize] = "";
@@ -119,7 +128,11 @@ int DownloadMedia(const char* url, const std::string& path, DownloadShare& share
   options.maxBytes = VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes);
   options.reserveBytes = MediaReserveBytes();
   int result = DownloadUrlToFile(url, path.c_str(), nullptr, options);
-  if (result == 0 && !FfmpegKnowsContainer(path)) {
+  // A container's own signature spares the prober's run; anything else is
+  // kept only when the prober reads it as a video container.
+  std::string head = result == 0 ? FirstBytes(path, 12) : std::string();
+  if (result == 0 && head.rfind("FLV", 0) != 0 && std::strcmp(OwnEnding(head), ".video") == 0 &&
+      !FfmpegKnowsContainer(path)) {
     unlink(path.c_str());
     result = -1;
   }
@@ -171,6 +184,9 @@ std::string PartPath(const std::string& folder, int* fd) {
   std::vector<char> name(pattern.begin(), pattern.end());
   name.push_back('\0');
   *fd = mkostemp(name.data(), O_CLOEXEC);
+  // Locked for as long as fd is open, so a start's sweep leaves it alone.
+  if (*fd >= 0)
+    flock(*fd, LOCK_EX | LOCK_NB);
   return *fd >= 0 ? std::string(name.data()) : std::string();
 }
 
@@ -255,6 +271,14 @@ std::string NameWithEnding(const std::string& title, const char* ending) {
 }
 
 } // namespace
+
+void RebuildVideoMenu() {
+  char menu[PathSize] = "";
+  char video[PathSize] = "";
+  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
+  ModuleFilePath(0, video, "Video");
+  RebuildMediaMenu(menu, video, MediaPatterns);
+}
 
 int ListTitleCount(const char* title) {
   std::uint32_t a = 0, f = 0, t = 0;
@@ -408,7 +432,7 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
   std::string part = PartPath(FolderOf(target), &fd);
   if (part.empty())
     return std::string();
-  close(fd);
+  // fd stays open while ffmpeg writes part (the same file): it holds the lock.
   // Source and part are absolute paths, so neither reads as an option.
   const std::vector<std::vector<std::string>> tries = {
       {"-map", "0:v:0?", "-map", "0:a:0?", "-c", "copy", "-f", "flv", part},
@@ -424,10 +448,12 @@ std::string KeepAsFlashVideo(const std::string& source, const std::string& targe
     struct stat st {};
     if (outcome.ok && stat(part.c_str(), &st) == 0 && st.st_size > 0 &&
         FirstBytes(part, 3) == "FLV" && rename(part.c_str(), target.c_str()) == 0) {
+      close(fd);
       unlink(source.c_str());
       return target;
     }
   }
+  close(fd);
   unlink(part.c_str());
 
   // No Flash video can be made of it: the video is kept under its own ending.
@@ -458,6 +484,9 @@ int DownloadSortedList(std::uint32_t slot) {
   // job is read, if one lies there); the job reads a copy of its own, so a
   // job of another slot that runs at once can't change it underneath.
   std::string temp = SystemSubfolder("Temp");
+  // What a killed run left where this job writes goes before it writes.
+  for (const std::string& place : {temp, folder, job.ConvertTarget.Get()})
+    SweepRoadTemporaries(place, false);
   std::string sharedList = temp + "/Sort.htm";
   std::string slotName = std::to_string(slot % VideoJobCount);
   std::string fetched = sharedList + "." + slotName + ".part";
@@ -468,6 +497,16 @@ int DownloadSortedList(std::uint32_t slot) {
   if (!CopyFileTo(sharedList, listPath))
     unlink(listPath.c_str());
 
+  // What the list delivered to this target before is not fetched again.
+  std::string target = format == 0 ? folder : job.ConvertTarget.Get();
+  std::string archive = ArchiveSection(listUrl, target, format);
+  int delivered = 0, already = 0;
+  std::string failure;
+  // A title that repeats in the list names two videos: the later one gets
+  // its number, never the file of another entry.
+  std::set<std::string> named;
+  std::map<std::string, std::string> archived = ArchivedFiles(archive);
+
   std::uint32_t total = 1;
   std::uint32_t n = startEntry == 0 ? 1 : startEntry;
   for (;; ++n) {
@@ -477,6 +516,13 @@ int DownloadSortedList(std::uint32_t slot) {
     ReadListValue("Title", n, title, listPath);
     if (startEntry == 0 && n == 1)
       total = static_cast<std::uint32_t>(ListTitleCount(title));
+    std::string key = link[0] != '\0' ? ArchiveKey(link) : std::string();
+    if (!key.empty() && ArchivedAndThere(archive, key)) {
+      ++already;
+      if (n >= total)
+        break;
+      continue;
+    }
 
     // The watch page of the entry; a link without "/v/", or one that is no
     // web address, has none.
@@ -506,7 +552,7 @@ int DownloadSortedList(std::uint32_t slot) {
         DecodeMarkedAddress(work, secondTry);
       scan(format == 0 ? "34%7Chttp%3A" : "18%7Chttp%3A");
       DecodeMarkedAddress(work, direct);
-      if (direct[0] == '\0') {
+      if (direct[0] == '\0' && !ResolverDownloads()) {
         std::string resolved = ResolveVideoAddress(page);
         std::snprintf(direct, sizeof direct, "%s", resolved.c_str());
       }
@@ -524,7 +570,8 @@ int DownloadSortedList(std::uint32_t slot) {
     std::snprintf(tempName, sizeof tempName, "/cv%u-%u.%s", n, total, slotName.c_str());
     std::string tempPath = temp + tempName;
     int got = -1;
-    bool room = direct[0] == '\0' || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
+    bool fetches = direct[0] != '\0' || page[0] != '\0';
+    bool room = !fetches || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
     if (!room)
       got = DownloadBelowReserve;
     else if (direct[0] != '\0')
@@ -532,9 +579,29 @@ int DownloadSortedList(std::uint32_t slot) {
     if (got != 0 && got != DownloadBelowReserve && format != 0 && secondTry[0] != '\0')
       got = DownloadMedia(secondTry, tempPath, share);
     bool fetchedMedia = got == 0;
+    std::string why;
     if (got == DownloadBelowReserve) {
       std::snprintf(text, sizeof text, "Download %u / %u video stopped: less than %lld MB free", n,
                     total, MediaReserveBytes() >> 20);
+      failure = text;
+      line.Show(text);
+    } else if (!fetchedMedia) {
+      if (direct[0] == '\0' && page[0] != '\0') {
+        // The resolver fetches the stream itself; its share is the one shown.
+        ResolverDownload fetch = DownloadWithResolver(
+            page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes),
+            [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+        fetchedMedia = fetch.ok && FfmpegKnowsContainer(tempPath);
+        why = !fetch.used ? "no video address" : fetch.ok ? "no video" : fetch.error;
+        if (fetch.ok && !fetchedMedia)
+          unlink(tempPath.c_str());
+      } else {
+        why = page[0] == '\0' ? "no video address" : "download failed";
+      }
+    }
+    if (!fetchedMedia && !why.empty()) {
+      std::snprintf(text, sizeof text, "Download %u / %u video failed: %s", n, total, why.c_str());
+      failure = text;
       line.Show(text);
     }
 
@@ -547,8 +614,17 @@ int DownloadSortedList(std::uint32_t slot) {
     };
     if (fetchedMedia && format == 0) {
       std::string name = NameWithEnding(title, ".flv");
-      if (KeepAsFlashVideo(tempPath, folder + "/" + name).empty()) {
-        std::string kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
+      auto owner = archived.find(folder + "/" + name);
+      if (named.count(name) != 0 || (owner != archived.end() && owner->second != key))
+        name = NameWithEnding(std::string(title) + " ~" + std::to_string(n), ".flv");
+      named.insert(name);
+      std::string kept = KeepAsFlashVideo(tempPath, folder + "/" + name);
+      if (!kept.empty()) {
+        ++delivered;
+        if (!key.empty())
+          ArchiveDelivered(archive, key, kept);
+      } else {
+        kept = KeepAsFlashVideo(tempPath, temp + "/" + name);
         if (!kept.empty())
           keptInTemp(kept);
       }
@@ -568,6 +644,7 @@ int DownloadSortedList(std::uint32_t slot) {
         std::string base = place + name;
         std::string dropped = base + "~" + std::to_string(n);
         if (dropped.size() < decltype(job.ConvertBase)::Capacity && PlaceWhole(tempPath, dropped)) {
+          job.Ready.Push({dropped, static_cast<int>(n), archive, key});
           job.ConvertBase.Set(base);
           if (place != folder)
             keptInTemp(dropped);
@@ -582,11 +659,11 @@ int DownloadSortedList(std::uint32_t slot) {
 
   unlink(listPath.c_str());
   line.Show(std::string());
+  job.AlreadyThere = already;
   job.ConvertTarget.Clear();
-  char menu[PathSize] = "";
-  char video[PathSize] = "";
-  ModuleFilePath(0, menu, "Web\\MenuVideo.htm");
-  ModuleFilePath(0, video, "Video");
-  RebuildMediaMenu(menu, video, MediaPatterns);
+  job.ConvertBase.Set(job.ConvertBase.Get()); // wakes the conversion job to see the end
+  RebuildVideoMenu();
+  if (format == 0)
+    EndVideoRoad(format, folder, delivered, already, failure);
   return static_cast<int>(total);
 }

@@ -40,6 +40,10 @@ std::string ResolveVideoAddress(const char* pageUrl);
 // video was stored at, or empty when nothing could be written.
 std::string KeepAsFlashVideo(const std::string& source, const std::string& target);
 
+// Rebuilds the video menu (Web/MenuVideo.htm and the player pages) from the
+// Video folder beside the program.
+void RebuildVideoMenu();
+
 // The stall time of the jobs' media downloads in seconds (default 60): a
 // transfer that moves no byte for that long is given up. Tests shorten it.
 void SetMediaStallForTests(long seconds);

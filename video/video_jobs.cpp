@@ -26,6 +26,8 @@ void ResetVideoCollect() {
   for (VideoJob& job : v.VideoJobs) {
     job.StartEntry = 0;
     job.ConvertBase.Clear();
+    job.Ready.Clear();
+    job.AlreadyThere = 0;
     job.ConvertTarget.Clear();
   }
   v.JobSlot = 0;

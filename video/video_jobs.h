@@ -16,8 +16,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "platform/win.h"
 
@@ -77,13 +79,60 @@ constexpr std::uint32_t FormatWmv = 3;
 constexpr std::uint32_t FormatMp4 = 4;
 constexpr std::uint32_t FormatPhone = 100;
 
+// A download handed to the conversion: the dropped file "<stem>~<n>", its
+// entry number n, and where the archive records its delivery (an empty key:
+// nowhere).
+struct ReadyFile {
+  std::string path;
+  int number = 0;
+  std::string archiveSection;
+  std::string archiveKey;
+};
+
+// The hand-over from the download job to the conversion job, in order: every
+// download that is pushed is popped once, however many come during one
+// conversion.
+class ReadyQueue {
+ public:
+  void Push(ReadyFile file) {
+    std::lock_guard<std::mutex> guard(lock_);
+    files_.push_back(std::move(file));
+  }
+  bool Pop(ReadyFile& file) {
+    std::lock_guard<std::mutex> guard(lock_);
+    if (files_.empty())
+      return false;
+    file = std::move(files_.front());
+    files_.pop_front();
+    return true;
+  }
+  bool Empty() const {
+    std::lock_guard<std::mutex> guard(lock_);
+    return files_.empty();
+  }
+  void Clear() {
+    std::lock_guard<std::mutex> guard(lock_);
+    files_.clear();
+  }
+
+ private:
+  mutable std::mutex lock_;
+  std::deque<ReadyFile> files_;
+};
+
 // One slot of the ring.
 struct VideoJob {
   // 0: the whole list; k from 1: entry k alone.
   std::atomic<std::uint32_t> StartEntry{0};
   // Path and name stem of the latest file ready for conversion, without the
-  // "~k" at its end. Empty until the job's first download is done.
+  // "~k" at its end. Empty until the job's first download is done. Set after
+  // each push to Ready, so a change of it wakes the conversion job.
   JobText<260> ConvertBase;
+  // Every file ready for conversion, oldest first.
+  ReadyQueue Ready;
+  // Entries of the job that were delivered before and are still there; set
+  // by the download job before it empties ConvertTarget.
+  std::atomic<int> AlreadyThere{0};
   // Folder for converted files; not empty while the download job runs, which
   // empties it at its end: the sign for ConvertJob that no file will follow.
   JobText<260> ConvertTarget;

@@ -574,6 +574,13 @@ void TrayDelete(Hwnd window, int id) {
   S().trayIcons.erase(id);
 }
 
+void TrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  HeadlessCall c = Call("trayNotify", window);
+  c.x = id;
+  c.text = title + "|" + text;
+  Record(c);
+}
+
 void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   HeadlessCall c = Call("trackPopupMenu", owner);
   c.x = x;

@@ -699,6 +699,21 @@ void TrayDelete(Hwnd window, int id) {
   win->tray.erase(it);
 }
 
+void TrayNotify(Hwnd window, int id, const std::string& title, const std::string& text) {
+  if (router == nullptr)
+    return;
+  // The icon lives on the GUI thread; a job's thread only queues the message.
+  QMetaObject::invokeMethod(
+      router,
+      [window, id, title, text] {
+        QtWin* win = Find(window);
+        auto it = win == nullptr ? decltype(win->tray)::iterator{} : win->tray.find(id);
+        if (win != nullptr && it != win->tray.end())
+          it->second->showMessage(QString::fromStdString(title), QString::fromStdString(text));
+      },
+      Qt::QueuedConnection);
+}
+
 void TrackPopupMenu(Hwnd owner, const PopupEntry* entries, int count, int x, int y) {
   if (entries == nullptr || count <= 0)
     return;

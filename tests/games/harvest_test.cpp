@@ -5,14 +5,17 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include "games/cache_harvest.h"
 #include "games/cache_purge.h"
+#include "panel/panel_state.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
 
@@ -111,6 +114,25 @@ TEST(Harvest, OffersTheCachesOwnFilesNotLinksOutOfIt) {
   EXPECT_EQ(HarvestCache((root / "Cache").c_str(), "*.swf"), 4) << "offered in passes 0-3";
   for (const HeadlessBox& box : HeadlessBoxes())
     EXPECT_NE(box.text.find("\"real[1].swf\""), std::string::npos) << box.text;
+
+  // The Panel's harvest walks on a thread of its own and comes back when the
+  // walk has ended, then offers the same.
+  HeadlessInstall();
+  HeadlessScriptAnswers(std::vector<int>(8, IDNO));
+  Panel().PanelWindow = 7;
+  EXPECT_EQ(HarvestCacheInTurn((root / "Cache").c_str(), "*.swf"), -1);
+  auto walked = [] {
+    for (const HeadlessCall& call : HeadlessCallsOf("post"))
+      if (call.message == WM_COMMAND && call.w == PanelCmdHarvestWalked)
+        return true;
+    return false;
+  };
+  for (int i = 0; i < 500 && !walked(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(walked());
+  EXPECT_TRUE(HeadlessBoxes().empty()) << "offered before the walk was handed back";
+  EXPECT_EQ(HarvestCacheInTurn((root / "Cache").c_str(), "*.swf"), 4);
+  Panel().PanelWindow = 0;
   fs::remove_all(root);
 }
 

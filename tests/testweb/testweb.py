@@ -150,6 +150,11 @@ class Handler(socketserver.BaseRequestHandler):
         if body_length > 0:
             self.reader.read(body_length)
         host = headers.get("host", "")
+        if target.startswith("http://"):
+            # Absolute form, as sent to a proxy: the server stands in for
+            # every host it has a folder for.
+            authority, _, rest = target[7:].partition("/")
+            host, target = authority, "/" + rest
         log_request(method, self.scheme, host.lower(), target)
         keep = version == "HTTP/1.1" and headers.get("connection", "").lower() != "close"
         return self.answer(method, host, target) and keep

@@ -39,6 +39,42 @@ inline const std::string& ClipBytes(const std::string& ending) {
   return bytes;
 }
 
+// The shapes of today's video sites in site (a host's folder of the test
+// web), made once from one clip of seconds: a progressive file, an HLS stream
+// and a DASH stream with separate audio, the streams each in renditions of
+// 128x96, 176x144 and 320x240 ("hls/v<i>_*.ts", "dash/chunk-stream<i>-*"
+// with i the rendition), and their watch pages "prog.html", "hls.html",
+// "dash.html" that name the media in a <video> tag.
+inline bool MakeSiteStreams(const std::filesystem::path& site, double seconds) {
+  std::filesystem::create_directories(site / "hls");
+  std::filesystem::create_directories(site / "dash");
+  std::string src = (site / "prog.mp4").string();
+  std::string split = " -filter_complex \"[0:v]split=3[a][b][c];[a]scale=128:96[v0];"
+                      "[b]scale=176:144[v1];[c]scale=320:240[v2]\" -c:v libx264 -preset "
+                      "ultrafast -g 5 -c:a aac ";
+  std::string hls = "ffmpeg -nostdin -loglevel error -y -i '" + src + "'" + split +
+                    "-map [v0] -map 0:a -map [v1] -map 0:a -map [v2] -map 0:a -f hls -hls_time 1 "
+                    "-hls_playlist_type vod -master_pl_name index.m3u8 -var_stream_map "
+                    "'v:0,a:0 v:1,a:1 v:2,a:2' -hls_segment_filename '" +
+                    (site / "hls").string() + "/v%v_%03d.ts' '" + (site / "hls").string() +
+                    "/v%v.m3u8'";
+  std::string dash = "ffmpeg -nostdin -loglevel error -y -i '" + src + "'" + split +
+                     "-map [v0] -map [v1] -map [v2] -map 0:a -f dash -seg_duration 1 "
+                     "-adaptation_sets 'id=0,streams=v id=1,streams=a' '" +
+                     (site / "dash" / "index.mpd").string() + "'";
+  if (!MakeClip(src, seconds, 320, 240) || std::system(hls.c_str()) != 0 ||
+      std::system(dash.c_str()) != 0)
+    return false;
+  const std::pair<const char*, const char*> pages[] = {
+      {"prog.html", "<video src=\"/prog.mp4\"></video>"},
+      {"hls.html", "<video src=\"/hls/index.m3u8\"></video>"},
+      {"dash.html", "<video><source src=\"/dash/index.mpd\" type=\"application/dash+xml\">"
+                    "</video>"}};
+  for (const auto& [name, body] : pages)
+    std::ofstream(site / name) << "<html><body>" << body << "</body></html>";
+  return true;
+}
+
 // A watch page with a format map of (format, address) pairs, as the video
 // site wrote it into the player's variables: each address escaped as a
 // whole, so escapes it holds itself come out escaped twice ("%2C" as "%252C").
@@ -84,6 +120,11 @@ inline Probe ProbeFile(const std::string& path) {
   std::sscanf(ProbeField(path, "-select_streams v:0 -show_entries stream=width,height").c_str(),
               "%d\n%d", &p.width, &p.height);
   return p;
+}
+
+// The container's duration in seconds, 0 when ffprobe names none.
+inline double ProbeSeconds(const std::string& path) {
+  return std::atof(ProbeField(path, "-show_entries format=duration").c_str());
 }
 
 inline bool FileThere(const std::string& path) {

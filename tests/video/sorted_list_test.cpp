@@ -2,6 +2,7 @@
 // and a hostile list against the test web.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -80,7 +81,8 @@ class ListJob : public ::testing::Test {
     std::atomic<bool> done{false};
     std::thread watch([&] {
       StatusLine& line = format >= FormatPhone ? Panel().PhoneStatus : Panel().CollectStatus;
-      for (; !done; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+      for (bool last = false; !last; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+        last = done; // one look behind the job's end, at its closing line
         std::string text = line.Get();
         std::lock_guard<std::mutex> hold(linesLock);
         if (!text.empty() && (lines.empty() || lines.back() != text))
@@ -141,6 +143,99 @@ TEST_F(ListJob, TwoJobsAtOnceOneConverting) {
     return l.rfind("Download 1 / 2 video now... ", 0) == 0 && l.back() == '%';
   })) << "the share done never showed";
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
+}
+
+// A list collected again to the same folder fetches only the entry whose
+// delivered file was deleted; the closing line and the tray say so.
+TEST_F(ListJob, CollectedAgainFetchesOnlyWhatIsGone) {
+  List({{"http://tube.test/v/a", "Same 1/3"},
+        {"http://tube.test/v/b", "Same 1/3"},
+        {"http://tube.test/v/c", "Third"}});
+  for (const char* id : {"a", "b", "c"})
+    Page(std::string("/watch?v=") + id, {{"34", std::string("http://media.test/clip.flv?") + id}});
+  Start();
+  auto notes = [] {
+    std::vector<std::string> texts;
+    for (const HeadlessCall& call : HeadlessCallsOf("trayNotify"))
+      texts.push_back(call.text.substr(call.text.find('|') + 1));
+    return texts;
+  };
+  auto closed = [&](const std::string& closing) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::find(lines.begin(), lines.end(), closing) != lines.end();
+  };
+  Run(0, folder);
+  // Two videos of one title stay two files.
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
+  EXPECT_TRUE(closed("3 new, 0 already there"));
+  fs::remove(folder / "Same 1-3 ~2.flv");
+  Run(0, folder);
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Same 1-3.flv", "Same 1-3 ~2.flv", "Third.flv"}));
+  for (const char* id : {"a", "b", "c"})
+    EXPECT_EQ(web.Count("media.test", std::string("/clip.flv?") + id), id[0] == 'b' ? 2 : 1) << id;
+  EXPECT_TRUE(closed("1 new, 2 already there"));
+  std::string where = " in " + folder.string();
+  EXPECT_EQ(notes(), (std::vector<std::string>{"3 videos" + where + " (3 new, 0 already there)",
+                                               "1 video" + where + " (1 new, 2 already there)"}));
+}
+
+// Streams that break, with the real resolver: an HLS segment missing, a
+// segment that stalls, a resolver that is missing; each entry says so on the
+// line and the list goes on. A DASH video without audio lands as it is.
+TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
+  fs::path site = web.Site("tube.test");
+  ASSERT_TRUE(MakeSiteStreams(site, 2));
+  fs::copy(site / "hls", site / "gap");
+  fs::remove(site / "gap" / "v2_001.ts");
+  fs::create_directories(site / "mute");
+  ASSERT_EQ(
+      std::system(("ffmpeg -nostdin -loglevel error -i '" + (site / "prog.mp4").string() +
+                   "' -map 0:v -c copy -f dash '" + (site / "mute" / "index.mpd").string() + "'")
+                      .c_str()),
+      0);
+  std::ofstream(site / "gap.html") << "<html><video src=\"/gap/index.m3u8\"></video></html>";
+  std::ofstream(site / "mute.html") << "<html><video><source src=\"/mute/index.mpd\" "
+                                       "type=\"application/dash+xml\"></video></html>";
+  const char* pages[] = {"gap", "hls", "mute", "prog"};
+  // Pages that take a moment, so each failure's line stands until the next
+  // entry's replaces it.
+  for (const char* id : pages)
+    web.Answer("tube.test", std::string("/watch?v=") + id,
+               {std::string("file=") + id + ".html", "delay=200"});
+  web.Answer("tube.test", "/hls/v2_001.ts", {"file=hls/v2_001.ts", "stall=20000", "after=100"});
+  List({{"http://tube.test/v/gap", "Gap 1/4"},
+        {"http://tube.test/v/hls", "Stalled"},
+        {"http://tube.test/v/mute", "Mute"},
+        {"http://tube.test/v/prog", "Plain"}});
+  std::ofstream(env.program / "Define.ini", std::ios::app)
+      << "[Video]\nResolver=yt-dlp --no-warnings\nResolverTimeout=3\n";
+  Start();
+  Run(0, folder);
+  auto shown = [&](const std::string& head) {
+    std::lock_guard<std::mutex> hold(linesLock);
+    return std::any_of(lines.begin(), lines.end(),
+                       [&](const std::string& l) { return l.rfind(head, 0) == 0; });
+  };
+  EXPECT_TRUE(shown("Download 1 / 4 video failed: ERROR: "));
+  EXPECT_TRUE(shown("Download 2 / 4 video failed: no progress for 3 s"));
+  EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const std::string& l) {
+    return l.rfind("Download 3 / 4 video now... ", 0) == 0 && l.back() == '%';
+  })) << "no share from the resolver";
+  EXPECT_EQ(Names(folder), (std::set<std::string>{"Mute.flv", "Plain.flv"}));
+  Probe mute = ProbeFile((folder / "Mute.flv").string());
+  EXPECT_TRUE(mute.container == "flv" && mute.video == "h264" && mute.audio.empty());
+  EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
+
+  // Collected again without a resolver: what landed is there, the rest fails.
+  std::ofstream(env.program / "Define.ini") << "[Video]\nResolver=/nowhere/yt-dlp\n";
+  lines.clear();
+  Run(0, folder);
+  std::vector<HeadlessCall> notes = HeadlessCallsOf("trayNotify");
+  ASSERT_FALSE(notes.empty());
+  EXPECT_EQ(notes.back().text.substr(notes.back().text.find('|') + 1),
+            "No video arrived in " + folder.string() +
+                ": Download 2 / 4 video failed: /nowhere/yt-dlp: No such file or directory (0 "
+                "new, 2 already there)");
 }
 
 // A list's text is data: an entry shaped like an option never reaches the

@@ -241,4 +241,149 @@ TEST_F(Road, EachConvertingFamilyAndThePhone) {
   }
 }
 
+// The Panel killed mid-conversion and mid-resolve, then mid-download: its
+// children die with it, and the next start leaves no stale temporary.
+TEST_F(Road, KilledMidwayLeavesNothingBehind) {
+  // ffmpeg and the resolver (with a helper of its own) as stand-ins that
+  // note their pids, leave a part of their output and hang.
+  fs::path pids = root / "children";
+  std::ofstream(program / "ffmpeg")
+      << "#!/bin/sh\ncase \"$*\" in *-encoders*|*'-h long'*) exit 0;; "
+         "esac\nfor a; do out=\"$a\"; done\necho $$ >> "
+      << pids << "\necho partial > \"$out\"\nexec sleep 300\n";
+  std::string resolver = (root / "hang").string();
+  std::ofstream(resolver) << "#!/bin/sh\nsleep 300 &\necho $! $$ >> " << pids
+                          << "\nexec sleep 300\n";
+  for (const fs::path& script : {program / "ffmpeg", fs::path(resolver)})
+    fs::permissions(script, fs::perms::owner_all);
+  ASSERT_TRUE(IniWrite((program / "Define.ini").c_str(), "Video", "Resolver", resolver.c_str()));
+  web.Put("tube.test", "/Kill/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/k1\n2=http://tube.test/v/k2\n"
+          "[Title]\n1=Killed 1/2\n2=Hanging\n");
+  web.Answer("tube.test", "/watch?v=k1&fmt=18", {Watch("18", "http://media.test/a.mp4")});
+  web.Put("tube.test", "/Late/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/k3\n[Title]\n1=Slow 1/1\n");
+  web.Answer("tube.test", "/watch?v=k3&fmt=18", {Watch("18", "http://media.test/slow.mp4")});
+  web.Put("media.test", "/slow.mp4", ClipBytes(".mp4"));
+  web.Answer("media.test", "/slow.mp4", {"file=slow.mp4", "rate=2000"});
+  fs::path video = program / "Video", temp = root / "system" / "Temp";
+  auto children = [&] {
+    std::vector<std::string> alive;
+    std::ifstream in(pids);
+    for (std::string pid; in >> pid;)
+      if (fs::exists("/proc/" + pid) &&
+          Output("ps -o stat= -p " + pid).find('Z') == std::string::npos)
+        alive.push_back(pid);
+    return alive;
+  };
+  auto leftovers = [&] {
+    std::vector<std::string> found;
+    for (const fs::path& dir : {video, temp, program / "Game"})
+      for (const auto& e : fs::directory_iterator(dir)) {
+        std::string name = e.path().filename().string();
+        if (name.rfind("cv", 0) == 0 || name.rfind(".skerry-part-", 0) == 0 ||
+            name.rfind(".link-", 0) == 0 || name.find("-1.avi") != std::string::npos)
+          found.push_back(name);
+      }
+    return found;
+  };
+  // A killed run's leftovers, aged past the sweep's bound.
+  auto age = [&] {
+    for (const fs::path& dir : {video, temp, program / "Game"})
+      for (const auto& e : fs::directory_iterator(dir))
+        fs::last_write_time(e.path(), fs::file_time_type::clock::now() - std::chrono::minutes(5));
+  };
+
+  Start();
+  Ask("http://tube.test/Kill/Show/list/0", 20210);
+  ASSERT_TRUE(Reply("Save video to", (video / "Video.avi").string()));
+  ASSERT_TRUE(Until([&] { return children().size() == 3; }, 60)) << "no conversion and resolver";
+  ASSERT_TRUE(Until([&] { return leftovers().size() == 1; }, 10)) << "no conversion output";
+  Stop();
+  EXPECT_TRUE(Until([&] { return children().empty(); }, 5)) << "a child outlived the Panel";
+
+  fs::create_directories(program / "Game" / ".link-AB12CD");
+  std::ofstream(program / "Game" / ".link-AB12CD" / "game") << "FWS";
+  age();
+  Start();
+  Ask("http://tube.test/Late/Show/list/0", 20210);
+  ASSERT_TRUE(Reply("Save video to", (video / "Video.avi").string()));
+  EXPECT_TRUE(Until(
+      [&] {
+        std::vector<std::string> running = leftovers();
+        return running.size() == 1 && running[0].rfind("cv1-1.", 0) == 0;
+      },
+      30))
+      << "not only the running download: " << ::testing::PrintToString(leftovers());
+  Stop();
+
+  age();
+  Start();
+  EXPECT_TRUE(Until([&] { return leftovers().empty(); }, 10))
+      << ::testing::PrintToString(leftovers());
+  bool source = false;
+  for (const auto& e : fs::directory_iterator(video)) {
+    std::string name = e.path().filename().string();
+    source = source || (name.size() > 2 && name.compare(name.size() - 2, 2, "~1") == 0);
+  }
+  EXPECT_TRUE(source) << "the source stays for the next run";
+}
+
+// Pages shaped like today's sites, their videos fetched and merged by the
+// real resolver: a progressive file, HLS and DASH with separate audio, as MP4
+// in a folder and as 3GP on the phone, whose download asks for the small
+// rendition.
+TEST_F(Road, StreamsOfTodaysSites) {
+  ASSERT_TRUE(MakeSiteStreams(web.Site("tube.test"), 2));
+  ASSERT_TRUE(IniWrite((program / "Define.ini").c_str(), "Video", "Resolver", "yt-dlp"));
+  web.Put("tube.test", "/Show/Show/sortlink.htm",
+          "[Sorted]\n1=http://tube.test/v/p\n2=http://tube.test/v/h\n3=http://tube.test/v/d\n"
+          "[Title]\n1=Progress 1/3\n2=Segments\n3=Separate\n");
+  for (const char* id : {"p", "h", "d"})
+    web.Answer("tube.test", std::string("/watch?v=") + id + "&fmt=18",
+               {std::string("file=") +
+                (id[0] == 'p'   ? "prog"
+                 : id[0] == 'h' ? "hls"
+                                : "dash") +
+                ".html"});
+  fs::path card = root / "card";
+  struct Target {
+    fs::path folder;
+    const char *typed, *ending, *video;
+    int width, height, zone;
+  };
+  const Target targets[] = {{out / "streams", "Video.mp4", ".mp4", "h264", 320, 240, 20210},
+                            {card / "Video", "Video.3gp", ".3gp", "h263", 176, 144, 20220}};
+  for (const Target& t : targets) {
+    fs::create_directories(t.folder);
+    if (t.zone == 20220) {
+      for (const char* sub : {"System", "Music"})
+        fs::create_directories(card / sub);
+      std::ofstream(root / "system" / "drives.ini")
+          << "[Drives]\nC=/\nD=" << card.string() << ",removable\n";
+    }
+    Start();
+    Ask("http://tube.test/Show/list/0", t.zone);
+    ASSERT_TRUE(Reply("Save video to", (t.folder / t.typed).string()));
+    for (const char* stem : {"Progress0000~1", "Segments0000~2", "Separate0000~3"}) {
+      fs::path result = t.folder / (stem + std::string(t.ending));
+      ASSERT_TRUE(Await(result)) << result;
+      Probe p = ProbeFile(result.string());
+      double seconds = ProbeSeconds(result.string());
+      EXPECT_TRUE(p.video == t.video && !p.audio.empty() && p.width == t.width &&
+                  p.height == t.height && seconds > 1.8 && seconds < 2.3)
+          << result << ": " << p.video << " " << p.audio << " " << p.width << "x" << p.height << " "
+          << seconds << " s";
+    }
+  }
+  // The folder took the largest rendition, the phone the smallest of at
+  // least 176x144; none took the one below it.
+  for (const char* first : {"/hls/v1_000.ts", "/hls/v2_000.ts", "/dash/chunk-stream1-00001.m4s",
+                            "/dash/chunk-stream2-00001.m4s"})
+    EXPECT_EQ(web.Count("tube.test", first), 1) << first;
+  EXPECT_EQ(web.Count("tube.test", "/hls/v0_000.ts") +
+                web.Count("tube.test", "/dash/chunk-stream0-00001.m4s"),
+            0);
+}
+
 } // namespace
