@@ -201,11 +201,7 @@ std::vector<DriveEntry>
 DriveTableFromMounts(const std::string& mountsText, bool (*removableDevice)(const std::string&),
                      std::vector<std::string> (*storages)(const std::string&, const std::string&)) {
   std::vector<DriveEntry> table;
-  DriveEntry c;
-  c.letter = 'C';
-  c.root = "/";
-  c.type = DriveFixed;
-  table.push_back(c);
+  table.push_back(DriveEntry{'C', "/", DriveFixed});
   char next = 'D';
   std::stringstream lines(mountsText);
   std::string line;

@@ -4,8 +4,6 @@
 #   address   AddressSanitizer with UndefinedBehaviorSanitizer
 #   undefined UndefinedBehaviorSanitizer alone
 #   thread    ThreadSanitizer
-# Warnings don't stop this build: GCC warns falsely under the sanitizers, and
-# the plain build (tools/test.sh) holds the no-warning rule.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,7 +17,7 @@ case "$kind" in
 esac
 
 dir=build/san-$kind
-cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_WERROR=OFF \
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_WERROR=ON \
   -DSKERRY_SANITIZE="$flags" -DSKERRY_BENCH=OFF >/dev/null
 jobs=${SKERRY_JOBS:-2}
 if [ -n "$pattern" ]; then

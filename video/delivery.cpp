@@ -43,7 +43,10 @@ std::string ArchiveFile() {
 
 std::string ArchiveSection(const std::string& listUrl, const std::string& target,
                            std::uint32_t format) {
-  std::string section = "L" + Hash(listUrl + '\n' + target + '\n' + std::to_string(format));
+  // Appended, not prefixed: GCC's Release build warns (falsely) about a prefix
+  // copied into a temporary string.
+  std::string section = "L";
+  section += Hash(listUrl + '\n' + target + '\n' + std::to_string(format));
   std::string file = ArchiveFile();
   if (!IniHasSection(file.c_str(), section.c_str())) {
     IniWrite(file.c_str(), section.c_str(), "List", listUrl.c_str());
@@ -53,7 +56,8 @@ std::string ArchiveSection(const std::string& listUrl, const std::string& target
 }
 
 std::string ArchiveKey(const std::string& link) {
-  return "E" + Hash(link);
+  std::string key = "E";
+  return key += Hash(link);
 }
 
 bool ArchivedAndThere(const std::string& section, const std::string& key) {
