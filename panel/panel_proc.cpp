@@ -1,5 +1,5 @@
 // The Panel's dialog procedure: one switch that hands each message of the
-// Panel to the Part that owns it. Start-up (WM_INITDIALOG), the face (paint,
+// Panel to the piece that owns it. Start-up (WM_INITDIALOG), the face (paint,
 // mouse, timers), the dispatcher (1033, button-up, WM_COMMAND), the Panes
 // (1034, 1044-1054) and the tray (1125). Runs on the GUI thread only.
 #include "panel/dispatcher.h"
