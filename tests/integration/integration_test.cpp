@@ -187,7 +187,8 @@ TEST_F(Program, RepeatedCommandsAskOnce) {
   if (display)
     platform = "xcb";
   fs::create_directories(root / "cache" / "skerry" / "Cache");
-  std::ofstream(root / "cache" / "skerry" / "Cache" / "found.swf") << std::string(600 << 10, 0);
+  std::ofstream(root / "cache" / "skerry" / "Cache" / "found.swf")
+      << "CWS" << std::string(600 << 10, 0);
   pid_t panel = Start();
   CarrierConnection client;
   ASSERT_TRUE(Connect(&client));
