@@ -6,10 +6,8 @@
 // alternating; the best time of each counts. Prints road / ffmpeg in wall
 // time (target: below 1.15) and the same ratio in processor time (this
 // process and its children), which a loaded machine disturbs less.
-#include <spawn.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,10 +18,9 @@
 #include <string>
 #include <thread>
 
+#include "bench/bench_fixture.h"
 #include "video/convert.h"
 #include "video/video_jobs.h"
-
-extern char** environ;
 
 namespace {
 
@@ -34,19 +31,6 @@ namespace fs = std::filesystem;
 // runs, the job paces itself as in the program (no hook installed).
 void QuickSleep(unsigned) {
   std::this_thread::sleep_for(std::chrono::milliseconds(1));
-}
-
-bool Run(const std::vector<std::string>& args) {
-  std::vector<char*> argv;
-  for (const std::string& a : args)
-    argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-    return false;
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 double Seconds(Clock::duration d) {
@@ -72,7 +56,7 @@ double Alone(const std::string& clip, const std::string& out, double* cpu) {
   std::vector<std::string> args = {"ffmpeg", "-nostdin", "-loglevel", "error"};
   for (const std::string& a : ConversionArguments(27, clip, out, FfmpegBuild(FfmpegPath())))
     args.push_back(a);
-  if (!Run(args))
+  if (!RunTool(args))
     std::fprintf(stderr, "ffmpeg alone failed\n");
   double took = Seconds(Clock::now() - t0);
   *cpu = CpuSeconds() - c0;
@@ -114,30 +98,30 @@ int main() {
   char pattern[] = "/tmp/skerry-bench-XXXXXX";
   fs::path root = mkdtemp(pattern);
   std::string clip = (root / "clip.flv").string();
-  if (!Run({"ffmpeg",
-            "-nostdin",
-            "-loglevel",
-            "error",
-            "-y",
-            "-f",
-            "lavfi",
-            "-i",
-            "testsrc2=size=640x360:rate=25,noise=alls=20:allf=t",
-            "-f",
-            "lavfi",
-            "-i",
-            "sine=frequency=440",
-            "-t",
-            "30",
-            "-c:v",
-            "flv1",
-            "-b:v",
-            "1M",
-            "-c:a",
-            "mp3",
-            "-ar",
-            "22050",
-            clip})) {
+  if (!RunTool({"ffmpeg",
+                "-nostdin",
+                "-loglevel",
+                "error",
+                "-y",
+                "-f",
+                "lavfi",
+                "-i",
+                "testsrc2=size=640x360:rate=25,noise=alls=20:allf=t",
+                "-f",
+                "lavfi",
+                "-i",
+                "sine=frequency=440",
+                "-t",
+                "30",
+                "-c:v",
+                "flv1",
+                "-b:v",
+                "1M",
+                "-c:a",
+                "mp3",
+                "-ar",
+                "22050",
+                clip})) {
     std::fprintf(stderr, "could not make the clip\n");
     return 1;
   }

@@ -16,6 +16,7 @@
 #include <iterator>
 #include <string>
 
+#include "bench/bench_fixture.h"
 #include "bench/loopback_server.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
@@ -45,13 +46,7 @@ void FillCache(const std::filesystem::path& cache) {
 
 int main() {
   namespace fs = std::filesystem;
-  char pattern[] = "/tmp/skerry-bench-XXXXXX";
-  fs::path root = mkdtemp(pattern);
-  fs::create_directories(root / "program" / "Web");
-  std::ofstream(root / "program" / "Define.ini") << "[Video]\nResolver=\n";
-  SetModulePathForTests((root / "program" / "skerry").string());
-  setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
-  HeadlessInstall();
+  fs::path root = BenchProgram("[Video]\nResolver=\n");
 
   std::string clipPath = (root / "clip.flv").string();
   std::string make = "ffmpeg -nostdin -loglevel error -y -f lavfi -i testsrc=size=160x120:rate=25 "

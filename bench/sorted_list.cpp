@@ -4,9 +4,7 @@
 // the same loopback server. Four videos of 64 MB; each side runs three
 // times, alternating, and the best time of each counts. Prints the ratio
 // curl time / our time: 1.0 is as fast as curl (target: at least 0.9).
-#include <spawn.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstdio>
@@ -15,13 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_fixture.h"
 #include "bench/loopback_server.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
 #include "video/video_jobs.h"
-
-extern char** environ;
 
 namespace {
 
@@ -39,31 +36,14 @@ bool RunCurl(const std::vector<std::string>& urls, const std::string& folder) {
     words.push_back(folder + "/curl" + std::to_string(i) + ".flv");
     words.push_back(urls[i]);
   }
-  std::vector<char*> argv;
-  for (std::string& w : words)
-    argv.push_back(w.data());
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, "curl", nullptr, nullptr, argv.data(), environ) != 0)
-    return false;
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return RunTool(words);
 }
 
 } // namespace
 
 int main() {
   namespace fs = std::filesystem;
-  char pattern[] = "/tmp/skerry-bench-XXXXXX";
-  fs::path root = mkdtemp(pattern);
-  fs::create_directories(root / "program" / "Video");
-  fs::create_directories(root / "program" / "Web");
-  std::ofstream(root / "program" / "Define.ini") << "[Video]\nResolver=\n";
-  SetModulePathForTests((root / "program" / "skerry").string());
-  setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
-  setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
-  HeadlessInstall();
+  fs::path root = BenchProgram("[Video]\nResolver=\n");
 
   ScriptServer server;
   std::string host;

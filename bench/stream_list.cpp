@@ -5,9 +5,7 @@
 // pages of one 40 s 720p stream; each side runs twice, alternating, and the
 // best time of each counts. Prints the ratio our time / yt-dlp time (target:
 // below 1.15), and beside it the time of one yt-dlp run for all pages.
-#include <spawn.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstdio>
@@ -17,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/bench_fixture.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
@@ -29,19 +28,6 @@ constexpr int Pages = 2;
 
 double Seconds(std::chrono::steady_clock::duration d) {
   return std::chrono::duration<double>(d).count();
-}
-
-bool Run(std::vector<std::string> words) {
-  std::vector<char*> argv;
-  for (std::string& w : words)
-    argv.push_back(w.data());
-  argv.push_back(nullptr);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-    return false;
-  int status = 0;
-  waitpid(pid, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 // yt-dlp with the options the road gives it for a folder format.
@@ -61,7 +47,7 @@ bool YtDlp(const std::vector<std::string>& pages, const std::string& folder) {
                                     "--no-playlist"};
   words.push_back("--");
   words.insert(words.end(), pages.begin(), pages.end());
-  return Run(words);
+  return RunTool(words);
 }
 
 int CountVideos(const std::filesystem::path& folder) {
@@ -75,15 +61,8 @@ int CountVideos(const std::filesystem::path& folder) {
 
 int main() {
   namespace fs = std::filesystem;
-  char pattern[] = "/tmp/skerry-bench-XXXXXX";
-  fs::path root = mkdtemp(pattern);
-  fs::create_directories(root / "program" / "Web");
-  std::ofstream(root / "program" / "Define.ini") << "[Video]\nResolver=yt-dlp --no-warnings\n";
-  SetModulePathForTests((root / "program" / "skerry").string());
-  setenv("SKERRY_SYSTEM_DIR", (root / "system").c_str(), 1);
-  setenv("XDG_CACHE_HOME", (root / "cache").c_str(), 1);
+  fs::path root = BenchProgram("[Video]\nResolver=yt-dlp --no-warnings\n");
   setenv("SKERRY_SOURCE_DIR", SKERRY_SOURCE_DIR, 0); // where the test web's server lies
-  HeadlessInstall();
 
   TestWeb web(root / "web");
   fs::path site = web.Site("127.0.0.1");
