@@ -40,10 +40,6 @@ const char GameSaveFilter[] = "Game Files (*.swf;*.htm)\0*.swf;*.htm\0All Files 
 // The first four bytes of a compressed Flash file of version 10.
 constexpr unsigned char Signature[4] = {0x43, 0x57, 0x53, 0x0A};
 
-bool IsLink(const std::string& text) {
-  return text.rfind("http://", 0) == 0 || text.rfind("https://", 0) == 0;
-}
-
 std::string Beside(const char* name) {
   char path[PathSize];
   ModuleFilePath(0, path, name);
@@ -141,7 +137,7 @@ int WatchClipboard(char* text) {
       clip.find_first_of(std::string("\r\n\0", 3)) != std::string::npos)
     return 0;
   PanelState& p = Panel();
-  if (clip == p.LastClipboardText || !IsLink(clip))
+  if (clip == p.LastClipboardText || WebSchemeLength(clip.c_str()) == 0)
     return 0;
   std::memcpy(text, clip.c_str(), clip.size() + 1);
   p.LastClipboardText = clip;

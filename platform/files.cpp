@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -237,6 +238,24 @@ int RemoveStaleEntries(const std::string& folder, const char* pattern,
     close(fd);
   }
   return removed;
+}
+
+std::string FirstBytes(const std::string& path, std::size_t count) {
+  std::string bytes(count, '\0');
+  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0)
+    return std::string();
+  ssize_t got = read(fd, bytes.data(), count);
+  close(fd);
+  bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  return bytes;
+}
+
+long long FreeBytes(const std::string& folder) {
+  struct statvfs fs {};
+  if (statvfs(folder.c_str(), &fs) != 0)
+    return -1;
+  return static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
 }
 
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes) {

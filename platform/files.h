@@ -103,6 +103,14 @@ void RemoveStaleTemporaries(const std::string& path);
 int RemoveStaleEntries(const std::string& folder, const char* pattern,
                        const std::function<bool(const FileEntry&)>& admits = {});
 
+// The first count bytes of path (fewer for a shorter file; empty when it
+// can't be read).
+std::string FirstBytes(const std::string& path, std::size_t count);
+
+// Bytes an unprivileged writer may still put on folder's file system, or -1
+// when it can't be asked.
+long long FreeBytes(const std::string& folder);
+
 // Reads up to maxBytes of path into out. Result: false when the file can't
 // be opened or is longer than maxBytes (out is then empty).
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes);

@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,10 +18,12 @@
 #include <cstring>
 #include <vector>
 
+#include "platform/files.h"
 #include "platform/hosts.h"
 #include "platform/process.h"
 #include "shell/module_path.h"
 #include "shell/settings.h"
+#include "web/url_text.h"
 
 namespace {
 
@@ -117,10 +118,8 @@ std::string OutOfRoom(const std::string& tempPath, long long maxBytes, long long
       written += st.st_size;
   if (maxBytes > 0 && written > maxBytes)
     return "larger than " + std::to_string(maxBytes >> 20) + " MB";
-  struct statvfs fs {};
-  std::string folder = tempPath.substr(0, tempPath.rfind('/'));
-  if (reserveBytes > 0 && statvfs(folder.c_str(), &fs) == 0 &&
-      static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize) < reserveBytes) {
+  long long free = FreeBytes(tempPath.substr(0, tempPath.rfind('/')));
+  if (reserveBytes > 0 && free >= 0 && free < reserveBytes) {
     belowReserve = true;
     return "less than " + std::to_string(reserveBytes >> 20) + " MB free";
   }
@@ -147,8 +146,6 @@ int ResolverShare(const std::string& line) {
   return static_cast<int>(share);
 }
 
-namespace {
-
 std::vector<std::string> ResolverWords() {
   char define[260] = "";
   ModuleFilePath(0, define, "Define.ini");
@@ -157,7 +154,13 @@ std::vector<std::string> ResolverWords() {
   return Words(command);
 }
 
-} // namespace
+int ResolverSeconds() {
+  char define[260] = "";
+  ModuleFilePath(0, define, "Define.ini");
+  char limit[ProfileValueSize] = "";
+  ProfileRead("Video", "ResolverTimeout", limit, define);
+  return std::atoi(limit) > 0 ? std::atoi(limit) : DefaultStallSeconds;
+}
 
 bool ResolverDownloads() {
   return IsDownloadCommand(ResolverWords());
@@ -171,12 +174,8 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
   if (!IsDownloadCommand(words))
     return result;
   result.used = true;
-  char define[260] = "";
-  ModuleFilePath(0, define, "Define.ini");
-  char limit[ProfileValueSize] = "";
-  ProfileRead("Video", "ResolverTimeout", limit, define);
-  int stallSeconds = std::atoi(limit) > 0 ? std::atoi(limit) : DefaultStallSeconds;
-  if (pageUrl.rfind("http://", 0) != 0 && pageUrl.rfind("https://", 0) != 0) {
+  int stallSeconds = ResolverSeconds();
+  if (WebSchemeLength(pageUrl.c_str()) == 0) {
     result.error = "no web address";
     return result;
   }

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 struct ResolverDownload {
   bool used = false; // the setting is a download command (else: an address printer, or none)
@@ -31,6 +32,13 @@ ResolverDownload DownloadWithResolver(const std::string& pageUrl, const std::str
 // The share done that one line of the resolver's report gives (" 42.5%"),
 // or -1.
 int ResolverShare(const std::string& line);
+
+// [Video] Resolver of Define.ini split at blanks: the program, then its words.
+std::vector<std::string> ResolverWords();
+
+// [Video] ResolverTimeout in seconds (default 60): for a download command the
+// time its report may stand still, for an address printer its whole run.
+int ResolverSeconds();
 
 // Whether [Video] Resolver is a download command (yt-dlp asked for no
 // address) rather than a printer of addresses.

@@ -11,7 +11,6 @@
 #include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -49,7 +48,6 @@ constexpr const char* MediaPatterns = "*.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,
 constexpr std::size_t WorkTextSize = 1024;
 constexpr std::size_t PathSize = 260;
 constexpr std::size_t NameMax = 255; // one name in a folder, in bytes
-constexpr int DefaultResolverSeconds = 60;
 constexpr long long DefaultMaxMediaBytes = 4LL << 30;
 constexpr long long DefaultReserveBytes = 256LL << 20;
 
@@ -90,7 +88,6 @@ void OnDownloadProgress(void* context, long long received, long long total) {
   share.line->Show(share.text + " " + std::to_string(percent) + "%");
 }
 
-std::string FirstBytes(const std::string& path, std::size_t count);
 const char* OwnEnding(const std::string& head);
 
 // A [Video] size setting of Define.ini in bytes, fallback when not set.
@@ -110,11 +107,8 @@ long long MediaReserveBytes() {
 
 // Whether the file system of folder has room for the reserve.
 bool FolderKeepsReserve(const std::string& folder) {
-  struct statvfs fs {};
-  if (statvfs(folder.c_str(), &fs) != 0)
-    return true; // a folder that can't be asked is left to the write to fail
-  long long free = static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
-  return free >= MediaReserveBytes();
+  long long free = FreeBytes(folder);
+  return free < 0 || free >= MediaReserveBytes(); // unknown: left to the write to fail
 }
 
 // The media at url into path: at most [Video] MaxBytes, stopped at the free
@@ -157,10 +151,6 @@ void DecodeMarkedAddress(const char* work, char* out) {
     return;
   DecodePercent(work + 5, once);
   DecodePercent(once, out);
-}
-
-bool IsWebAddress(const std::string& text) {
-  return text.rfind("http://", 0) == 0 || text.rfind("https://", 0) == 0;
 }
 
 // A text cut to at most size bytes without splitting a UTF-8 character.
@@ -237,17 +227,6 @@ bool PlaceWhole(const std::string& source, const std::string& target) {
     return false;
   unlink(source.c_str());
   return true;
-}
-
-std::string FirstBytes(const std::string& path, std::size_t count) {
-  std::string bytes(count, '\0');
-  int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0)
-    return std::string();
-  ssize_t got = read(fd, bytes.data(), count);
-  close(fd);
-  bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-  return bytes;
 }
 
 // The ending that names the container a file's first bytes show.
@@ -336,32 +315,17 @@ void CleanVideoTitle(char* title) {
 }
 
 std::string ResolveVideoAddress(const char* pageUrl) {
-  char path[PathSize] = "";
-  ModuleFilePath(0, path, "Define.ini");
-  char command[ProfileValueSize] = "";
-  ProfileRead("Video", "Resolver", command, path);
-  char limit[ProfileValueSize] = "";
-  ProfileRead("Video", "ResolverTimeout", limit, path);
-  int seconds = std::atoi(limit) > 0 ? std::atoi(limit) : DefaultResolverSeconds;
-
+  int seconds = ResolverSeconds();
   ProcessRequest request;
-  for (const char* p = command; *p != '\0';) {
-    while (*p == ' ' || *p == '\t')
-      ++p;
-    const char* start = p;
-    while (*p != '\0' && *p != ' ' && *p != '\t')
-      ++p;
-    if (p == start)
-      break;
-    if (request.program.empty())
-      request.program.assign(start, p);
-    else
-      request.arguments.emplace_back(start, p);
+  std::vector<std::string> words = ResolverWords();
+  if (!words.empty()) {
+    request.program = words[0];
+    request.arguments.assign(words.begin() + 1, words.end());
   }
   // The page address comes from the list: it reaches the resolver only as a
   // web address and only behind the end of its options, so an entry can
   // never be read as an option of it.
-  if (request.program.empty() || pageUrl == nullptr || !IsWebAddress(pageUrl))
+  if (request.program.empty() || pageUrl == nullptr || WebSchemeLength(pageUrl) == 0)
     return std::string();
   request.arguments.emplace_back("--");
   request.arguments.emplace_back(pageUrl);
@@ -416,7 +380,7 @@ std::string ResolveVideoAddress(const char* pageUrl) {
   std::string line = printed.substr(0, printed.find('\n'));
   if (!line.empty() && line.back() == '\r')
     line.pop_back();
-  if (!IsWebAddress(line) || line.size() >= ListTextSize)
+  if (WebSchemeLength(line.c_str()) == 0 || line.size() >= ListTextSize)
     return std::string();
   return line;
 }
@@ -530,7 +494,7 @@ int DownloadSortedList(std::uint32_t slot) {
     const char* cut = nullptr;
     for (const char* p = std::strstr(link, "/v/"); p != nullptr; p = std::strstr(p + 1, "/v/"))
       cut = p;
-    if (cut != nullptr && IsWebAddress(link)) {
+    if (cut != nullptr && WebSchemeLength(link) != 0) {
       std::string site(link, static_cast<std::size_t>(cut - link));
       std::snprintf(page, sizeof page, format == 0 ? "%s/watch?v=%s" : "%s/watch?v=%s&fmt=18",
                     site.c_str(), cut + 3);
