@@ -111,7 +111,10 @@ TEST(Harvest, OffersTheCachesOwnFilesNotLinksOutOfIt) {
   fs::create_symlink(root / "secret.swf", root / "Cache" / "ABCDEFGH" / "link[1].swf");
   HeadlessInstall();
   HeadlessScriptAnswers(std::vector<int>(8, IDNO));
-  EXPECT_EQ(HarvestCache((root / "Cache").c_str(), "*.swf"), 4) << "offered in passes 0-3";
+  // The passes that admit a fresh copy depend on where the clock stands in
+  // its slot; whichever they are, only the cache's own file is offered.
+  EXPECT_GE(HarvestCache((root / "Cache").c_str(), "*.swf"), 1);
+  ASSERT_FALSE(HeadlessBoxes().empty());
   for (const HeadlessBox& box : HeadlessBoxes())
     EXPECT_NE(box.text.find("\"real[1].swf\""), std::string::npos) << box.text;
 
