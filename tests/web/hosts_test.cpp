@@ -42,16 +42,16 @@ class HostsTest : public testing::Test {
  protected:
   void SetUp() override { env = MakeWebEnv(); }
   void TearDown() override { DropWebEnv(env); }
-  void WriteTable(const std::string& text) {
-    fs::create_directories(env.root / "system");
-    WriteWhole((env.root / "system/hosts.ini").string(), text);
-  }
   WebEnv env;
 };
 
 TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
   HostEntry entry;
   EXPECT_FALSE(LookupHost("games.test", entry)) << "no file";
+  fs::create_directories(env.root / "system");
+  auto WriteTable = [&](const std::string& text) {
+    WriteWhole(env.File("system/hosts.ini"), text);
+  };
   WriteTable("");
   EXPECT_TRUE(ReadHostsTable().empty());
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -32,6 +33,16 @@ inline std::string ReadWhole(const std::string& path) {
 inline void WriteWhole(const std::string& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text;
+}
+
+// FetchToFile into file (FetchToFileUpTo when upTo), its console text swallowed.
+inline int FetchInto(const char* url, const std::string& file, std::uint64_t upTo = 0) {
+  char path[FetchPathSize];
+  std::snprintf(path, sizeof path, "%s", file.c_str());
+  testing::internal::CaptureStdout();
+  int result = upTo != 0 ? FetchToFileUpTo(url, path, upTo) : FetchToFile(url, path);
+  testing::internal::GetCapturedStdout();
+  return result;
 }
 
 inline WebEnv MakeWebEnv(const std::string& define = "") {
