@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <regex>
 
@@ -89,8 +88,7 @@ TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(rows[i].rules);
     std::string url = "http://dl.test/endless" + std::to_string(i) + ".swf";
-    std::ofstream(web.Site("dl.test") / ".answers", std::ios::app)
-        << "/endless" << i << ".swf\t" << rows[i].rules << "\tfile=big.swf\n";
+    web.Answer("dl.test", "/endless" + std::to_string(i) + ".swf", {rows[i].rules, "file=big.swf"});
     auto start = std::chrono::steady_clock::now();
     ExpectFailureLeavesTargets([&](const char* target) {
       return DownloadUrlToFile(url.c_str(), target, env.CacheFolder().c_str(), rows[i].options);

@@ -15,8 +15,6 @@
 #include "shell/module_path.h"
 #include "web/fetcher.h"
 
-inline void NoSleep(unsigned) {}
-
 struct WebEnv {
   std::filesystem::path root;
   std::filesystem::path program;
@@ -56,7 +54,7 @@ inline WebEnv MakeWebEnv(const std::string& define = "") {
   setenv("SKERRY_SYSTEM_DIR", (env.root / "system").c_str(), 1);
   setenv("XDG_CACHE_HOME", (env.root / "cache").c_str(), 1);
   setenv("RES_OPTIONS", "timeout:1 attempts:1", 1);
-  SetWebSleepForTests(NoSleep);
+  SetWebSleepForTests([](unsigned) {});
   return env;
 }
 
