@@ -70,12 +70,12 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   const std::string file = "script> & 'q' #1?%41 x=1.swf";
   const std::string game = AddFile("Game/" + folder + "/" + file);
   ASSERT_EQ(RebuildGame("*.swf"), 1);
-  std::string hostile = ReadText(GameMenu());
+  std::string hostile = ReadWhole(GameMenu());
   fs::remove_all(program + "/Game");
   AddFile("Game/plain/a.swf");
   ASSERT_EQ(RebuildGame("*.swf"), 1);
   EXPECT_FALSE(HasScript(hostile)) << hostile;
-  EXPECT_EQ(TagNames(hostile), TagNames(ReadText(GameMenu())));
+  EXPECT_EQ(TagNames(hostile), TagNames(ReadWhole(GameMenu())));
   std::string link = Unreference(Attribute(hostile, "href"));
   const std::string prefix = "http://skerry.local/ombrel/TodayAD.asp?data1=";
   ASSERT_EQ(link.compare(0, prefix.size(), prefix), 0) << link;
@@ -88,8 +88,8 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   // Videos: the menu cell leads to the page beside the file, and the page
   // shows the name as text and links the file, for each kind of page.
   const std::string videoFolder = "v\"<b>&'=";
-  WriteText(system + "/registry.ini",
-            "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n@=player\n");
+  WriteWhole(system + "/registry.ini",
+             "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n@=player\n");
   struct Row {
     const char* name;
     std::vector<std::string> tags; // of the page of an ordinary name
@@ -101,7 +101,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   for (const Row& row : rows)
     AddFile("Video/" + videoFolder + "/" + row.name);
   ASSERT_EQ(RebuildMedia("*.mpg,*.mov,*.flv"), 1);
-  std::string menu = ReadText(MediaMenu());
+  std::string menu = ReadWhole(MediaMenu());
   EXPECT_FALSE(HasScript(menu));
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name);
@@ -112,7 +112,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
     std::string href = Unreference(Attribute(menu, "href", menu.rfind("<td><a", cell)));
     EXPECT_EQ(href.find_first_of("#?\"<>'&"), std::string::npos) << href;
     EXPECT_EQ(PercentDecoded(href), "../Video/" + inside + ".htw");
-    std::string page = ReadText(program + "/Video/" + inside + ".htw");
+    std::string page = ReadWhole(program + "/Video/" + inside + ".htw");
     EXPECT_FALSE(HasScript(page));
     EXPECT_EQ(TagNames(page), row.tags) << page;
     if (std::string(row.name).find(".flv") != std::string::npos) {
@@ -131,7 +131,7 @@ TEST_F(HostileNames, MenusAndPlayerPagesHoldNoMarkupFromNames) {
   for (const char* name : {"a.mpg", "b.mov", "c.flv"})
     AddFile(std::string("Video/v/") + name);
   ASSERT_EQ(RebuildMedia("*.mpg,*.mov,*.flv"), 1);
-  EXPECT_EQ(TagNames(menu), TagNames(ReadText(MediaMenu())));
+  EXPECT_EQ(TagNames(menu), TagNames(ReadWhole(MediaMenu())));
 }
 
 // Names the index can't keep as they stand, and names that differ only by
@@ -146,7 +146,7 @@ TEST_F(HostileNames, EveryNameGetsANumberOfItsOwn) {
   std::sort(names.begin(), names.end());
   for (int round = 0; round < 2; ++round) {
     ASSERT_EQ(RebuildGame("*.swf"), 1);
-    std::vector<std::string> alts = Alts(ReadText(GameMenu()));
+    std::vector<std::string> alts = Alts(ReadWhole(GameMenu()));
     for (std::string& alt : alts)
       alt = Unreference(alt);
     std::sort(alts.begin(), alts.end());

@@ -18,7 +18,7 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
   ASSERT_TRUE(WriteFileAtomically(path, "one"));
   chmod(path.c_str(), 0640);
   ASSERT_TRUE(WriteFileAtomically(path, "two"));
-  EXPECT_EQ(ReadText(path), "two");
+  EXPECT_EQ(ReadWhole(path), "two");
   struct stat st {};
   ASSERT_EQ(stat(path.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -26,13 +26,13 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
   FileReplacement r;
   ASSERT_TRUE(BeginFileReplacement(path, r));
   AbandonFileReplacement(r);
-  EXPECT_EQ(ReadText(path), "two");
+  EXPECT_EQ(ReadWhole(path), "two");
   EXPECT_EQ(ListingOrder(program + "/Web"), std::vector<std::string>{"page.htm"});
   // Another writer's temporary file is left alone while it is young or held;
   // only one older than a minute that nobody holds is a killed writer's.
   ASSERT_TRUE(BeginFileReplacement(path, r));
   for (const char* name : {".page.htm.old000", ".page.htm.young0", ".PAGE.htm.other0"})
-    WriteText(program + "/Web/" + name, "x");
+    WriteWhole(program + "/Web/" + name, "x");
   timeval old[2] = {{time(nullptr) - 120, 0}, {time(nullptr) - 120, 0}};
   for (const std::string& f :
        {program + "/Web/.page.htm.old000", r.temp, program + "/Web/.PAGE.htm.other0"})
