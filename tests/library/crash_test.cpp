@@ -1,6 +1,5 @@
-// Rebuilds killed at random points: a child rebuilds both menus and is
-// killed with SIGKILL after a random delay, many times over; each index,
-// menu and player page must then be whole, the old one or the new one.
+// A child rebuilding both menus, killed at random points: each index, menu
+// and player page is then whole, the old one or the new one.
 #include "library_fixture.h"
 
 #include <signal.h>

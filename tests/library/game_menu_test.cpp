@@ -1,6 +1,4 @@
-// The game menu over real folders in a temporary program folder: the page
-// text, the numbering over rebuilds, what the walk enters, the gates of both
-// menus, the plug-ins and the limits.
+// The game menu over real folders, and the gates of both menus.
 #include "library_fixture.h"
 
 #include "library/game_index.h"
@@ -13,21 +11,18 @@ namespace {
 
 class GameMenuTest : public LibraryFolder {};
 
-// The page of no games and of eleven (a full first page, a second of one)
-// against golden pages, with the program folder written @P@ and the k-th
-// game of the walk named gk.swf, whatever order the folder lists in.
+// Golden pages for no games and eleven (a second page of one), the program
+// folder written @P@ and the k-th game of the walk gk.swf, whatever the order.
 TEST_F(GameMenuTest, PageTextForNoneAndElevenGames) {
   for (int games : {0, 11}) {
     SCOPED_TRACE(games);
     for (int i = 0; i < games; ++i)
-      AddFile("Game/g" + std::to_string(i) + ".swf");
+      AddFile("Game/f" + std::to_string(i) + ".swf");
     ASSERT_EQ(RebuildGame(), 1);
     std::vector<std::string> walk = ListingOrder(program + "/Game");
     std::string page = ReadWhole(GameMenu());
     for (std::size_t k = 0; k < walk.size(); ++k)
-      Replace(page, walk[k] + "\"", "\x01" + std::to_string(k) + "\"");
-    for (std::size_t k = 0; k < walk.size(); ++k)
-      Replace(page, "\x01" + std::to_string(k) + "\"", "g" + std::to_string(k) + ".swf\"");
+      Replace(page, walk[k] + "\"", "g" + std::to_string(k) + ".swf\"");
     Replace(page, program, "@P@");
     EXPECT_EQ(page, ReadWhole(std::string(SKERRY_TEST_DATA) + "/menu_" + std::to_string(games) +
                               "_games.htm"));
@@ -36,9 +31,8 @@ TEST_F(GameMenuTest, PageTextForNoneAndElevenGames) {
   }
 }
 
-// A known game keeps its number and a new one comes last; a gone one, a
-// broken index or a full one drops the index (that menu lists in walk
-// order, every game in it) and the next rebuild numbers from 1 again.
+// A known game keeps its number, a new one comes last; a gone game, a broken
+// or full index drops the index (walk order) and the next rebuild starts at 1.
 TEST_F(GameMenuTest, Numbering) {
   AddFile("Game/z/old1.swf");
   AddFile("Game/z/old2.swf");
@@ -77,24 +71,21 @@ TEST_F(GameMenuTest, Numbering) {
   }
 }
 
-// Patterns ignore case, two matching one file give one cell, hidden
-// folders, folders named like games, a link loop and over-long paths are
-// passed by, a folder's own files come before its subfolders; links go to
-// the host that Define.ini names.
+// Patterns ignore case and give one cell a file; hidden folders, folders named
+// like games, a link loop and over-long paths are passed by.
 TEST_F(GameMenuTest, WhatTheWalkEntersAndTheLimits) {
   for (const char* f : {"a.swf", "B.SWF", "page.htm", "page.html", "readme.txt", "x.swf.txt",
                         ".hidden/h.swf", "sub.d/s.swf"})
     AddFile(std::string("Game/") + f);
   fs::create_directories(program + "/Game/dir.swf");
   ASSERT_EQ(symlink((program + "/Game").c_str(), (program + "/Game/loop").c_str()), 0);
-  // A game whose path passes 259 bytes is left out, and one whose link
-  // would pass 255.
+  // A path over 259 bytes, and one whose link would pass 255.
   AddFile("Game/" + std::string(120, 'd') + "/" + std::string(120, 'e') + ".swf");
   AddFile("Game/" + std::string(255 - 45 - program.size() - 5, 'l') + ".swf");
   WriteWhole(program + "/Define.ini", "[Library]\nGameHost=http://games.example:8080/\n");
   ASSERT_EQ(RebuildGame("*.swf,*.htm,*.html,a*"), 1);
   std::vector<std::string> alts = Alts(ReadWhole(GameMenu()));
-  EXPECT_EQ(alts.back(), "sub.d/s.swf");
+  EXPECT_EQ(alts.back(), "sub.d/s.swf"); // a folder's own files first
   std::sort(alts.begin(), alts.end());
   EXPECT_EQ(alts,
             (std::vector<std::string>{"B.SWF", "a.swf", "page.htm", "page.html", "sub.d/s.swf"}));
@@ -103,8 +94,7 @@ TEST_F(GameMenuTest, WhatTheWalkEntersAndTheLimits) {
                 .find("href=\"http://games.example:8080/ombrel/TodayAD.asp?data1=" + program +
                       "/Game/a.swf\""),
             std::string::npos);
-  // Pattern list and paths over the limit, a folder outside the program's:
-  // nothing is touched.
+  // Patterns or paths over the limit, a folder outside the program's: no change.
   WriteWhole(GameMenu(), "old page");
   EXPECT_EQ(RebuildGame(std::string(257, 'x') + ",*.swf"), 0);
   std::string longMenu = program + "/Web/" + std::string(260, 'm');
@@ -113,9 +103,8 @@ TEST_F(GameMenuTest, WhatTheWalkEntersAndTheLimits) {
   EXPECT_EQ(ReadWhole(GameMenu()), "old page");
 }
 
-// Both menus keep their old page on a medium that can't be written: the
-// game menu on any drive but a network one, the media menu on removable
-// ones only. Only the menu's own drive counts.
+// Both menus keep their old page on a medium that can't be written (the media
+// menu's only on removable ones); only the menu's own drive counts.
 TEST_F(GameMenuTest, GatesKeepTheOldPageOnProtectedMedia) {
   AddFile("Game/a.swf");
   AddFile("Video/a.wmv");

@@ -1,6 +1,4 @@
-// The media menu and the player pages over real folders: subfolder cells
-// and their pages, navigation naming the menu's own file, a renamed video,
-// and the page chosen per extension with and without the registry key.
+// The media menu and the player pages over real folders.
 #include "library_fixture.h"
 
 #include "library/media_index.h"
@@ -22,10 +20,8 @@ std::string Golden(const char* kind, const std::string& name, const std::string&
 class MediaMenuTest : public LibraryFolder {};
 
 TEST_F(MediaMenuTest, SubfolderCellsLinkToTheirPlayerPages) {
-  AddFile("Video/a.flv");
-  AddFile("Video/sub/b.mp4");
-  AddFile("Video/sub/deep/c.MP4");
-  AddFile("Video/notes.txt");
+  for (const char* f : {"a.flv", "sub/b.mp4", "sub/deep/c.MP4", "notes.txt"})
+    AddFile(std::string("Video/") + f);
   const char* const patterns = "*.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
   ASSERT_EQ(RebuildMedia(patterns), 1);
   std::string page = ReadWhole(MediaMenu());
