@@ -1,6 +1,5 @@
-// The cache harvest's pass table at its edges with the clock and the file
-// times given explicitly (local time is UTC here), and the purge of stale
-// copies. Offering and saving a file is the collect run's.
+// The cache harvest's pass table at its edges, its offer, and the purge of
+// stale copies. Saving a file is the collect run's.
 #include <gtest/gtest.h>
 
 #include <unistd.h>

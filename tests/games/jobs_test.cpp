@@ -1,6 +1,5 @@
 // The top-list and daily jobs on the headless backend against the test web,
-// for what the collect runs of the real program can't show: the prompts in
-// Chinese, the daily key walk, hostile lists and titles.
+// for what the collect runs of the real program can't show.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,17 +20,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
-LResult QuietPanel(Hwnd, unsigned, WParam, LParam) {
-  return 0;
-}
-
 class Jobs : public testing::Test {
  protected:
   void SetUp() override {
     env = MakeWebEnv("SearchHost=web.test\nClockHost=clock.test\n[Game]\n");
     HeadlessInstall();
     ResetPanelState(Panel());
-    panel = WinCreateWindow("#32770", "Tessel Skerry", QuietPanel);
+    panel = WinCreateWindow("#32770", "Tessel Skerry",
+                            [](Hwnd, unsigned, WParam, LParam) -> LResult { return 0; });
     Panel().PanelWindow = panel;
     web.Put("web.test", "/files/one.swf", "FWS\x08 one");
     web.Answer("clock.test", "*", {"status=400", "date=Sat, 15 Mar 2008 12:30:45 GMT"});
@@ -89,8 +85,7 @@ TEST_F(Jobs, TopListPromptsInChineseEndsAndHostileLists) {
 }
 
 TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
-  // The first top list waits at its start prompt; the second start finds it
-  // running and starts nothing. The same for the daily job.
+  // The first top list waits at its start prompt while the second start comes.
   WriteWhole((env.program / "top.ini").string(), "[List]\n");
   HeadlessScriptAnswers({IDNO});
   StartTopListJob(panel, "top.ini", Game().c_str());
@@ -105,9 +100,8 @@ TEST_F(Jobs, ASecondStartWhileOneRunsIsIgnored) {
   EXPECT_EQ(web.Count("web.test", "/none.htm"), 1);
 }
 
-// Fetched lists are data: a macro of the environment reaches no server, "@@"
-// is no line break and a control character no part of a game's name, and a
-// page is no Flash game.
+// Fetched lists are data: no macro reaches a server, "@@" is no line break, a
+// control character no part of a game's name, and a page no Flash game.
 TEST_F(Jobs, FetchedListsAreReadAsTheyStand) {
   setenv("SKERRY_TEST_SECRET", "hunter2-token", 1);
   web.Put("web.test", "/top.htm",

@@ -2,6 +2,7 @@
 #include "library_fixture.h"
 
 #include "library/game_index.h"
+#include "platform/drives.h"
 
 #include <sys/mount.h>
 
@@ -133,6 +134,14 @@ TEST_F(GameMenuTest, GatesKeepTheOldPageOnProtectedMedia) {
     EXPECT_EQ(ReadWhole(MediaMenu()) == "old page", row.media == 0);
     EXPECT_EQ(fs::exists(program + "/Video/a.wmv.htw"), row.media == 1);
   }
+  // In drives.ini a relative root is no drive, a path is only under a whole
+  // folder name, and the file replaces the whole table.
+  SetDrives("C=/\nD=relative,removable\nE=" + program + "/Web/,network\n");
+  EXPECT_EQ(DriveTypeOfLetter('d'), DriveNoRoot);
+  EXPECT_EQ(DriveTypeOfPath((program + "/Web/Menu1.htm").c_str()), DriveRemote);
+  EXPECT_EQ(DriveTypeOfPath((program + "/Webbed").c_str()), DriveFixed);
+  SetDrives("E=" + program + "\n");
+  EXPECT_EQ(DriveTypeOfPath("/etc/passwd"), DriveNoRoot);
   // A media menu that can't be made: no player page is written.
   SetDrives("C=/\n");
   unlink((program + "/Video/a.wmv.htw").c_str());

@@ -1,8 +1,7 @@
-// The pieces under the menus: whole-file replacement and its stale sweep, and
-// the drive table from drives.ini (from mounts: tests/video/phone_drive_test.cpp).
+// Whole-file replacement under the menus, and its stale sweep (the drive table
+// is tested with the gates, from mounts in tests/video/phone_drive_test.cpp).
 #include "library_fixture.h"
 
-#include "platform/drives.h"
 #include "platform/files.h"
 
 #include <sys/time.h>
@@ -45,17 +44,6 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
   std::sort(kept.begin(), kept.end());
   EXPECT_EQ(left, kept);
   EXPECT_TRUE(FinishFileReplacement(r, "three"));
-}
-
-TEST_F(Files, DrivesIni) {
-  // A relative root is no drive, a path only under a whole folder name, and
-  // drives.ini replaces the whole table.
-  SetDrives("C=/\nD=relative,removable\nE=" + program + "/Web/,network\n");
-  EXPECT_EQ(DriveTypeOfLetter('d'), DriveNoRoot);
-  EXPECT_EQ(DriveTypeOfPath((program + "/Web/Menu1.htm").c_str()), DriveRemote);
-  EXPECT_EQ(DriveTypeOfPath((program + "/Webbed").c_str()), DriveFixed);
-  SetDrives("E=" + program + "\n");
-  EXPECT_EQ(DriveTypeOfPath("/etc/passwd"), DriveNoRoot);
 }
 
 } // namespace
