@@ -6,13 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "games/cache_harvest.h"
 #include "games/daily.h"
 #include "games/list_jobs.h"
 #include "games/top_list.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
-#include "shell/startup.h"
 #include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 

@@ -8,19 +8,16 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
 
 namespace {
 
 // What a browser makes of a quoted attribute value or text.
 std::string Unreference(std::string text) {
-  for (const auto& [ref, c] : {std::pair<const char*, char>{"&lt;", '<'},
-                               {"&gt;", '>'},
-                               {"&quot;", '"'},
-                               {"&#39;", '\''},
-                               {"&amp;", '&'}})
-    for (std::size_t at = text.find(ref); at != std::string::npos; at = text.find(ref, at + 1))
-      text.replace(at, std::strlen(ref), 1, c);
+  Replace(text, "&lt;", "<");
+  Replace(text, "&gt;", ">");
+  Replace(text, "&quot;", "\"");
+  Replace(text, "&#39;", "'");
+  Replace(text, "&amp;", "&"); // last: "&amp;lt;" is "&lt;" as text
   return text;
 }
 
