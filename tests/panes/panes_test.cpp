@@ -38,7 +38,6 @@ class PanesTest : public ::testing::Test {
       std::ofstream(program + "/Web/" + page) << "<html></html>";
     SetModulePathForTests(program + "/skerry");
     setenv("XDG_RUNTIME_DIR", (root.path + "/run").c_str(), 1);
-    unsetenv("FAKE_PANE_HANDLE");
     NextLog();
     ResetPanelState(Panel());
     CarrierHandlers h{};
