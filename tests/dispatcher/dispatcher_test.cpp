@@ -83,6 +83,8 @@ class Dispatcher : public ::testing::Test {
     SetDispatcherServices(&recording);
     outside.clear();
     phoneDrive = harvestResult = 0;
+    HeadlessInstall();
+    ResetPanelState(Panel());
   }
 
   void NewPanel() {
@@ -105,8 +107,8 @@ class Dispatcher : public ::testing::Test {
     HeadlessSetPaneLive(pane, true);
   }
 
-  void Command(std::uint32_t code, LParam arg = 0) {
-    WinPostMessage(panel, MsgPanelCommand, code, arg);
+  void Command(std::uint32_t code, LParam arg = 0, unsigned message = MsgPanelCommand) {
+    WinPostMessage(panel, message, code, arg);
     HeadlessPump();
   }
 
@@ -320,10 +322,8 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
   Panel().Channel = ChannelClock;
   setenv("XDG_PICTURES_DIR", dir.c_str(), 1);
   HeadlessScriptAnswers({IDNO});
-  for (WParam id : {40002, 40003, 40001, 12345, 40004, 40005}) {
-    WinPostMessage(panel, WM_COMMAND, id, 0);
-    HeadlessPump();
-  }
+  for (std::uint32_t id : {40002, 40003, 40001, 12345, 40004, 40005})
+    Command(id, 0, WM_COMMAND);
   unsetenv("XDG_PICTURES_DIR");
   EXPECT_EQ(BoxTexts(), Lines{"Tessel @Vexan: Search a new game from internet ! Yes or no ?"});
   Lines expected{"gameMenu Menu1.htm Game *.swf,*.htm,*.html",
@@ -410,8 +410,6 @@ class Startup : public Dispatcher {
  protected:
   void SetUp() override {
     Prepare();
-    HeadlessInstall();
-    ResetPanelState(Panel());
     setenv("XDG_RUNTIME_DIR", (dir / "run").c_str(), 1);
     setenv("SKERRY_SYSTEM_DIR", (dir / "system").c_str(), 1);
     setenv("LC_ALL", "C", 1);
@@ -482,8 +480,7 @@ TEST_F(Startup, PanelStartsWithTheLowSkinAndLaunchesTheStartPage) {
   // The exit question: No changes nothing; Yes ends by the hidden window.
   for (auto [answer, command] : {std::pair(IDNO, 2), std::pair(IDYES, 214)}) {
     HeadlessScriptAnswers({answer});
-    WinPostMessage(panel, WM_COMMAND, command, 0);
-    HeadlessPump();
+    Command(command, 0, WM_COMMAND);
     ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
     EXPECT_EQ(info.dialogEnded, answer == IDYES);
     EXPECT_EQ(HeadlessQuitPending(), answer == IDYES);
