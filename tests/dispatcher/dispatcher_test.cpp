@@ -87,7 +87,8 @@ class Dispatcher : public ::testing::Test {
     ResetPanelState(Panel());
   }
 
-  void NewPanel() {
+  void NewPanel() { // a fresh Panel, nothing recorded yet
+    outside.clear();
     HeadlessInstall();
     ResetPanelState(Panel());
     panel = WinCreateWindow("#32770", "Tessel Skerry", PanelProc);
@@ -136,8 +137,6 @@ class Dispatcher : public ::testing::Test {
 };
 
 using Lines = std::vector<std::string>;
-const char* const VideoMenu =
-    "mediaMenu MenuVideo.htm Video *.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
 
 TEST_F(Dispatcher, ImageChannelTakesThePlayersOwnCodes) {
   Live(0, BasePane);
@@ -172,7 +171,6 @@ TEST_F(Dispatcher, CloseCurrentAsksOnTheGameChannel) {
     SCOPED_TRACE(row.address + " answered " + std::to_string(row.answers.back()));
     for (const fs::path& f : {game, monthly, outsider})
       std::ofstream(f) << "FWS";
-    outside.clear();
     NewPanel();
     Live(0, BasePane);
     Live(2, GamePane);
@@ -331,14 +329,13 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
                  "launch Home http://en.example/",
                  "launch Image " + dir.string(),
                  "launch Video Web\\MenuVideo.htm",
-                 VideoMenu};
+                 "mediaMenu MenuVideo.htm Video *.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb"};
   expected.insert(expected.end(), 5, "showPanel");
   std::sort(outside.begin(), outside.end());
   EXPECT_EQ(outside, expected);
   EXPECT_EQ(Panel().Channel.load(), ChannelImage);
 
   NewPanel();
-  outside.clear();
   Panel().Channel = ChannelClock;
   Command(20120);
   LanguageOffset = 1000;
@@ -356,7 +353,6 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
 
   Define("[MainWeb]\nStartEng=http://en.example/\n[Game]\nTop=\n"); // no top page
   NewPanel();
-  outside.clear();
   Command(20120, 2);
   EXPECT_EQ(outside, Lines{"launch Home http://en.example/"});
 }
