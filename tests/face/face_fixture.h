@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string>
 
@@ -11,32 +10,94 @@
 
 #include "panel/panel_state.h"
 #include "platform/bitmap.h"
+#include "platform/headless/headless.h"
+#include "platform/tooltips.h"
 #include "platform/win.h"
+#include "shell/module_path.h"
+#include "tests/settings/temp_folder.h"
+
+inline std::string CommittedSkin(const std::string& name) {
+  return std::string(SKERRY_SOURCE_DIR) + "/resources/program/" + name;
+}
 
 class FaceTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
-  std::string Beside(const std::string& name) const { return (folder / name).string(); }
-  void CopySkin(const std::string& committed, const std::string& name) const;
+  void SetUp() override {
+    SetModulePathForTests(Beside("skerry"));
+    HeadlessInstall();
+    HeadlessSetScreen(1280, 800);
+    HeadlessSetDisplayBits(24);
+    TooltipResetAll();
+    ResetPanelState(Panel());
+    window = WinCreateWindow("#32770", "Tessel Skerry",
+                             [](Hwnd, unsigned, WParam, LParam) -> LResult { return 0; });
+    WinSetWindowPos(window, HWND_TOP, 100, 100, 350, 593, SWP_NOZORDER);
+    Panel().PanelWindow = window;
+    LanguageOffset = 0;
+  }
+  void TearDown() override {
+    ResetPanelState(Panel());
+    LanguageOffset = 0;
+    SetModulePathForTests("");
+  }
+  std::string Beside(const std::string& name) const { return folder / name; }
+  void CopySkin(const std::string& committed, const std::string& name) const {
+    std::filesystem::copy_file(CommittedSkin(committed), Beside(name),
+                               std::filesystem::copy_options::overwrite_existing);
+  }
 
-  std::filesystem::path folder;
+  TempFolder folder{"skerry-face"};
   Hwnd window = 0;
 };
 
 // A picture whose pixel (x, y), top-down, is colour(x, y) as 0xRRGGBB.
-Bitmap MakePicture(int width, int height, int bits,
-                   const std::function<std::uint32_t(int, int)>& colour);
+inline Bitmap MakePicture(int width, int height, int bits,
+                          const std::function<std::uint32_t(int, int)>& colour) {
+  Bitmap b;
+  b.Width = width;
+  b.Height = height;
+  b.BitsPerPixel = 24;
+  b.Bits.assign(std::size_t(b.RowLength()) * height, 0);
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      std::uint32_t c = colour(x, y);
+      std::uint8_t* p = b.Bits.data() + std::size_t(height - 1 - y) * b.RowLength() + 3 * x;
+      p[0] = std::uint8_t(c);
+      p[1] = std::uint8_t(c >> 8);
+      p[2] = std::uint8_t(c >> 16);
+    }
+  if (bits != 24)
+    ConvertBitmapDepth(&b, bits);
+  return b;
+}
+
 // A face lit as 0x100000 right of the rest face's 0x000010.
 inline Bitmap TwoFaces() {
   return MakePicture(699, 593, 24, [](int x, int) { return x < 351 ? 0x000010u : 0x100000u; });
 }
+
 // Pixel (x, y), top-down, as 0xRRGGBB (16-bit pixels widened).
-std::uint32_t PixelAt(const Bitmap& bitmap, int x, int y);
-std::string CommittedSkin(const std::string& name);
-std::string ReadAll(const std::string& path);
+inline std::uint32_t PixelAt(const Bitmap& bitmap, int x, int y) {
+  const std::uint8_t* p = bitmap.Bits.data() +
+                          std::size_t(bitmap.Height - 1 - y) * bitmap.RowLength() +
+                          std::size_t(x) * bitmap.BytesPerPixel();
+  if (bitmap.BitsPerPixel == 16) {
+    unsigned v = p[0] | (p[1] << 8);
+    unsigned r = (v >> 10) & 31, g = (v >> 5) & 31, b = v & 31;
+    return (((r << 3) | (r >> 2)) << 16) | (((g << 3) | (g >> 2)) << 8) | ((b << 3) | (b >> 2));
+  }
+  return (std::uint32_t(p[2]) << 16) | (std::uint32_t(p[1]) << 8) | p[0];
+}
+
 // A window's place as "left,top widthxheight".
-std::string Box(Hwnd window);
+inline std::string Box(Hwnd window) {
+  Rect r{};
+  if (!WinGetWindowRect(window, &r))
+    return "no window";
+  return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
+         std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
+}
+
 inline std::uint32_t At(const Canvas* c, int x, int y) {
   return c->pixels[y * c->width + x];
 }

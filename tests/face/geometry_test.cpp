@@ -6,7 +6,6 @@
 #include "face_fixture.h"
 #include "panel/geometry.h"
 #include "panel/skins.h"
-#include "platform/headless/headless.h"
 #include "platform/ini.h"
 #include "shell/tray.h"
 

@@ -5,7 +5,6 @@
 #include "panel/painting.h"
 #include "panel/timers.h"
 #include "panel/tips.h"
-#include "platform/headless/headless.h"
 #include "platform/tooltips.h"
 
 using Timers = FaceTest;
