@@ -3,7 +3,6 @@
 // server's request log. See tests/testweb/README.md.
 #pragma once
 
-#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
@@ -100,8 +99,7 @@ class TestWeb {
       std::ifstream in(portFile);
       if (in >> port_ && port_ > 0)
         return true;
-      int status = 0;
-      if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
         pid_ = -1;
         return false;
       }
@@ -114,8 +112,7 @@ class TestWeb {
   void Stop() {
     if (pid_ > 0) {
       kill(pid_, SIGTERM);
-      int status = 0;
-      waitpid(pid_, &status, 0);
+      waitpid(pid_, nullptr, 0);
     }
     pid_ = -1;
     port_ = 0;
@@ -176,15 +173,12 @@ class TestWeb {
     return text;
   }
 
+  // The environment's source folder, else the build's (every includer defines
+  // SKERRY_SOURCE_DIR; __FILE__ may be relative to a compiler's folder).
   static std::string ScriptPath() {
-    if (const char* source = getenv("SKERRY_SOURCE_DIR"); source != nullptr && *source != '\0')
-      return std::string(source) + "/tests/testweb/testweb.py";
-#ifdef SKERRY_SOURCE_DIR
-    // The build's own word: __FILE__ may be relative to a compiler's folder.
-    return std::string(SKERRY_SOURCE_DIR) + "/tests/testweb/testweb.py";
-#else
-    return (std::filesystem::path(__FILE__).parent_path() / "testweb.py").string();
-#endif
+    const char* source = getenv("SKERRY_SOURCE_DIR");
+    return std::string(source != nullptr && *source != '\0' ? source : SKERRY_SOURCE_DIR) +
+           "/tests/testweb/testweb.py";
   }
 
   std::filesystem::path root_;
