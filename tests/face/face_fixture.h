@@ -2,6 +2,7 @@
 // Panel window and a clean PanelState.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -25,7 +26,6 @@ class FaceTest : public ::testing::Test {
   void SetUp() override {
     SetModulePathForTests(Beside("skerry"));
     HeadlessInstall();
-    HeadlessSetScreen(1280, 800);
     HeadlessSetDisplayBits(24);
     TooltipResetAll();
     ResetPanelState(Panel());
@@ -76,17 +76,15 @@ inline Bitmap TwoFaces() {
   return MakePicture(699, 593, 24, [](int x, int) { return x < 351 ? 0x000010u : 0x100000u; });
 }
 
-// Pixel (x, y), top-down, as 0xRRGGBB (16-bit pixels widened).
+// Pixel (x, y), top-down: 0xRRGGBB, or the raw value of a 16-bit pixel.
 inline std::uint32_t PixelAt(const Bitmap& bitmap, int x, int y) {
   const std::uint8_t* p = bitmap.Bits.data() +
                           std::size_t(bitmap.Height - 1 - y) * bitmap.RowLength() +
                           std::size_t(x) * bitmap.BytesPerPixel();
-  if (bitmap.BitsPerPixel == 16) {
-    unsigned v = p[0] | (p[1] << 8);
-    unsigned r = (v >> 10) & 31, g = (v >> 5) & 31, b = v & 31;
-    return (((r << 3) | (r >> 2)) << 16) | (((g << 3) | (g >> 2)) << 8) | ((b << 3) | (b >> 2));
-  }
-  return (std::uint32_t(p[2]) << 16) | (std::uint32_t(p[1]) << 8) | p[0];
+  std::uint32_t value = 0;
+  for (int i = std::min(bitmap.BytesPerPixel(), 3) - 1; i >= 0; --i) // a fourth byte is unused
+    value = value << 8 | p[i];
+  return value;
 }
 
 // A window's place as "left,top widthxheight".

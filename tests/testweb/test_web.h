@@ -30,14 +30,10 @@ struct TestWebRequest {
 class TestWeb {
  public:
   // root: a folder for the server (made when missing); empty: a temporary one.
-  explicit TestWeb(std::filesystem::path root = {}) {
-    if (root.empty()) {
-      char pattern[] = "/tmp/skerry-testweb-XXXXXX";
+  explicit TestWeb(std::filesystem::path root = {}) : root_(root), ownRoot_(root.empty()) {
+    char pattern[] = "/tmp/skerry-testweb-XXXXXX";
+    if (ownRoot_)
       root_ = mkdtemp(pattern);
-      ownRoot_ = true;
-    } else {
-      root_ = root;
-    }
     std::filesystem::create_directories(root_ / "sites");
   }
   ~TestWeb() {
