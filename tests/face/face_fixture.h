@@ -1,5 +1,5 @@
-// Face tests: a temporary program folder, the headless backend, an upright
-// Panel window and a clean PanelState.
+// Face tests: each starts in a temporary program folder on a fresh headless
+// backend with an upright Panel window and a clean PanelState.
 #pragma once
 
 #include <algorithm>
@@ -35,11 +35,6 @@ class FaceTest : public ::testing::Test {
     Panel().PanelWindow = window;
     LanguageOffset = 0;
   }
-  void TearDown() override {
-    ResetPanelState(Panel());
-    LanguageOffset = 0;
-    SetModulePathForTests("");
-  }
   std::string Beside(const std::string& name) const { return folder / name; }
   void CopySkin(const std::string& committed, const std::string& name) const {
     std::filesystem::copy_file(CommittedSkin(committed), Beside(name),
@@ -53,10 +48,7 @@ class FaceTest : public ::testing::Test {
 // A picture whose pixel (x, y), top-down, is colour(x, y) as 0xRRGGBB.
 inline Bitmap MakePicture(int width, int height, int bits,
                           const std::function<std::uint32_t(int, int)>& colour) {
-  Bitmap b;
-  b.Width = width;
-  b.Height = height;
-  b.BitsPerPixel = 24;
+  Bitmap b{width, height, 24, {}};
   b.Bits.assign(std::size_t(b.RowLength()) * height, 0);
   for (int y = 0; y < height; ++y)
     for (int x = 0; x < width; ++x) {

@@ -60,9 +60,8 @@ class TestWeb {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
 
-  // Adds a special answer for target (a path with or without a query, as sent
-  // or decoded; "*" for every path) made of the rules of README.md. The first
-  // line for a target wins.
+  // Appends README.md's rules for target (with or without a query, as sent or
+  // decoded; "*": every path) to host's answers; the first line for a target wins.
   void Answer(const std::string& host, const std::string& target,
               std::initializer_list<std::string> rules) {
     std::string line = target;
@@ -169,8 +168,7 @@ class TestWeb {
     return text;
   }
 
-  // The environment's source folder, else the build's (every includer defines
-  // SKERRY_SOURCE_DIR; __FILE__ may be relative to a compiler's folder).
+  // The environment's source folder, else the build's (every includer defines it).
   static std::string ScriptPath() {
     const char* source = getenv("SKERRY_SOURCE_DIR");
     return std::string(source != nullptr && *source != '\0' ? source : SKERRY_SOURCE_DIR) +
