@@ -1,7 +1,6 @@
 // Turning, loading and changing skins; the frame and the buttons rendered
 // into the headless canvas and compared with the skin pixel by pixel.
 #include <algorithm>
-#include <fstream>
 #include <vector>
 
 #include "face_fixture.h"
@@ -44,32 +43,25 @@ TEST_F(Skins, TurnBitmapTurnsClockwiseAndKeepsIconsUpright) {
   EXPECT_EQ(PixelAt(*odd, 499, 2), 2u);
 }
 
-TEST_F(Skins, LoadSkinTakesTheDisplayDepthAndRefusesBrokenFiles) {
-  CopySkin("@VEXANH.BMP", "@VEXANH.BMP");
-  HeadlessSetDisplayBits(16);
-  auto skin = LoadSkin(nullptr, Beside("@VEXANH.BMP").c_str());
-  ASSERT_TRUE(skin);
-  EXPECT_EQ(skin->BitsPerPixel, 16);
-  std::string whole = ReadBytes(Beside("@VEXANH.BMP"));
-  std::ofstream(Beside("cut.bmp"), std::ios::binary) << whole.substr(0, whole.size() / 2);
-  std::ofstream(Beside("junk.bmp"), std::ios::binary) << "BM not a picture";
-  for (const char* name : {"cut.bmp", "junk.bmp", "missing.bmp"})
-    EXPECT_FALSE(LoadSkin(nullptr, Beside(name).c_str())) << name;
-}
-
-TEST_F(Skins, ChangeSkinStepsBackwardsAndRefusesWrongFiles) {
+TEST_F(Skins, ChangeSkinStepsBackwardsInTheDisplayDepthAndRefusesWrongFiles) {
   Panel().SkinBitmap = std::make_unique<Bitmap>(TwoFaces());
   Bitmap* original = Panel().SkinBitmap.get();
   ChangeSkin(window); // no file matches: nothing but a repaint
   EXPECT_EQ(Panel().SkinBitmap.get(), original);
   EXPECT_FALSE(HeadlessCallsOf("invalidate", window).empty());
-  ASSERT_TRUE(SaveBitmapFile(Beside("@Vexanh.small.bmp"),
-                             MakePicture(350, 593, 24, [](int, int) { return 1u; })));
-  std::ofstream(Beside("@VEXANH.BMP"), std::ios::binary) << "the user's file";
-  ChangeSkin(window); // the wrong size: no copy, no change
-  EXPECT_EQ(Panel().SkinBitmap.get(), original);
-  EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), "the user's file");
-  std::filesystem::remove(Beside("@Vexanh.small.bmp"));
+  ASSERT_TRUE(
+      SaveBitmapFile(Beside("small.bmp"), MakePicture(350, 593, 24, [](int, int) { return 1u; })));
+  const std::string whole = ReadBytes(CommittedSkin("@VEXANH.BMP"));
+  WriteBytes(Beside("@VEXANH.BMP"), "the user's file");
+  for (const std::string& wrong : {ReadBytes(Beside("small.bmp")),
+                                   whole.substr(0, whole.size() / 2), std::string("BM junk")}) {
+    WriteBytes(Beside("@Vexanh.wrong.bmp"), wrong);
+    ChangeSkin(window); // the wrong size, cut or no picture: no copy, no change
+    EXPECT_EQ(Panel().SkinBitmap.get(), original);
+    EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), "the user's file");
+  }
+  std::filesystem::remove(Beside("@Vexanh.wrong.bmp"));
+  HeadlessSetDisplayBits(16); // a new skin takes the display's depth
 
   CopySkin("@Vexanh.Pearl.bmp", "@Vexanh.P.bmp");
   CopySkin("@Vexanh.Coral.bmp", "@Vexanh.Q.bmp");
@@ -86,6 +78,7 @@ TEST_F(Skins, ChangeSkinStepsBackwardsAndRefusesWrongFiles) {
   for (int press = 0; press < 4; ++press) {
     ChangeSkin(window);
     ASSERT_TRUE(Panel().SkinBitmap);
+    EXPECT_EQ(Panel().SkinBitmap->BitsPerPixel, 16);
     EXPECT_EQ(Panel().LastSkinName, order[2 - press % 3]);
     EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), ReadBytes(Beside(order[2 - press % 3])));
   }
