@@ -37,8 +37,7 @@ class FaceTest : public ::testing::Test {
   }
   std::string Beside(const std::string& name) const { return folder / name; }
   void CopySkin(const std::string& committed, const std::string& name) const {
-    std::filesystem::copy_file(CommittedSkin(committed), Beside(name),
-                               std::filesystem::copy_options::overwrite_existing);
+    WriteBytes(Beside(name), ReadBytes(CommittedSkin(committed)));
   }
 
   TempFolder folder{"skerry-face"};
@@ -51,13 +50,10 @@ inline Bitmap MakePicture(int width, int height, int bits,
   Bitmap b{width, height, 24, {}};
   b.Bits.assign(std::size_t(b.RowLength()) * height, 0);
   for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) {
-      std::uint32_t c = colour(x, y);
-      std::uint8_t* p = b.Bits.data() + std::size_t(height - 1 - y) * b.RowLength() + 3 * x;
-      p[0] = std::uint8_t(c);
-      p[1] = std::uint8_t(c >> 8);
-      p[2] = std::uint8_t(c >> 16);
-    }
+    for (int x = 0; x < width; ++x)
+      for (int k = 0; k < 3; ++k) // B, G, R
+        b.Bits[std::size_t(height - 1 - y) * b.RowLength() + 3 * x + k] =
+            std::uint8_t(colour(x, y) >> 8 * k);
   if (bits != 24)
     ConvertBitmapDepth(&b, bits);
   return b;
