@@ -88,7 +88,6 @@ TEST_F(Geometry, TrayIconClicksAndMenu) {
   TrayIcon(window, 2);
   EXPECT_EQ(HeadlessTrayIcons(), 0);
   WinShowWindow(window, SW_HIDE);
-  HeadlessClearCalls();
   TrayEvent(window, 2010, WM_LBUTTONDBLCLK);
   HeadlessWindow info;
   ASSERT_TRUE(HeadlessWindowInfo(window, &info));
