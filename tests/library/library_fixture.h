@@ -6,7 +6,7 @@
 #include "platform/ini.h"
 #include "tests/web/web_env.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <string>

@@ -6,8 +6,6 @@
 
 #include <sys/time.h>
 
-#include <algorithm>
-
 namespace {
 
 class Files : public LibraryFolder {};
@@ -37,12 +35,10 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
        {program + "/Web/.page.htm.old000", r.temp, program + "/Web/.PAGE.htm.other0"})
     ASSERT_EQ(utimes(f.c_str(), old), 0);
   RemoveStaleTemporaries(path);
-  std::vector<std::string> left = ListingOrder(program + "/Web"),
-                           kept = {".PAGE.htm.other0", r.temp.substr(r.temp.rfind('/') + 1),
-                                   ".page.htm.young0", "page.htm"};
-  std::sort(left.begin(), left.end());
-  std::sort(kept.begin(), kept.end());
-  EXPECT_EQ(left, kept);
+  EXPECT_THAT(ListingOrder(program + "/Web"),
+              testing::UnorderedElementsAre(".PAGE.htm.other0",
+                                            r.temp.substr(r.temp.rfind('/') + 1),
+                                            ".page.htm.young0", "page.htm"));
   EXPECT_TRUE(FinishFileReplacement(r, "three"));
 }
 
