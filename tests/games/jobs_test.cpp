@@ -122,10 +122,8 @@ TEST_F(Jobs, FetchedListsAreReadAsTheyStand) {
   EXPECT_EQ(web.Count("web.test", "/d/%SKERRY_TEST_SECRET%.swf"), 1);
   for (const TestWebRequest& request : web.Requests())
     EXPECT_EQ(request.target.find("hunter2"), std::string::npos) << request.target;
-  std::vector<std::string> names;
-  for (const auto& e : fs::directory_iterator(Game()))
-    names.push_back(e.path().filename().string());
-  EXPECT_EQ(names, std::vector<std::string>{"a@@b_[1m_.swf"});
+  EXPECT_THAT(std::vector<fs::directory_entry>(fs::directory_iterator(Game()), {}),
+              testing::ElementsAre(Game() / "a@@b_[1m_.swf"));
 }
 
 TEST_F(Jobs, ListTitlesNeverLeadOutsideTheirFolder) {
