@@ -52,8 +52,8 @@ class Road : public ::testing::Test {
     web.WriteHosts(root / "system", {"tube.test", "media.test"});
   }
 
-  // The Panel's children may still be writing as it dies: the folder goes
-  // here, where a failure is no exception.
+  // Removed here, errors ignored: the Panel's children may still write as it
+  // dies, and the runner's own removal would throw.
   void TearDown() override {
     std::error_code ignored;
     Stop(), fs::remove_all(root, ignored);
@@ -70,7 +70,7 @@ class Road : public ::testing::Test {
     CarrierDisconnect(&client);
     if (panel > 0)
       kill(panel, SIGKILL), waitpid(panel, nullptr, 0);
-    panel = -1, prog.started.clear(); // no pid kept that the system may give again
+    panel = -1, prog.started.clear(); // a reaped pid may be given again
   }
 
   // The video service's channel shows address, and the zone's command runs.
