@@ -2,8 +2,6 @@
 // stale copies. Saving a file is the collect run's.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
@@ -17,6 +15,7 @@
 #include "panel/panel_state.h"
 #include "platform/files.h"
 #include "platform/headless/headless.h"
+#include "tests/carrier/carrier_fixture.h"
 
 namespace fs = std::filesystem;
 
@@ -99,7 +98,8 @@ TEST(Harvest, PassTableAtItsEdges) {
 }
 
 TEST(Harvest, OffersTheCachesOwnFilesNotLinksOutOfIt) {
-  fs::path root = fs::temp_directory_path() / ("skerry-offer-" + std::to_string(getpid()));
+  TempFolder folder{"skerry-offer"};
+  fs::path root = folder.path;
   fs::create_directories(root / "Cache" / "ABCDEFGH");
   const std::string game = "CWS" + std::string(600 * 1024, 'x');
   std::ofstream(root / "Cache" / "ABCDEFGH" / "real[1].swf") << game;
@@ -132,12 +132,11 @@ TEST(Harvest, OffersTheCachesOwnFilesNotLinksOutOfIt) {
   EXPECT_TRUE(HeadlessBoxes().empty()) << "offered before the walk was handed back";
   EXPECT_EQ(HarvestCacheInTurn((root / "Cache").c_str(), "*.swf"), 4);
   Panel().PanelWindow = 0;
-  fs::remove_all(root);
 }
 
 TEST(PurgeCachedCopies, DeletesTheLinksBracketedCopiesOnly) {
-  fs::path cache = fs::temp_directory_path() / ("skerry-purge-" + std::to_string(getpid()));
-  fs::remove_all(cache);
+  TempFolder folder{"skerry-purge"};
+  fs::path cache = folder.path;
   for (const char* sub : {"AAAA0000", "BBBB1111", "BBBB1111/deep"})
     fs::create_directories(cache / sub);
   const char* files[] = {
@@ -156,7 +155,6 @@ TEST(PurgeCachedCopies, DeletesTheLinksBracketedCopiesOnly) {
   EXPECT_EQ(PurgeCachedCopies("http://web.test/", cache.c_str()), 1);
   EXPECT_EQ(PurgeCachedCopies("List.htm", cache.c_str()), 0);
   EXPECT_EQ(PurgeCachedCopies("http://web.test/List.htm", (cache / "none").c_str()), 0);
-  fs::remove_all(cache);
 }
 
 } // namespace
