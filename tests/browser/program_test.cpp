@@ -377,36 +377,31 @@ TEST(VideoPlayerProgram, FlvAndMp4PlayInTheirPlayerPages) {
         return true;
     return false;
   };
-  struct Row {
-    const char* folderPath; // inside the indexed folder Video
-    const char* file;
-    const char* codecs;
-    const char* shot;
-  } rows[] = {
-      {"old clip.flv", "old clip.flv", "-c:v flv1 -c:a mp3 -ar 22050", "video_player_flv.png"},
-      {"sub/new clip.mp4", "new clip.mp4", "-c:v libx264 -pix_fmt yuv420p -c:a aac",
-       "video_player_mp4.png"},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.file);
-    fs::path media = program.root / "Video" / row.folderPath;
+  // A path inside the indexed folder Video, its codecs.
+  const std::pair<const char*, const char*> rows[] = {
+      {"old clip.flv", "-c:v flv1 -c:a mp3 -ar 22050"},
+      {"sub/new clip.mp4", "-c:v libx264 -pix_fmt yuv420p -c:a aac"}};
+  for (auto [folderPath, codecs] : rows) {
+    SCOPED_TRACE(folderPath);
+    fs::path media = program.root / "Video" / folderPath;
     ASSERT_TRUE(MakeClip(media, "-f lavfi -i 'color=c=red:size=160x120:rate=25,hue=H=2*PI*t/20' "
                                 "-f lavfi -i sine=frequency=440 -t 20 " +
-                                    std::string(row.codecs)));
+                                    std::string(codecs)));
+    std::string shot = "video_player_" + media.extension().string().substr(1) + ".png";
     std::string page = media.string() + ".htw";
-    ASSERT_EQ(WritePlayerPage(page.c_str(), row.folderPath, row.file), 1);
+    ASSERT_EQ(WritePlayerPage(page.c_str(), folderPath, media.filename().c_str()), 1);
     pid_t pid = program.Start({page, "/h8"}, "player.log");
     ASSERT_GT(pid, 0);
     // The picture's box: below the name, inside the player. A loaded machine may take long to
     // start the engine and the stream.
     unsigned first = AwaitScreen(110, 160, 90, 60, 180s, picture);
     EXPECT_TRUE(picture(first)) << "no picture: " << Hex(first);
-    KeepShot(row.shot);
+    KeepShot(shot);
     unsigned later =
         AwaitScreen(110, 160, 90, 60, 90s, [&](unsigned c) { return picture(c) && far(c, first); });
     EXPECT_TRUE(picture(later) && far(first, later))
         << "the picture stood still: " << Hex(first) << " then " << Hex(later);
-    KeepShot(std::string("later_") + row.shot);
+    KeepShot("later_" + shot);
     Stop(pid);
   }
 }
