@@ -52,20 +52,20 @@ bool IsConversionOutput(const std::string& name) {
   return ending == ".3gp" || ending == ".avi" || ending == ".wmv" || ending == ".mpg";
 }
 
-bool IsFile(const FileEntry& e) {
-  return !e.isDirectory;
-}
-
 // ".<name>.<ending>.part": a copy to a card or folder still under way.
-bool IsCopyUnderWay(const FileEntry& e) {
+bool IsCopyUnderWay(const std::string& name) {
   static const char* const endings[] = {".3gp.part", ".avi.part", ".wmv.part", ".mpg.part",
                                         ".mp4.part"};
-  if (e.isDirectory || e.name.size() < 11)
+  if (name.size() < 11 || name[0] != '.')
     return false;
   for (const char* ending : endings)
-    if (e.name.compare(e.name.size() - std::strlen(ending), std::string::npos, ending) == 0)
+    if (name.compare(name.size() - std::strlen(ending), std::string::npos, ending) == 0)
       return true;
   return false;
+}
+
+bool StartsWith(const std::string& name, const char* head) {
+  return name.compare(0, std::strlen(head), head) == 0;
 }
 
 } // namespace
@@ -73,19 +73,15 @@ bool IsCopyUnderWay(const FileEntry& e) {
 int SweepRoadTemporaries(const std::string& folder, bool atStart) {
   if (folder.empty())
     return 0;
-  int removed = RemoveStaleEntries(
-      folder, "cv*", [](const FileEntry& e) { return IsFile(e) && IsHalfDownload(e.name); });
-  removed += RemoveStaleEntries(folder, ".skerry-part-*", IsFile);
-  removed += RemoveStaleEntries(folder, ".*.part", IsCopyUnderWay);
-  removed +=
-      RemoveStaleEntries(folder, ".link-*", [](const FileEntry& e) { return e.isDirectory; });
-  // ffmpeg holds no lock: only a start, when no conversion can run, takes
-  // its outputs.
-  if (atStart)
-    removed += RemoveStaleEntries(folder, "*~*-*.*", [](const FileEntry& e) {
-      return IsFile(e) && IsConversionOutput(e.name);
-    });
-  return removed;
+  // One listing serves every kind of leftover.
+  return RemoveStaleEntries(folder, "*", [atStart](const FileEntry& e) {
+    if (e.isDirectory)
+      return StartsWith(e.name, ".link-");
+    // ffmpeg holds no lock: only a start, when no conversion can run, takes
+    // its outputs.
+    return IsHalfDownload(e.name) || StartsWith(e.name, ".skerry-part-") ||
+           IsCopyUnderWay(e.name) || (atStart && IsConversionOutput(e.name));
+  });
 }
 
 void SweepRoadTemporariesAtStart() {

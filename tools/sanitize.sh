@@ -21,7 +21,7 @@ cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSKERRY_WERROR=
   -DSKERRY_SANITIZE="$flags" -DSKERRY_BENCH=OFF >/dev/null
 jobs=${SKERRY_JOBS:-2}
 if [ -n "$pattern" ]; then
-  # Only the test programs whose names match, e.g. "dispatcher|startup".
+  # Only the test programs whose names match, e.g. "dispatcher|carrier".
   targets=$(cmake --build "$dir" --target help | sed -n 's/^\(test_[A-Za-z0-9_]*\):.*/\1/p' |
     grep -E "$pattern" || true)
   [ -n "$targets" ] && cmake --build "$dir" -j "$jobs" --target $targets

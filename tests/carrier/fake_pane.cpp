@@ -1,11 +1,8 @@
 // A stand-in for the browser program, for tests: it takes the command line
 // of a Pane, reaches the Panel's carrier like a Pane does, announces itself
-// with 1044 + N (1046 for /h2) and writes what it saw to a log file, one
-// line each: "ARG <i> <argument>", "HELLO <answer>", "RECV <frame>".
-//
-// Environment: FAKE_PANE_LOG the log file (none: no log); FAKE_PANE_HANDLE
-// the number to announce (default from the pid); FAKE_PANE_SILENT=1 never
-// answers a SEND; FAKE_PANE_RET the result of every SEND (default 7).
+// with 1044 + N (1046 for /h2) and a number from its pid, answers every SEND
+// with 7 and writes what it saw to the log file FAKE_PANE_LOG (none: no log),
+// one line each: "ARG <i> <argument>", "HELLO <answer>", "RECV <frame>".
 // It ends on POST 18, when the Panel goes away, or after 20 s.
 // "fake_pane --listen" instead tries to become a Panel: exit 0 when it could
 // listen, 3 when refused.
@@ -26,11 +23,6 @@ void Log(const std::string& line) {
   const char* path = std::getenv("FAKE_PANE_LOG");
   if (path != nullptr && *path != '\0')
     std::ofstream(path, std::ios::app) << line << "\n";
-}
-
-long EnvNumber(const char* name, long fallback) {
-  const char* v = std::getenv(name);
-  return v != nullptr && *v != '\0' ? std::strtol(v, nullptr, 10) : fallback;
 }
 
 } // namespace
@@ -56,11 +48,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   Log("HELLO " + std::to_string(native));
-  long handle = EnvNumber("FAKE_PANE_HANDLE", getpid() % 0xFE00 + 0x100);
+  long handle = getpid() % 0xFE00 + 0x100;
   if (slot >= 0 && slot <= 10)
     CarrierClientPost(&c, slot == 2 ? 1046 : 1044 + slot, static_cast<WParam>(handle), 0);
-  bool silent = EnvNumber("FAKE_PANE_SILENT", 0) == 1;
-  long ret = EnvNumber("FAKE_PANE_RET", 7);
   auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
   while (std::chrono::steady_clock::now() < end) {
     CarrierFrame f;
@@ -71,8 +61,8 @@ int main(int argc, char** argv) {
       continue;
     std::string line = CarrierFormatFrame(f);
     Log("RECV " + line.substr(0, line.size() - 1));
-    if (f.kind == CarrierFrameSend && !silent)
-      CarrierClientReply(&c, ret);
+    if (f.kind == CarrierFrameSend)
+      CarrierClientReply(&c, 7);
     if (f.kind == CarrierFramePost && f.message == 18)
       return 0;
   }

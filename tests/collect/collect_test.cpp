@@ -134,12 +134,7 @@ TEST_F(Collect, HarvestOffersAFreshLargeCacheFileAndSavesIt) {
   ASSERT_TRUE(AnswerBox("Save game to", "Return")); // the proposed name in Game
   EXPECT_TRUE(
       run::WaitFor([&] { return ReadAll(p.program / "Game" / "Fresh-Game[1].swf") == game; }, 10));
-  EXPECT_TRUE(run::WaitFor(
-      [&] {
-        return ReadAll(p.program / "Web" / "Menu1.htm").find("Fresh-Game[1].swf") !=
-               std::string::npos;
-      },
-      10));
+  EXPECT_TRUE(run::WaitForText(p.program / "Web" / "Menu1.htm", "Fresh-Game[1].swf", 10));
   End(pid);
 }
 

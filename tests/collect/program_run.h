@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -38,9 +39,7 @@ inline std::string Output(const std::string& command) {
 
 inline std::string ReadAll(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
@@ -50,6 +49,11 @@ inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
     if (done())
       return true;
   return false;
+}
+
+// Whether the file at path comes to hold text within seconds.
+inline bool WaitForText(const fs::path& path, const std::string& text, int seconds = 30) {
+  return WaitFor([&] { return ReadAll(path).find(text) != std::string::npos; }, seconds);
 }
 
 inline std::string Windows(const std::string& title) {

@@ -1,16 +1,20 @@
-// The dispatcher on the headless backend: the real dialog procedure, recorded
-// Pane traffic and outside calls, a temporary program folder per test.
+// The dispatcher and start-up on the headless backend: the real dialog
+// procedure, recorded Pane traffic and outside calls, a temporary program
+// folder per test. A second start is tested on the real program.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
+#include <thread>
 
 #include "panel/dispatcher.h"
 #include "panel/panel_state.h"
 #include "panel/timers.h"
+#include "platform/bitmap.h"
 #include "platform/headless/headless.h"
 #include "shell/module_path.h"
+#include "shell/startup.h"
+#include "tests/carrier/carrier_fixture.h"
+#include "web/fetcher.h"
 
 namespace fs = std::filesystem;
 
@@ -24,6 +28,13 @@ template <typename... Words> void Rec(const Words&... words) {
   std::string line;
   ((line += (line.empty() ? "" : " ") + std::string(words)), ...);
   outside.push_back(line);
+}
+std::vector<char*> Argv(std::vector<std::string>& args) {
+  std::vector<char*> argv;
+  for (std::string& a : args)
+    argv.push_back(a.data());
+  argv.push_back(nullptr);
+  return argv;
 }
 const char* Text(const char* s) {
   return s != nullptr ? s : "(null)";
@@ -60,8 +71,11 @@ constexpr Hwnd BasePane = 100, GamePane = 200, ImagePane = 300, HomePane = 500;
 class Dispatcher : public ::testing::Test {
  protected:
   void SetUp() override {
-    dir = fs::temp_directory_path() / ("skerry-dispatch-" + std::to_string(getpid()));
-    fs::remove_all(dir);
+    Prepare();
+    NewPanel();
+  }
+
+  void Prepare() {
     fs::create_directories(dir / "Video");
     fs::create_directories(dir / "Game");
     SetModulePathForTests((dir / "skerry").string());
@@ -69,10 +83,12 @@ class Dispatcher : public ::testing::Test {
     SetDispatcherServices(&recording);
     outside.clear();
     phoneDrive = harvestResult = 0;
-    NewPanel();
+    HeadlessInstall();
+    ResetPanelState(Panel());
   }
 
-  void NewPanel() {
+  void NewPanel() { // a fresh Panel, nothing recorded yet
+    outside.clear();
     HeadlessInstall();
     ResetPanelState(Panel());
     panel = WinCreateWindow("#32770", "Tessel Skerry", PanelProc);
@@ -83,7 +99,6 @@ class Dispatcher : public ::testing::Test {
     EXPECT_EQ(HeadlessUnscriptedQuestions(), 0);
     SetDispatcherServices(nullptr);
     SetModulePathForTests("");
-    fs::remove_all(dir);
   }
 
   void Define(const std::string& text) { std::ofstream(dir / "Define.ini") << text; }
@@ -93,8 +108,8 @@ class Dispatcher : public ::testing::Test {
     HeadlessSetPaneLive(pane, true);
   }
 
-  void Command(std::uint32_t code, LParam arg = 0) {
-    WinPostMessage(panel, MsgPanelCommand, code, arg);
+  void Command(std::uint32_t code, LParam arg = 0, unsigned message = MsgPanelCommand) {
+    WinPostMessage(panel, message, code, arg);
     HeadlessPump();
   }
 
@@ -116,13 +131,12 @@ class Dispatcher : public ::testing::Test {
     return out;
   }
 
-  fs::path dir;
+  TempFolder folder{"skerry-dispatch"};
+  fs::path dir = folder.path;
   Hwnd panel = 0;
 };
 
 using Lines = std::vector<std::string>;
-const char* const VideoMenu =
-    "mediaMenu MenuVideo.htm Video *.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
 
 TEST_F(Dispatcher, ImageChannelTakesThePlayersOwnCodes) {
   Live(0, BasePane);
@@ -157,7 +171,6 @@ TEST_F(Dispatcher, CloseCurrentAsksOnTheGameChannel) {
     SCOPED_TRACE(row.address + " answered " + std::to_string(row.answers.back()));
     for (const fs::path& f : {game, monthly, outsider})
       std::ofstream(f) << "FWS";
-    outside.clear();
     NewPanel();
     Live(0, BasePane);
     Live(2, GamePane);
@@ -307,10 +320,8 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
   Panel().Channel = ChannelClock;
   setenv("XDG_PICTURES_DIR", dir.c_str(), 1);
   HeadlessScriptAnswers({IDNO});
-  for (WParam id : {40002, 40003, 40001, 12345, 40004, 40005}) {
-    WinPostMessage(panel, WM_COMMAND, id, 0);
-    HeadlessPump();
-  }
+  for (std::uint32_t id : {40002, 40003, 40001, 12345, 40004, 40005})
+    Command(id, 0, WM_COMMAND);
   unsetenv("XDG_PICTURES_DIR");
   EXPECT_EQ(BoxTexts(), Lines{"Tessel @Vexan: Search a new game from internet ! Yes or no ?"});
   Lines expected{"gameMenu Menu1.htm Game *.swf,*.htm,*.html",
@@ -318,14 +329,13 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
                  "launch Home http://en.example/",
                  "launch Image " + dir.string(),
                  "launch Video Web\\MenuVideo.htm",
-                 VideoMenu};
+                 "mediaMenu MenuVideo.htm Video *.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb"};
   expected.insert(expected.end(), 5, "showPanel");
   std::sort(outside.begin(), outside.end());
   EXPECT_EQ(outside, expected);
   EXPECT_EQ(Panel().Channel.load(), ChannelImage);
 
   NewPanel();
-  outside.clear();
   Panel().Channel = ChannelClock;
   Command(20120);
   LanguageOffset = 1000;
@@ -343,7 +353,6 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
 
   Define("[MainWeb]\nStartEng=http://en.example/\n[Game]\nTop=\n"); // no top page
   NewPanel();
-  outside.clear();
   Command(20120, 2);
   EXPECT_EQ(outside, Lines{"launch Home http://en.example/"});
 }
@@ -389,6 +398,113 @@ TEST_F(Dispatcher, PanelWindowCommands) {
   HeadlessWindow info;
   ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
   EXPECT_FALSE(info.visible);
+}
+
+// The program's own start on the recording services, its carrier socket in
+// the program folder's run/.
+class Startup : public Dispatcher {
+ protected:
+  void SetUp() override {
+    Prepare();
+    setenv("XDG_RUNTIME_DIR", (dir / "run").c_str(), 1);
+    setenv("SKERRY_SYSTEM_DIR", (dir / "system").c_str(), 1);
+    setenv("LC_ALL", "C", 1);
+  }
+
+  void TearDown() override {
+    CarrierClose();
+    unsetenv("LC_ALL");
+    Dispatcher::TearDown();
+  }
+
+  static int Main(std::vector<std::string> args) {
+    return SkerryMain(static_cast<int>(args.size()), Argv(args).data());
+  }
+};
+
+TEST(StartupText, TopSwitchAndLanguage) {
+  const std::pair<std::vector<std::string>, bool> switches[] = {{{"skerry", "/Top"}, true},
+                                                                {{"skerry", "/Top", "x"}, false},
+                                                                {{"skerry", "/Topmost"}, false}};
+  for (auto [args, top] : switches)
+    EXPECT_EQ(IsTopSwitch(CommandLineText(static_cast<int>(args.size()), Argv(args).data())), top)
+        << args[1];
+  const std::pair<const char*, int> langs[] = {{"zh_TW.UTF-8", 1000}, {"zh_CN.UTF-8", 0}, {"", 0}};
+  for (auto [locale, offset] : langs) {
+    setenv("LC_ALL", locale, 1);
+    EXPECT_EQ(LanguageOffsetFrom(LanguageFromLocale()), offset) << locale;
+  }
+  unsetenv("LC_ALL");
+}
+
+TEST_F(Startup, TopModeShowsItsCountAndMakesNoPanel) {
+  Define("[Game]\nList=\n");
+  SetWebSleepForTests([](unsigned) {});
+  HeadlessScriptAnswers({IDYES});
+  EXPECT_EQ(Main({"skerry", "/TOP"}), 0);
+  SetWebSleepForTests(nullptr);
+  EXPECT_EQ(BoxTexts().at(2), "Tessel @Vexan: Got 0 games from top list.");
+  EXPECT_EQ(HeadlessFindClass("#32770"), 0u);
+  EXPECT_FALSE(fs::exists(CarrierSocketPath()));
+  EXPECT_EQ(outside, Lines{});
+}
+
+TEST_F(Startup, MissingSkinSaysSoAndEndsCleanly) {
+  EXPECT_EQ(Main({"skerry"}), 0);
+  EXPECT_EQ(BoxTexts(), Lines{"Tessel Message: Bitmap file not found, Please re-install !"});
+  EXPECT_EQ(outside, Lines{});
+  // The hidden window was told, and its quit message ended the loop.
+  EXPECT_EQ(HeadlessCallsOf("send", MessageWindow).at(0).message, WM_DESTROY);
+  EXPECT_FALSE(HeadlessQuitPending());
+}
+
+TEST_F(Startup, PanelStartsWithTheLowSkinAndLaunchesTheStartPage) {
+  Bitmap skin; // the low skin only, of any size
+  skin.Width = skin.Height = 4, skin.BitsPerPixel = 24;
+  skin.Bits.assign(static_cast<std::size_t>(skin.RowLength() * skin.Height), 0x66);
+  ASSERT_TRUE(SaveBitmapFile((dir / "@VEXANL.BMP").string(), skin));
+  Main({"skerry"}); // the headless loop gives back once nothing is left to do
+
+  panel = Panel().PanelWindow.load();
+  HeadlessWindow info;
+  ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
+  EXPECT_TRUE(info.visible);
+  EXPECT_EQ(info.timers, std::vector<int>{2});
+  EXPECT_EQ(outside, Lines{"launch Start "});
+  EXPECT_TRUE(HeadlessBoxes().empty() && PanelListening());
+
+  // The exit question: No changes nothing; Yes ends by the hidden window.
+  for (auto [answer, command] : {std::pair(IDNO, 2), std::pair(IDYES, 214)}) {
+    HeadlessScriptAnswers({answer});
+    Command(command, 0, WM_COMMAND);
+    ASSERT_TRUE(HeadlessWindowInfo(panel, &info));
+    EXPECT_EQ(info.dialogEnded, answer == IDYES);
+    EXPECT_EQ(HeadlessQuitPending(), answer == IDYES);
+  }
+  EXPECT_EQ(BoxTexts(), Lines(2, "Tessel Skerry: Do you want to exit Tessel Skerry ?"));
+  EXPECT_EQ(WinMessageLoop(), 0);
+}
+
+TEST(StatusLine, CutsToFitAndSurvivesConcurrentWriters) {
+  StatusLine line;
+  EXPECT_TRUE(line.Empty());
+  line.Set(std::string(1000, 'x'));
+  EXPECT_EQ(line.Get().size(), StatusLine::Size - 1);
+
+  std::thread a([&] {
+    for (int i = 0; i < 2000; ++i)
+      line.Set("Downloading game " + std::to_string(i));
+  });
+  std::thread b([&] {
+    for (int i = 0; i < 2000; ++i) {
+      std::string s = line.Get();
+      EXPECT_TRUE(s.empty() || s.rfind("Downloading", 0) == 0 || s[0] == 'x');
+    }
+  });
+  a.join();
+  b.join();
+  line.Clear();
+  EXPECT_TRUE(line.Empty());
 }
 
 } // namespace

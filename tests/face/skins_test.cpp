@@ -1,40 +1,18 @@
 // Turning, loading and changing skins; the frame and the buttons rendered
 // into the headless canvas and compared with the skin pixel by pixel.
 #include <algorithm>
-#include <fstream>
 #include <vector>
 
 #include "face_fixture.h"
 #include "panel/painting.h"
 #include "panel/skins.h"
-#include "platform/headless/headless.h"
-
-namespace {
-
-std::vector<std::string> ListingOrder(const std::filesystem::path& folder, const char* prefix) {
-  std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    if (entry.path().filename().string().rfind(prefix, 0) == 0)
-      names.push_back(entry.path().filename().string());
-  return names;
-}
-
-constexpr std::uint32_t Sentinel = 0x00ABCDEF;
-void Fill(Canvas* c) {
-  std::fill(c->pixels, c->pixels + c->width * c->height, Sentinel);
-}
-
-} // namespace
 
 using Skins = FaceTest;
 
 TEST_F(Skins, TurnBitmapTurnsClockwiseAndKeepsIconsUpright) {
-  auto inIcon = [](int tx, int ty) {
-    for (int k = 0; k < 5; ++k)
-      for (int left : {34 + 59 * k, 385 + 59 * k})
-        if (tx >= 74 && tx < 120 && ty >= left && ty < left + 46)
-          return true;
-    return false;
+  auto inIcon = [](int tx, int ty) { // five icons of 46 in steps of 59 on each face
+    int t = ty - (ty < 385 ? 34 : 385);
+    return tx >= 74 && tx < 120 && t >= 0 && t < 5 * 59 && t % 59 < 46;
   };
   for (int bits : {16, 24, 32}) {
     Bitmap upright = MakePicture(699, 593, bits, [](int x, int y) {
@@ -65,47 +43,48 @@ TEST_F(Skins, TurnBitmapTurnsClockwiseAndKeepsIconsUpright) {
   EXPECT_EQ(PixelAt(*odd, 499, 2), 2u);
 }
 
-TEST_F(Skins, LoadSkinTakesTheDisplayDepthAndRefusesBrokenFiles) {
-  CopySkin("@VEXANH.BMP", "@VEXANH.BMP");
-  HeadlessSetDisplayBits(16);
-  auto skin = LoadSkin(nullptr, Beside("@VEXANH.BMP").c_str());
-  ASSERT_TRUE(skin);
-  EXPECT_EQ(skin->BitsPerPixel, 16);
-  std::string whole = ReadAll(Beside("@VEXANH.BMP"));
-  std::ofstream(Beside("cut.bmp"), std::ios::binary) << whole.substr(0, whole.size() / 2);
-  std::ofstream(Beside("junk.bmp"), std::ios::binary) << "BM not a picture";
-  for (const char* name : {"cut.bmp", "junk.bmp", "missing.bmp"})
-    EXPECT_FALSE(LoadSkin(nullptr, Beside(name).c_str())) << name;
-}
-
-TEST_F(Skins, ChangeSkinStepsBackwardsAndRefusesWrongFiles) {
+TEST_F(Skins, ChangeSkinStepsBackwardsInTheDisplayDepthAndRefusesWrongFiles) {
   Panel().SkinBitmap = std::make_unique<Bitmap>(TwoFaces());
   Bitmap* original = Panel().SkinBitmap.get();
   ChangeSkin(window); // no file matches: nothing but a repaint
   EXPECT_EQ(Panel().SkinBitmap.get(), original);
   EXPECT_FALSE(HeadlessCallsOf("invalidate", window).empty());
-  ASSERT_TRUE(SaveBitmapFile(Beside("@Vexanh.small.bmp"),
-                             MakePicture(350, 593, 24, [](int, int) { return 1u; })));
-  std::ofstream(Beside("@VEXANH.BMP"), std::ios::binary) << "the user's file";
-  ChangeSkin(window); // the wrong size: no copy, no change
-  EXPECT_EQ(Panel().SkinBitmap.get(), original);
-  EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), "the user's file");
-  std::filesystem::remove(Beside("@Vexanh.small.bmp"));
+  ASSERT_TRUE(
+      SaveBitmapFile(Beside("small.bmp"), MakePicture(350, 593, 24, [](int, int) { return 1u; })));
+  const std::string whole = ReadBytes(CommittedSkin("@VEXANH.BMP"));
+  WriteBytes(Beside("@VEXANH.BMP"), "the user's file");
+  for (const std::string& wrong : {ReadBytes(Beside("small.bmp")),
+                                   whole.substr(0, whole.size() / 2), std::string("BM junk")}) {
+    WriteBytes(Beside("@Vexanh.wrong.bmp"), wrong);
+    ChangeSkin(window); // the wrong size, cut or no picture: no copy, no change
+    EXPECT_EQ(Panel().SkinBitmap.get(), original);
+    EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), "the user's file");
+  }
+  std::filesystem::remove(Beside("@Vexanh.wrong.bmp"));
+  HeadlessSetDisplayBits(16); // a new skin takes the display's depth
 
   CopySkin("@Vexanh.Pearl.bmp", "@Vexanh.P.bmp");
   CopySkin("@Vexanh.Coral.bmp", "@Vexanh.Q.bmp");
   CopySkin("@Vexanh.Ocean.bmp", "@Vexanh.R.bmp");
-  std::vector<std::string> order = ListingOrder(folder, "@Vexanh.");
+  auto listing = [&] { // the order the folder lists its files in
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path))
+      if (entry.path().filename().string().rfind("@Vexanh.", 0) == 0)
+        names.push_back(entry.path().filename().string());
+    return names;
+  };
+  std::vector<std::string> order = listing();
   ASSERT_EQ(order.size(), 3u);
   for (int press = 0; press < 4; ++press) {
     ChangeSkin(window);
     ASSERT_TRUE(Panel().SkinBitmap);
+    EXPECT_EQ(Panel().SkinBitmap->BitsPerPixel, 16);
     EXPECT_EQ(Panel().LastSkinName, order[2 - press % 3]);
-    EXPECT_EQ(ReadAll(Beside("@VEXANH.BMP")), ReadAll(Beside(order[2 - press % 3])));
+    EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), ReadBytes(Beside(order[2 - press % 3])));
   }
   // The last choice deleted meanwhile: the next press takes the last file.
   std::filesystem::remove(Beside(Panel().LastSkinName));
-  order = ListingOrder(folder, "@Vexanh.");
+  order = listing();
   ChangeSkin(window);
   EXPECT_EQ(Panel().LastSkinName, order.back());
   Panel().PanelRotation = 90; // while turned, the new skin comes turned at once
@@ -120,13 +99,14 @@ TEST_F(Skins, UprightFrameIsTheRestFaceAndLeavesThePaneAlone) {
   Panel().SkinBitmap = std::make_unique<Bitmap>(skin);
   Canvas* c = WinGetCanvas(window);
   ASSERT_EQ(c->width, 350);
-  Fill(c);
+  const std::uint32_t sentinel = 0x00ABCDEF;
+  std::fill(c->pixels, c->pixels + c->width * c->height, sentinel);
   PaintFrame(c);
   for (int y = 0; y < 593; ++y)
     for (int x = 0; x < 350; ++x) {
       bool side = x < 20 || (x >= 328 && x < 348);
       bool frame = y < 74 || (y >= 468 && y < 592) || (y < 468 && side);
-      ASSERT_EQ(At(c, x, y), frame ? PixelAt(skin, x, y) : Sentinel) << x << "," << y;
+      ASSERT_EQ(At(c, x, y), frame ? PixelAt(skin, x, y) : sentinel) << x << "," << y;
     }
   WinReleaseCanvas(window, c);
 }

@@ -1,6 +1,5 @@
-// The cache harvest's pass table at its edges with the clock and the file
-// times given explicitly (local time is UTC here), and the purge of stale
-// copies. Offering and saving a file is the collect run's.
+// The cache harvest's pass table at its edges, its offer, and the purge of
+// stale copies. Saving a file is the collect run's.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -27,9 +26,6 @@ constexpr std::int64_t Second = 10'000'000; // 100 ns units
 constexpr std::int64_t EpochUnits = 116'444'736'000'000'000;
 
 std::int64_t fixedNow = 0; // ns since 1970
-std::int64_t FixedClock() {
-  return fixedNow;
-}
 
 // ns since 1970 of a local count (local time is UTC in these tests).
 std::int64_t NanosOf(std::int64_t units) {
@@ -49,7 +45,7 @@ std::int64_t Day(int day, int month = 3, int year = 2026) {
 TEST(Harvest, PassTableAtItsEdges) {
   setenv("TZ", "UTC", 1);
   tzset();
-  SetHarvestClockForTests(FixedClock);
+  SetHarvestClockForTests([] { return fixedNow; });
   // A present 100 s into a slot of the upper half.
   const std::int64_t slot =
       (EpochUnits + 56 * 365 * 86400 * Second) & ~((std::int64_t(1) << 32) - 1);

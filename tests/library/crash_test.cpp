@@ -1,6 +1,5 @@
-// Rebuilds killed at random points: a child rebuilds both menus and is
-// killed with SIGKILL after a random delay, many times over; each index,
-// menu and player page must then be whole, the old one or the new one.
+// A child rebuilding both menus, killed at random points: each index, menu
+// and player page is then whole, the old one or the new one.
 #include "library_fixture.h"
 
 #include <signal.h>
@@ -21,12 +20,12 @@ class KilledRebuild : public LibraryFolder {
   Snapshot Take() {
     Snapshot s;
     for (const std::string& f : files)
-      s.push_back(Exists(f) ? std::optional<std::string>(ReadText(f)) : std::nullopt);
+      s.push_back(fs::exists(f) ? std::optional<std::string>(ReadWhole(f)) : std::nullopt);
     return s;
   }
   void Restore(const Snapshot& s) {
     for (std::size_t i = 0; i < s.size(); ++i)
-      s[i] ? WriteText(files[i], *s[i]) : (void)fs::remove(files[i]);
+      s[i] ? WriteWhole(files[i], *s[i]) : (void)fs::remove(files[i]);
   }
   // Whether the child, killed after delay unless it ended first, was killed.
   bool RunChild(std::chrono::microseconds delay) {
@@ -60,7 +59,7 @@ TEST_F(KilledRebuild, LeavesEveryFileOldOrNew) {
   for (int g = 0; g < 20; ++g)
     AddFile("Game/new" + std::to_string(g) + ".swf");
   fs::remove(program + "/Video/v0.avi");
-  WriteText(files[4], "an older page");
+  WriteWhole(files[4], "an older page");
   const Snapshot old = Take();
   auto start = Clock::now();
   ASSERT_FALSE(RunChild(std::chrono::seconds(60)));

@@ -4,26 +4,20 @@
 
 #include "library/menus.h"
 #include "platform/ini.h"
-#include "shell/module_path.h"
+#include "tests/web/web_env.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace fs = std::filesystem;
 
-inline std::string ReadText(const std::string& path) {
-  std::stringstream s;
-  s << std::ifstream(path, std::ios::binary).rdbuf();
-  return s.str();
-}
-
-inline void WriteText(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+// Every occurrence of from in text, replaced by to.
+inline void Replace(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t at = text.find(from); at != std::string::npos; at = text.find(from, at))
+    text.replace(at, from.size(), to), at += to.size();
 }
 
 // Names in a folder in the order the walk meets them.
@@ -48,30 +42,23 @@ inline std::vector<std::string> Alts(const std::string& page) {
 class LibraryFolder : public ::testing::Test {
  protected:
   void SetUp() override {
-    char tmpl[] = "/tmp/skl-XXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root = tmpl, program = root + "/prog", system = root + "/sys";
+    env = MakeWebEnv();
+    root = env.root.string(), program = env.program.string(), system = root + "/system";
     for (const char* d : {"/Game", "/Video", "/Web"})
       fs::create_directories(program + d);
     fs::create_directories(system);
-    setenv("SKERRY_SYSTEM_DIR", system.c_str(), 1);
-    SetModulePathForTests(program + "/skerry");
     SetDrives("C=/\n");
   }
-  void TearDown() override {
-    SetModulePathForTests("");
-    unsetenv("SKERRY_SYSTEM_DIR");
-    fs::remove_all(root);
-  }
+  void TearDown() override { DropWebEnv(env); }
 
   void SetDrives(const std::string& lines) {
-    WriteText(system + "/drives.ini", "[Drives]\n" + lines);
+    WriteWhole(system + "/drives.ini", "[Drives]\n" + lines);
   }
   // A file below the program folder ("Game/sub/x.swf"), its folders made.
   std::string AddFile(const std::string& relToProgram, const std::string& body = "FWS") {
     std::string path = program + "/" + relToProgram;
     fs::create_directories(fs::path(path).parent_path());
-    WriteText(path, body);
+    WriteWhole(path, body);
     return path;
   }
   int RebuildGame(const std::string& patterns = "*.swf,*.htm,*.html") {
@@ -83,12 +70,12 @@ class LibraryFolder : public ::testing::Test {
   std::string Index(const char* section, const std::string& key) {
     return IniReadString(GameIndex().c_str(), section, key.c_str());
   }
-  static bool Exists(const std::string& path) { return fs::exists(path); }
 
   std::string GameMenu() const { return program + "/Web/Menu1.htm"; }
   std::string MediaMenu() const { return program + "/Web/MenuVideo.htm"; }
   std::string GameIndex() const { return program + "/iGame.ini"; }
   std::string MediaIndex() const { return program + "/iMedia.htm"; }
 
+  WebEnv env;
   std::string root, program, system;
 };

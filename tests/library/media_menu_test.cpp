@@ -1,6 +1,4 @@
-// The media menu and the player pages over real folders: subfolder cells
-// and their pages, navigation naming the menu's own file, a renamed video,
-// and the page chosen per extension with and without the registry key.
+// The media menu and the player pages over real folders.
 #include "library_fixture.h"
 
 #include "library/media_index.h"
@@ -12,28 +10,25 @@ namespace {
 // path inside the Video folder (@I@) filled in.
 std::string Golden(const char* kind, const std::string& name, const std::string& up = "",
                    const std::string& inside = "") {
-  std::string text = ReadText(std::string(SKERRY_TEST_DATA) + "/player_" + kind + ".htm");
-  for (const auto& [mark, value] :
-       {std::pair<std::string, std::string>{"@N@", name}, {"@U@", up}, {"@I@", inside}})
-    for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at))
-      text.replace(at, 3, value), at += value.size();
+  std::string text = ReadWhole(std::string(SKERRY_TEST_DATA) + "/player_" + kind + ".htm");
+  Replace(text, "@N@", name);
+  Replace(text, "@U@", up);
+  Replace(text, "@I@", inside);
   return text;
 }
 
 class MediaMenuTest : public LibraryFolder {};
 
 TEST_F(MediaMenuTest, SubfolderCellsLinkToTheirPlayerPages) {
-  AddFile("Video/a.flv");
-  AddFile("Video/sub/b.mp4");
-  AddFile("Video/sub/deep/c.MP4");
-  AddFile("Video/notes.txt");
+  for (const char* f : {"a.flv", "sub/b.mp4", "sub/deep/c.MP4", "notes.txt"})
+    AddFile(std::string("Video/") + f);
   const char* const patterns = "*.flv,*.mpg,*.wmv,*.avi,*.mov,*.mp4,*.rm,*.rmvb";
   ASSERT_EQ(RebuildMedia(patterns), 1);
-  std::string page = ReadText(MediaMenu());
-  EXPECT_EQ(ReadText(program + "/Video/sub/deep/c.MP4.htw"),
+  std::string page = ReadWhole(MediaMenu());
+  EXPECT_EQ(ReadWhole(program + "/Video/sub/deep/c.MP4.htw"),
             Golden("flash", "", "../../", "sub/deep/c.MP4"));
   EXPECT_EQ(Alts(page), (std::vector<std::string>{"a.flv", "sub/b.mp4", "sub/deep/c.MP4"}));
-  EXPECT_FALSE(Exists(program + "/Video/notes.txt.htw"));
+  EXPECT_FALSE(fs::exists(program + "/Video/notes.txt.htw"));
   // The navigation names the menu's own file; one page that is the last.
   EXPECT_NE(page.find("href=\"MenuVideo.htm#page00\"> <img src=\"icon/yellowprevdis.jpg\""),
             std::string::npos);
@@ -44,8 +39,8 @@ TEST_F(MediaMenuTest, SubfolderCellsLinkToTheirPlayerPages) {
   std::string one = IniReadString(MediaIndex().c_str(), "No", "1");
   ASSERT_EQ(rename((program + "/" + one).c_str(), (program + "/Video/renamed.avi").c_str()), 0);
   ASSERT_EQ(RebuildMedia(patterns), 1);
-  EXPECT_FALSE(Exists(MediaIndex()));
-  EXPECT_NE(ReadText(MediaMenu()).find("alt=\"renamed.avi\""), std::string::npos);
+  EXPECT_FALSE(fs::exists(MediaIndex()));
+  EXPECT_NE(ReadWhole(MediaMenu()).find("alt=\"renamed.avi\""), std::string::npos);
   ASSERT_EQ(RebuildMedia(patterns), 1);
   EXPECT_EQ(IniReadString(MediaIndex().c_str(), "Status", "Files"), "3");
 }
@@ -58,10 +53,10 @@ TEST_F(MediaMenuTest, PlayerPagePerExtensionWithAndWithoutTheRegistryKey) {
       {"a.RMVB", "EE"}, {"a.ogg", "--"}, {"a.rmv", "--"}, {"mp3", "--"}};
   fs::create_directories(program + "/Video/sub");
   for (int registered : {1, 0}) {
-    WriteText(system + "/registry.ini",
-              registered ? "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n"
-                           "@=player\n"
-                         : "");
+    WriteWhole(system + "/registry.ini",
+               registered ? "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n"
+                            "@=player\n"
+                          : "");
     EXPECT_EQ(MediaPlayerRegistered(), registered == 1);
     for (const auto& [name, kinds] : rows) {
       SCOPED_TRACE(std::string(name) + (registered ? " registered" : " not registered"));
@@ -70,11 +65,11 @@ TEST_F(MediaMenuTest, PlayerPagePerExtensionWithAndWithoutTheRegistryKey) {
       char kind = kinds[1 - registered];
       EXPECT_EQ(WritePlayerPage(page.c_str(), (std::string("sub/") + name).c_str(), name),
                 kind == '-' ? 0 : 1);
-      EXPECT_EQ(ReadText(page), kind == 'O'   ? Golden("object", name)
-                                : kind == 'E' ? Golden("embed", name)
-                                : kind == 'F'
-                                    ? Golden("flash", "", "../", std::string("sub/") + name)
-                                    : "");
+      EXPECT_EQ(ReadWhole(page), kind == 'O'   ? Golden("object", name)
+                                 : kind == 'E' ? Golden("embed", name)
+                                 : kind == 'F'
+                                     ? Golden("flash", "", "../", std::string("sub/") + name)
+                                     : "");
     }
   }
   // A page that would pass 1,023 bytes isn't written; the deepest path the
@@ -83,9 +78,9 @@ TEST_F(MediaMenuTest, PlayerPagePerExtensionWithAndWithoutTheRegistryKey) {
   for (int i = 0; i < 127; ++i)
     deep += "a/", up += "../";
   EXPECT_EQ(WritePlayerPage(page.c_str(), (deep + deep + "x.flv").c_str(), "x.flv"), 0);
-  EXPECT_FALSE(Exists(page));
+  EXPECT_FALSE(fs::exists(page));
   EXPECT_EQ(WritePlayerPage(page.c_str(), (deep + "x.flv").c_str(), "x.flv"), 1);
-  EXPECT_EQ(ReadText(page), Golden("flash", "", up, deep + "x.flv"));
+  EXPECT_EQ(ReadWhole(page), Golden("flash", "", up, deep + "x.flv"));
 }
 
 } // namespace

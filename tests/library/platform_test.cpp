@@ -1,13 +1,10 @@
-// The pieces under the menus: whole-file replacement and its stale sweep, and
-// the drive table from drives.ini (from mounts: tests/video/phone_drive_test.cpp).
+// Whole-file replacement under the menus, and its stale sweep (the drive table
+// is tested with the gates, from mounts in tests/video/phone_drive_test.cpp).
 #include "library_fixture.h"
 
-#include "platform/drives.h"
 #include "platform/files.h"
 
 #include <sys/time.h>
-
-#include <algorithm>
 
 namespace {
 
@@ -18,7 +15,7 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
   ASSERT_TRUE(WriteFileAtomically(path, "one"));
   chmod(path.c_str(), 0640);
   ASSERT_TRUE(WriteFileAtomically(path, "two"));
-  EXPECT_EQ(ReadText(path), "two");
+  EXPECT_EQ(ReadWhole(path), "two");
   struct stat st {};
   ASSERT_EQ(stat(path.c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0640u);
@@ -26,36 +23,23 @@ TEST_F(Files, ReplacingAFileLeavesNoTemporary) {
   FileReplacement r;
   ASSERT_TRUE(BeginFileReplacement(path, r));
   AbandonFileReplacement(r);
-  EXPECT_EQ(ReadText(path), "two");
+  EXPECT_EQ(ReadWhole(path), "two");
   EXPECT_EQ(ListingOrder(program + "/Web"), std::vector<std::string>{"page.htm"});
   // Another writer's temporary file is left alone while it is young or held;
   // only one older than a minute that nobody holds is a killed writer's.
   ASSERT_TRUE(BeginFileReplacement(path, r));
   for (const char* name : {".page.htm.old000", ".page.htm.young0", ".PAGE.htm.other0"})
-    WriteText(program + "/Web/" + name, "x");
+    WriteWhole(program + "/Web/" + name, "x");
   timeval old[2] = {{time(nullptr) - 120, 0}, {time(nullptr) - 120, 0}};
   for (const std::string& f :
        {program + "/Web/.page.htm.old000", r.temp, program + "/Web/.PAGE.htm.other0"})
     ASSERT_EQ(utimes(f.c_str(), old), 0);
   RemoveStaleTemporaries(path);
-  std::vector<std::string> left = ListingOrder(program + "/Web"),
-                           kept = {".PAGE.htm.other0", r.temp.substr(r.temp.rfind('/') + 1),
-                                   ".page.htm.young0", "page.htm"};
-  std::sort(left.begin(), left.end());
-  std::sort(kept.begin(), kept.end());
-  EXPECT_EQ(left, kept);
+  EXPECT_THAT(ListingOrder(program + "/Web"),
+              testing::UnorderedElementsAre(".PAGE.htm.other0",
+                                            r.temp.substr(r.temp.rfind('/') + 1),
+                                            ".page.htm.young0", "page.htm"));
   EXPECT_TRUE(FinishFileReplacement(r, "three"));
-}
-
-TEST_F(Files, DrivesIni) {
-  // A relative root is no drive, a path only under a whole folder name, and
-  // drives.ini replaces the whole table.
-  SetDrives("C=/\nD=relative,removable\nE=" + program + "/Web/,network\n");
-  EXPECT_EQ(DriveTypeOfLetter('d'), DriveNoRoot);
-  EXPECT_EQ(DriveTypeOfPath((program + "/Web/Menu1.htm").c_str()), DriveRemote);
-  EXPECT_EQ(DriveTypeOfPath((program + "/Webbed").c_str()), DriveFixed);
-  SetDrives("E=" + program + "\n");
-  EXPECT_EQ(DriveTypeOfPath("/etc/passwd"), DriveNoRoot);
 }
 
 } // namespace

@@ -2,16 +2,14 @@
 // dialog to dialog, the check box rules and the two count-downs. Its picture
 // button is pressed on the real program in link_road_x11.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "games/link_dialog.h"
 #include "platform/headless/headless.h"
-#include "shell/module_path.h"
 #include "shell/settings.h"
+#include "tests/web/web_env.h"
 
 namespace fs = std::filesystem;
 
@@ -20,17 +18,11 @@ namespace {
 class LinkDialogTest : public testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/skerry-linkdlg-XXXXXX";
-    root = mkdtemp(pattern);
-    fs::copy(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Res", root / "Res");
-    std::ofstream(root / "Define.ini") << "[Game]\n";
-    SetModulePathForTests((root / "skerry").string());
+    env = MakeWebEnv("[Game]\n");
+    fs::copy(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Res", env.program / "Res");
     HeadlessInstall();
   }
-  void TearDown() override {
-    SetModulePathForTests("");
-    fs::remove_all(root);
-  }
+  void TearDown() override { DropWebEnv(env); }
   // Starts a dialog from the GUI thread: it stands once the call returns.
   Hwnd Open(int id) {
     LinkDialogTexts texts{"http://games.test/page.htm", "http://games.test/g.swf"};
@@ -54,10 +46,10 @@ class LinkDialogTest : public testing::Test {
   }
   std::string Key(const char* key) {
     char value[ProfileValueSize];
-    ProfileRead("Game", key, value, (root / "Define.ini").c_str());
+    ProfileRead("Game", key, value, (env.program / "Define.ini").c_str());
     return value;
   }
-  fs::path root;
+  WebEnv env;
 };
 
 TEST_F(LinkDialogTest, AnimationGoesOnFromTheLastDialogsFrame) {

@@ -74,8 +74,7 @@ class LinkJobTest : public testing::Test {
     web.Put("games.test", "/" + name + ".htm",
             "<embed src=\"http://games.test" + file + "\" width=640 height=480>");
     web.Put("games.test", file, bytes);
-    std::ofstream(web.Site("games.test") / ".answers", std::ios::app)
-        << file << "\t" << rules << "\n";
+    web.Answer("games.test", file, {rules});
   }
   TestWeb web;
   WebEnv env;

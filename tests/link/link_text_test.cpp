@@ -84,7 +84,7 @@ TEST(ClipboardWatch, NewLinksOnly) {
   EXPECT_EQ(copy(&link), 0);  // the same text again
   EXPECT_EQ(copy(&other), 0); // not a link, and it doesn't reset the watch
   EXPECT_EQ(copy(&link), 0);
-  const std::string refused[] = {"http://games.test/d.htm\nmore",
+  const std::string refused[] = {"HTTPS://games.test/c.htm", "http://games.test/d.htm\nmore",
                                  std::string("http://games.test/e.htm\0x", 25),
                                  "http://games.test/" + std::string(494, 'x')}; // 512 bytes
   for (const std::string& clip : refused)

@@ -11,10 +11,12 @@ namespace {
 
 const char GameFilter[] = "Game Files (*.swf;*.htm)\0*.swf;*.htm\0All Files (*.*)\0*.*\0";
 
-TEST(SaveGameDialog, CleansTheProposalAndAsksWithFilterAndFolder) {
+TEST(SaveGameDialog, CleansTheProposalAsksWithItAndReturnsAPathThatFits) {
   struct Row {
     const char* name;
     const char* proposed;
+    std::string answer = ""; // the path chosen; empty: cancelled
+    std::string after = "";  // the buffer afterwards when it isn't the proposal
   } rows[] = {
       {"a%20b[1].swf", "a-b[1].swf"},   // escaped blank; the bracketed number stays
       {"x=1 y%3d.swf", "x-1-y-.swf"},   // '=' and blank, plain and escaped
@@ -23,32 +25,22 @@ TEST(SaveGameDialog, CleansTheProposalAndAsksWithFilterAndFolder) {
       {"..", ""},                       // dots alone propose nothing
       {"cut%4", "cut%4"},               // an escape cut short is copied
       {"zero%00tail.swf", "zero"},      // a NUL ends the name
+      {"g.swf", "g.swf", "/home/u/Game/chosen.swf", "/home/u/Game/chosen.swf"},
+      {"g.swf", "g.swf", std::string(256, 'x')}, // no room for its end mark: refused
   };
   for (const Row& row : rows) {
     HeadlessInstall();
-    HeadlessScriptSaveAnswers({""});
+    HeadlessScriptSaveAnswers({row.answer});
     char name[256];
     std::strcpy(name, row.name);
-    EXPECT_EQ(SaveGameDialog(0x10007, "Save game to", GameFilter, name, sizeof name, "/p/Game"), 0)
-        << row.name;
-    EXPECT_STREQ(name, row.proposed) << row.name;
+    bool chosen = SaveGameDialog(0x10007, "Save game to", GameFilter, name, sizeof name, "/p/Game");
+    EXPECT_EQ(chosen, !row.after.empty()) << row.name;
+    EXPECT_EQ(name, row.after.empty() ? row.proposed : row.after) << row.name;
     auto asks = HeadlessSaveAsks();
     ASSERT_EQ(asks.size(), 1u);
     EXPECT_EQ(asks[0].name, row.proposed);
   }
   EXPECT_EQ(HeadlessSaveAsks()[0].folder, "/p/Game");
-}
-
-TEST(SaveGameDialog, ReturnsTheChosenPathOnlyWhenItFits) {
-  HeadlessInstall();
-  HeadlessScriptSaveAnswers({"/home/u/Game/chosen.swf", std::string(40, 'x')});
-  char name[32] = "g.swf";
-  EXPECT_NE(SaveGameDialog(0, "t", GameFilter, name, sizeof name, "/p"), 0);
-  EXPECT_STREQ(name, "/home/u/Game/chosen.swf");
-  // Too long for the caller's buffer: refused, the buffer holds the proposal.
-  std::strcpy(name, "g.swf");
-  EXPECT_EQ(SaveGameDialog(0, "t", GameFilter, name, sizeof name, "/p"), 0);
-  EXPECT_STREQ(name, "g.swf");
 }
 
 TEST(SaveGameDialog, TheAppendedEnding) {

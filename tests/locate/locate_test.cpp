@@ -1,6 +1,4 @@
-// Game page location and the web search on the test web: the ways of
-// LocateGameFile in their order, and search texts (blanks, Chinese, & # + %)
-// asked for as form values, result links in http and https.
+// Game page location, the web search and the page scan on the test web.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,6 +6,7 @@
 #include "games/locate.h"
 #include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
+#include "video/scanner.h"
 
 namespace {
 
@@ -121,6 +120,35 @@ TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
        "/search?p=Space%20Race /search?p=Space%20Race /rocket.htm "},
   };
   CheckRows(rows, SearchGameLink);
+}
+
+TEST_F(LocateTest, ScanPageReadsTheFirst65535BytesThroughEitherWayOfFetching) {
+  web.Put("games.test", "/big.htm",
+          std::string(65000, ' ') + "<embed src=\"http://a.test/cut" + std::string(600, 'c') +
+              ".swf\" width=640 height=480>");
+  web.Put("games.test", "/small.htm",
+          std::string(1000, ' ') + "<embed src=\"http://a.test/g.swf\" width=640 height=480>");
+  // 300 MB of page: only what the scan reads is fetched, and nothing stays.
+  std::string line = "<embed src=\"http://a.test/g.swf\" width=640 height=480>";
+  web.Answer("games.test", "/huge.htm",
+             {"body=" + line, "repeat=" + std::to_string((300 << 20) / line.size())});
+  // The URL download refuses a 500; the fetcher saves the page all the same.
+  web.Answer("games.test", "/refused.htm",
+             {"status=500", "body=<embed src=\"http://a.test/g.swf\" width=640 height=480>"});
+  const Row rows[] = {
+      {"the link cut at 65535 bytes", "http://games.test/big.htm", 0, "", "/big.htm "},
+      {"a small page", "http://games.test/small.htm", 19, "http://a.test/g.swf", "/small.htm "},
+      {"300 MB", "http://games.test/huge.htm", 19, "http://a.test/g.swf", "/huge.htm "},
+      {"a 500", "http://games.test/refused.htm", 19, "http://a.test/g.swf",
+       "/refused.htm /refused.htm "},
+      {"no such host", "http://no-such-host.invalid/p.htm", 0, ".swf", ""},
+  };
+  CheckRows(rows, [](const char* url, char* out) {
+    std::snprintf(out, ScanResultSize, ".swf"); // the ending sought
+    return ScanPage(url, ScanEmbedLink, "http://", out);
+  });
+  EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
+  EXPECT_FALSE(std::filesystem::exists(env.CacheFolder())) << "a page left a cache copy";
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // The page scanner on pages built for each mode and each edge, scanned in
-// memory, and on pages of the test web through both ways of fetching.
+// memory (pages of the test web: tests/locate).
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include "tests/testweb/test_web.h"
-#include "tests/web/web_env.h"
 #include "video/scanner.h"
 
 namespace {
@@ -102,52 +100,6 @@ TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
        "<param value=\"p.swf&q=1\" width=640 height=480>", 27, "http://games.test/dir/p.swf"},
   };
   CheckRows(rows, ScanRelativeLink, ".swf", ".swf");
-}
-
-TEST(ScanPage, ReadsTheFirst65535BytesThroughEitherWayOfFetching) {
-  WebEnv env = MakeWebEnv();
-  {
-    TestWeb web;
-    web.Put("games.test", "/big.htm",
-            std::string(65000, ' ') + "<embed src=\"http://a.test/cut" + std::string(600, 'c') +
-                ".swf\" width=640 height=480>");
-    web.Put("games.test", "/small.htm",
-            std::string(1000, ' ') + "<embed src=\"http://a.test/g.swf\" width=640 height=480>");
-    // 300 MB of page: only what the scan reads is fetched, and nothing stays.
-    std::string line = "<embed src=\"http://a.test/g.swf\" width=640 height=480>";
-    web.Answer("games.test", "/huge.htm",
-               {"body=" + line, "repeat=" + std::to_string((300 << 20) / line.size())});
-    // The URL download refuses a 500; the fetcher saves the page all the same.
-    web.Answer("games.test", "/refused.htm",
-               {"status=500", "body=<embed src=\"http://a.test/g.swf\" width=640 height=480>"});
-    ASSERT_TRUE(web.Start());
-    web.WriteHosts(env.root / "system", {"games.test"});
-    struct Row {
-      const char* url;
-      int result;
-      const char* text;
-      int asked;
-    } rows[] = {
-        {"http://games.test/big.htm", 0, "", 1},
-        {"http://games.test/small.htm", 19, "http://a.test/g.swf", 1},
-        {"http://games.test/huge.htm", 19, "http://a.test/g.swf", 1},
-        {"http://games.test/refused.htm", 19, "http://a.test/g.swf", 2},
-        {"http://no-such-host.invalid/p.htm", 0, ".swf", 0},
-    };
-    for (const Row& row : rows) {
-      SCOPED_TRACE(row.url);
-      char result[ScanResultSize] = ".swf";
-      testing::internal::CaptureStdout();
-      EXPECT_EQ(ScanPage(row.url, ScanEmbedLink, "http://", result), row.result);
-      testing::internal::GetCapturedStdout();
-      EXPECT_STREQ(result, row.text);
-      std::string path = row.url;
-      EXPECT_EQ(web.Count("games.test", path.substr(path.find('/', 7))), row.asked);
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(env.root / "system/Temp"));
-    EXPECT_FALSE(std::filesystem::exists(env.CacheFolder())) << "a page left a cache copy";
-  }
-  DropWebEnv(env);
 }
 
 } // namespace

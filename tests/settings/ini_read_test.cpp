@@ -34,9 +34,8 @@ TEST(IniRead, FollowsTheLookupRules) {
   };
   // clang-format on
   TempFolder dir;
-  int n = 0;
   for (const auto& c : cases) {
-    std::string file = dir / ("case" + std::to_string(n++) + ".ini");
+    std::string file = dir / ("case" + std::to_string(&c - cases) + ".ini");
     WriteBytes(file, c.content);
     char out[64];
     EXPECT_EQ(IniRead(file.c_str(), c.section, c.key, c.def, out, sizeof out),

@@ -1,23 +1,17 @@
-// Small file helpers for the settings tests.
+// A temporary folder and file helpers for the settings tests.
 #pragma once
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "tests/carrier/carrier_fixture.h"
+#include "tests/web/web_env.h"
 
-inline void WriteBytes(const std::string& file, const std::string& bytes) {
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-inline std::string ReadBytes(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+// The settings and face tests' names for the web tests' whole-file helpers.
+inline constexpr auto& WriteBytes = WriteWhole;
+inline constexpr auto& ReadBytes = ReadWhole;
 
 // Sets the file's times to those of like, moved seconds into the past.
 inline void Age(const std::string& file, int seconds, const std::string& like = "") {

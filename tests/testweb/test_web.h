@@ -3,7 +3,6 @@
 // server's request log. See tests/testweb/README.md.
 #pragma once
 
-#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
@@ -31,14 +30,10 @@ struct TestWebRequest {
 class TestWeb {
  public:
   // root: a folder for the server (made when missing); empty: a temporary one.
-  explicit TestWeb(std::filesystem::path root = {}) {
-    if (root.empty()) {
-      char pattern[] = "/tmp/skerry-testweb-XXXXXX";
+  explicit TestWeb(std::filesystem::path root = {}) : root_(root), ownRoot_(root.empty()) {
+    char pattern[] = "/tmp/skerry-testweb-XXXXXX";
+    if (ownRoot_)
       root_ = mkdtemp(pattern);
-      ownRoot_ = true;
-    } else {
-      root_ = root;
-    }
     std::filesystem::create_directories(root_ / "sites");
   }
   ~TestWeb() {
@@ -65,9 +60,8 @@ class TestWeb {
     std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
   }
 
-  // Adds a special answer for target (a path with or without a query, as sent
-  // or decoded; "*" for every path) made of the rules of README.md. The first
-  // line for a target wins.
+  // Appends README.md's rules for target (with or without a query, as sent or
+  // decoded; "*": every path) to host's answers; the first line for a target wins.
   void Answer(const std::string& host, const std::string& target,
               std::initializer_list<std::string> rules) {
     std::string line = target;
@@ -100,8 +94,7 @@ class TestWeb {
       std::ifstream in(portFile);
       if (in >> port_ && port_ > 0)
         return true;
-      int status = 0;
-      if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
         pid_ = -1;
         return false;
       }
@@ -114,8 +107,7 @@ class TestWeb {
   void Stop() {
     if (pid_ > 0) {
       kill(pid_, SIGTERM);
-      int status = 0;
-      waitpid(pid_, &status, 0);
+      waitpid(pid_, nullptr, 0);
     }
     pid_ = -1;
     port_ = 0;
@@ -176,15 +168,11 @@ class TestWeb {
     return text;
   }
 
+  // The environment's source folder, else the build's (every includer defines it).
   static std::string ScriptPath() {
-    if (const char* source = getenv("SKERRY_SOURCE_DIR"); source != nullptr && *source != '\0')
-      return std::string(source) + "/tests/testweb/testweb.py";
-#ifdef SKERRY_SOURCE_DIR
-    // The build's own word: __FILE__ may be relative to a compiler's folder.
-    return std::string(SKERRY_SOURCE_DIR) + "/tests/testweb/testweb.py";
-#else
-    return (std::filesystem::path(__FILE__).parent_path() / "testweb.py").string();
-#endif
+    const char* source = getenv("SKERRY_SOURCE_DIR");
+    return std::string(source != nullptr && *source != '\0' ? source : SKERRY_SOURCE_DIR) +
+           "/tests/testweb/testweb.py";
   }
 
   std::filesystem::path root_;

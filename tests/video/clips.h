@@ -127,10 +127,6 @@ inline double ProbeSeconds(const std::string& path) {
   return std::atof(ProbeField(path, "-show_entries format=duration").c_str());
 }
 
-inline bool FileThere(const std::string& path) {
-  return std::filesystem::exists(path);
-}
-
 class TempFolder : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -126,7 +126,7 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   std::ofstream(prog + "/hold");
   Start(FormatAvi, out);
   Drop("Clip0000", 1);
-  ASSERT_TRUE(WaitFor([&] { return Runs() == 1 && FileThere(out + "/Clip0000~1-1.avi"); }));
+  ASSERT_TRUE(WaitFor([&] { return Runs() == 1 && fs::exists(out + "/Clip0000~1-1.avi"); }));
   EXPECT_TRUE(WaitFor([&] {
     return Panel().CollectStatus.Get() == "Converting /Clip0000~1 video now... 50%";
   })) << Panel().CollectStatus.Get();
@@ -148,7 +148,7 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   for (const auto& e : fs::directory_iterator(out)) {
     std::string name = e.path().filename().string();
     if (name.size() > 4 && name.compare(name.size() - 4, 4, ".htw") == 0)
-      EXPECT_TRUE(FileThere(out + "/" + name.substr(0, name.size() - 4)))
+      EXPECT_TRUE(fs::exists(out + "/" + name.substr(0, name.size() - 4)))
           << "a page alone: " << name;
     else if (name[0] != '.')
       names.insert(name);
@@ -187,7 +187,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   setenv("PATH", path.c_str(), 1);
   EndJob();
   for (const char* kept : {"Bad00000~1.video", "Hang0000~4.video", "Gone0000~6.video"})
-    EXPECT_TRUE(FileThere(dir + "/" + kept)) << kept;
+    EXPECT_TRUE(fs::exists(dir + "/" + kept)) << kept;
   EXPECT_EQ(Runs(), 2 + small); // a failed source is not tried again
   EXPECT_TRUE(WaitFor([] { return Panel().PhoneStatus.Empty(); }));
   // Nothing half-written of the upload stays, on the card or beside it.
@@ -205,7 +205,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
     EXPECT_TRUE(
         SeenSoon("Copy /Clip0000~7 video failed: Read-only file system, kept as Clip0000~7.video"));
     EndJob();
-    EXPECT_TRUE(FileThere(dir + "/Clip0000~7.video"));
+    EXPECT_TRUE(fs::exists(dir + "/Clip0000~7.video"));
   }
 }
 

@@ -13,20 +13,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class PhoneDrive : public TempFolder {
- protected:
-  void SetUp() override {
-    TempFolder::SetUp();
-    setenv("SKERRY_SYSTEM_DIR", (dir + "/sys").c_str(), 1);
-    fs::create_directories(dir + "/sys");
-  }
-  void TearDown() override {
-    unsetenv("SKERRY_SYSTEM_DIR");
-    TempFolder::TearDown();
-  }
-};
+class PhoneDrive : public TempFolder {};
 
 TEST_F(PhoneDrive, PassesOverTheCards) {
+  setenv("SKERRY_SYSTEM_DIR", (dir + "/sys").c_str(), 1);
+  fs::create_directories(dir + "/sys");
   // Folders below the tree (cards d, e, f) and drive lines with roots below
   // it, blank-separated; the video folder expected below it, "" untouched.
   struct Row {
@@ -65,6 +56,7 @@ TEST_F(PhoneDrive, PassesOverTheCards) {
     EXPECT_EQ(FindPhoneDrive(row.first, video), row.letter);
     EXPECT_EQ(std::string(video), *row.video ? dir + "/" + row.video : std::string());
   }
+  unsetenv("SKERRY_SYSTEM_DIR");
 }
 
 TEST_F(PhoneDrive, DriveTableFromTheMounts) {

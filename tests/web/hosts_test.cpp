@@ -42,24 +42,22 @@ class HostsTest : public testing::Test {
  protected:
   void SetUp() override { env = MakeWebEnv(); }
   void TearDown() override { DropWebEnv(env); }
-  void WriteTable(const std::string& text) {
-    fs::create_directories(env.root / "system");
-    WriteWhole((env.root / "system/hosts.ini").string(), text);
-  }
   WebEnv env;
 };
 
 TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
   HostEntry entry;
   EXPECT_FALSE(LookupHost("games.test", entry)) << "no file";
-  WriteTable("");
+  fs::create_directories(env.root / "system");
+  auto table = [&](const std::string& text) { WriteWhole(env.File("system/hosts.ini"), text); };
+  table("");
   EXPECT_TRUE(ReadHostsTable().empty());
 
   std::string many = "[hosts]\n";
   for (int i = 0; i < 1000; ++i)
     many += "Host" + std::to_string(i) + ".test = 127.0.0." + std::to_string(i % 250 + 1) + "\n";
   many += "bad.test=nowhere\nport.test=127.0.0.1:70000\n";
-  WriteTable(many);
+  table(many);
   EXPECT_EQ(ReadHostsTable().size(), 1000u);
   ASSERT_TRUE(LookupHost("HOST999.test.", entry));
   EXPECT_EQ(entry.address, "127.0.0.250");
@@ -70,7 +68,7 @@ TEST_F(HostsTest, HostileOrBrokenFilesAreReadSafelyOrIgnored) {
   std::string noise(10 << 20, '\0');
   for (char& c : noise)
     c = static_cast<char>(random());
-  WriteTable("[Hosts]\ngames.test=127.0.0.1\n" + noise);
+  table("[Hosts]\ngames.test=127.0.0.1\n" + noise);
   auto start = std::chrono::steady_clock::now();
   ReadHostsTable();
   LookupHost("games.test", entry);

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <regex>
 
@@ -89,8 +88,7 @@ TEST_F(DownloadTest, EndsAnswersThatStallTrickleOrGrowTooLarge) {
   for (std::size_t i = 0; i < std::size(rows); ++i) {
     SCOPED_TRACE(rows[i].rules);
     std::string url = "http://dl.test/endless" + std::to_string(i) + ".swf";
-    std::ofstream(web.Site("dl.test") / ".answers", std::ios::app)
-        << "/endless" << i << ".swf\t" << rows[i].rules << "\tfile=big.swf\n";
+    web.Answer("dl.test", "/endless" + std::to_string(i) + ".swf", {rows[i].rules, "file=big.swf"});
     auto start = std::chrono::steady_clock::now();
     ExpectFailureLeavesTargets([&](const char* target) {
       return DownloadUrlToFile(url.c_str(), target, env.CacheFolder().c_str(), rows[i].options);
@@ -120,16 +118,12 @@ TEST_F(DownloadTest, FailuresOfEveryWayOfFetchingLeaveTheTargetAlone) {
     SCOPED_TRACE(row.url);
     ExpectFailureLeavesTargets(
         [&](const char* target) { return URLDownloadToFile(row.url, target); });
-    testing::internal::CaptureStdout();
-    char path[FetchPathSize];
-    std::snprintf(path, sizeof path, "%s", env.File("kept").c_str());
     if (row.fetch >= 0) {
-      EXPECT_EQ(FetchToFile(row.url, path), row.fetch);
+      EXPECT_EQ(FetchInto(row.url, env.File("kept")), row.fetch);
     }
     if (*row.clock != '\0') {
       EXPECT_EQ(ServerDate(row.clock), 0u);
     }
-    testing::internal::GetCapturedStdout();
     EXPECT_EQ(ReadWhole(env.File("kept")), "the user's file");
   }
   EXPECT_TRUE(CacheFiles(env.CacheFolder()).empty());

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,8 +14,6 @@
 
 #include "shell/module_path.h"
 #include "web/fetcher.h"
-
-inline void NoSleep(unsigned) {}
 
 struct WebEnv {
   std::filesystem::path root;
@@ -34,6 +33,16 @@ inline void WriteWhole(const std::string& path, const std::string& text) {
   out << text;
 }
 
+// FetchToFile into file (FetchToFileUpTo when upTo), its console text swallowed.
+inline int FetchInto(const char* url, const std::string& file, std::uint64_t upTo = 0) {
+  char path[FetchPathSize];
+  std::snprintf(path, sizeof path, "%s", file.c_str());
+  testing::internal::CaptureStdout();
+  int result = upTo != 0 ? FetchToFileUpTo(url, path, upTo) : FetchToFile(url, path);
+  testing::internal::GetCapturedStdout();
+  return result;
+}
+
 inline WebEnv MakeWebEnv(const std::string& define = "") {
   WebEnv env;
   char pattern[] = "/tmp/skerry-web-XXXXXX";
@@ -45,7 +54,7 @@ inline WebEnv MakeWebEnv(const std::string& define = "") {
   setenv("SKERRY_SYSTEM_DIR", (env.root / "system").c_str(), 1);
   setenv("XDG_CACHE_HOME", (env.root / "cache").c_str(), 1);
   setenv("RES_OPTIONS", "timeout:1 attempts:1", 1);
-  SetWebSleepForTests(NoSleep);
+  SetWebSleepForTests([](unsigned) {});
   return env;
 }
 
