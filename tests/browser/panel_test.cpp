@@ -13,7 +13,7 @@
 
 #include "platform/carrier_client.h"
 #include "platform/ini.h"
-#include "swf_file.h"
+#include "tests/collect/program_run.h"
 #include "tests/testweb/test_web.h"
 #include "x11_shots.h"
 
@@ -27,14 +27,7 @@ constexpr unsigned StartColour = 0x0F3B66;    // iStart.htm
 constexpr unsigned GameAreaColour = 0x1A1206; // iGameHome.htm in the frame "main"
 constexpr unsigned GameColour = 0x22CC55;
 
-std::string Output(const std::string& command) {
-  std::string text;
-  char chunk[256];
-  for (FILE* pipe = popen(command.c_str(), "r"); pipe; pipe = (pclose(pipe), nullptr))
-    while (fgets(chunk, sizeof chunk, pipe))
-      text += chunk;
-  return text;
-}
+using run::Output;
 
 struct PanelPlace {
   int x = -1, y = -1, width = 0, height = 0;
@@ -108,8 +101,7 @@ std::string QuestionWindow(const std::string& title, std::chrono::seconds wait) 
   std::string found;
   AwaitTrue(
       [&] {
-        std::istringstream ids(
-            Output("xdotool search --onlyvisible --name '^" + title + "$' 2>/dev/null"));
+        std::istringstream ids(run::Windows(title));
         for (std::string id; ids >> id;) {
           int w = 0, h = 0;
           std::istringstream g(Output("xdotool getwindowgeometry --shell " + id));
@@ -135,8 +127,10 @@ class PanelWithPanes : public testing::Test {
  protected:
   fs::path root;
   fs::path program;
-  pid_t panelPid = -1;
-  std::vector<pid_t> panes;
+  pid_t panelPid = -1, windowManager = -1;
+  PanelPlace panel;
+  int paneX = 0, paneY = 0; // the upright Pane's corner
+  CarrierConnection client;
 
   void SetUp() override {
     char name[] = "/tmp/skerry-panel-XXXXXX";
@@ -155,10 +149,8 @@ class PanelWithPanes : public testing::Test {
   }
 
   void TearDown() override {
-    if (panelPid > 0)
-      for (pid_t pid : ChildrenOf(panelPid))
-        panes.push_back(pid);
-    for (pid_t pid : panes)
+    CarrierDisconnect(&client);
+    for (pid_t pid : panelPid > 0 ? ChildrenOf(panelPid) : std::vector<pid_t>())
       kill(pid, SIGKILL);
     Stop(panelPid);
     Stop(windowManager);
@@ -166,22 +158,30 @@ class PanelWithPanes : public testing::Test {
     fs::remove_all(root, ignored);
   }
 
-  pid_t windowManager = -1;
-
   void StartPanel(std::vector<std::string> env = {}) {
     env.insert(env.end(), {"XDG_RUNTIME_DIR=" + (root / "run").string(),
                            "SKERRY_SYSTEM_DIR=" + (root / "system").string(), "LC_ALL=C"});
     panelPid = Spawn((program / "skerry").string(), {}, env, (root / "panel.log").string());
   }
 
-  bool Connect(CarrierConnection* c) {
+  // Starts the Panel and waits for the start page in its upright Pane.
+  testing::AssertionResult StartOnTheStartPage(std::vector<std::string> env = {}) {
+    StartPanel(std::move(env));
+    panel = FindPanel(30s);
+    paneX = panel.x + 20, paneY = panel.y + 74;
+    if (panel.width <= 0)
+      return testing::AssertionFailure() << "no window titled Tessel Skerry";
+    return AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 60s);
+  }
+
+  bool Connect() {
     std::string path = (root / "run" / "skerry" / "panel.sock").string(), error;
     long long native = 0;
     return AwaitTrue(
         [&] {
-          return (CarrierConnect(c, path, &error) &&
-                  CarrierClientHello(c, getpid(), 3000, &native)) ||
-                 (CarrierDisconnect(c), false);
+          return (CarrierConnect(&client, path, &error) &&
+                  CarrierClientHello(&client, getpid(), 3000, &native)) ||
+                 (CarrierDisconnect(&client), false);
         },
         20s);
   }
@@ -197,12 +197,8 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
     std::this_thread::sleep_for(1s);
     ASSERT_FALSE(Ended(windowManager, 0s)) << wm << " didn't start";
   }
-  StartPanel();
-  PanelPlace panel = FindPanel(30s);
-  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
-  ASSERT_TRUE(AwaitColour(StartColour, panel.x + 140, panel.y + 374, 60, 20, 60s));
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(StartOnTheStartPage());
+  ASSERT_TRUE(Connect());
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
   // The game channel, minimize, open from the tray menu, topmost on and off, minimize, a
   // second start (w 1), turned and upright again with the pointer where the turn is asked.
@@ -239,8 +235,6 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
     EXPECT_TRUE(AwaitColour(GameAreaColour, x + w - 30, y + h - 60, 20, 30, 5s));
     EXPECT_EQ(ChildrenOf(panelPid).size(), 2u) << "Panes launched again or lost";
   }
-
-  CarrierDisconnect(&client);
 }
 
 // The shipped settings and an empty Game folder: no first-start question, the start page,
@@ -248,48 +242,30 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
 TEST_F(PanelWithPanes, FirstStartWithTheShippedSettingsLeadsSomewhere) {
   fs::remove_all(program / "Game");
   fs::create_directories(program / "Game");
-  StartPanel();
-  PanelPlace panel = FindPanel(30s);
-  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
-  const int paneX = panel.x + 20, paneY = panel.y + 74;
-  EXPECT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
+  EXPECT_TRUE(StartOnTheStartPage());
   KeepShot("desk-start.png");
   std::this_thread::sleep_for(5s); // the top-list job would have asked by now
-  EXPECT_EQ(Output("xdotool search --onlyvisible --name '^Tessel @Vexan$' 2>/dev/null"), "");
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client));
+  EXPECT_EQ(run::Windows("Tessel @Vexan"), "");
+  ASSERT_TRUE(Connect());
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0));
   EXPECT_TRUE(AwaitColour(0x0F3B66, paneX + 200, paneY + 6, 60, 20, 30s)) << "Home is blank";
   KeepShot("desk-home.png");
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
   EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
   KeepShot("desk-empty-menu.png");
-  // The start page's Start row acts as the face's Start.
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20240, 0));
-  ASSERT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
-  Click(paneX + 150, paneY + 145);
-  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "Start row";
-  CarrierDisconnect(&client);
 }
 
 // Game, video folder (its player streaming a clip through ffmpeg) and image player open;
 // exit through the question: the program, its Panes, their helpers and ffmpeg are gone
 // within 5 s.
 TEST_F(PanelWithPanes, ExitThroughTheQuestionLeavesNothingRunning) {
-  std::string clip = (program / "Video" / "clip.flv").string();
-  ASSERT_EQ(std::system(("ffmpeg -nostdin -loglevel error -y -f lavfi -i color=c=red:size=160x120"
-                         ":rate=25 -t 30 -c:v flv1 '" +
-                         clip + "'")
-                            .c_str()),
-            0);
+  ASSERT_TRUE(MakeClip(program / "Video" / "clip.flv",
+                       "-f lavfi -i color=c=red:size=160x120:rate=25 -t 30 -c:v flv1"));
   IniWrite((program / "Define.ini").c_str(), "Video", "Start", "Video\\clip.flv.htw");
   fs::create_directories(root / "pictures");
   std::ofstream(root / "pictures" / "a.ppm") << "P3 1 1 255 200 0 0\n";
-  StartPanel({"XDG_PICTURES_DIR=" + (root / "pictures").string()});
-  PanelPlace panel = FindPanel(30s);
-  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(StartOnTheStartPage({"XDG_PICTURES_DIR=" + (root / "pictures").string()}));
+  ASSERT_TRUE(Connect());
   for (auto [message, w] : {std::pair{1033, 20100}, {273, 40004}, {273, 40005}}) {
     std::size_t before = ChildrenOf(panelPid).size();
     ASSERT_TRUE(CarrierClientPost(&client, message, w, 0));
@@ -315,13 +291,10 @@ TEST_F(PanelWithPanes, ExitThroughTheQuestionLeavesNothingRunning) {
 }
 
 // Presses: Start opens the game menu, whose first icon (a game, yellow) plays; Date twice
-// (no move between) shows the start page; Back reaches the Pane; Close ends it within 5 s.
+// (no move between) shows the start page, whose Start row acts as the face's Start; Back
+// reaches the Pane; Close ends it within 5 s.
 TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
-  StartPanel();
-  PanelPlace panel = FindPanel(30s);
-  ASSERT_GT(panel.width, 0) << "no window titled Tessel Skerry";
-  const int paneX = panel.x + 20, paneY = panel.y + 74;
-  ASSERT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 60s));
+  ASSERT_TRUE(StartOnTheStartPage());
   KeepShot("panel-start.png");
   pid_t startPane = ChildrenOf(panelPid).front();
 
@@ -340,7 +313,7 @@ TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
 
   Click(panel.x + 30, panel.y + 66, true);
   EXPECT_TRUE(AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 30s));
-  Click(panel.x + 173, panel.y + 496); // Start on the start page: the game channel again
+  Click(paneX + 150, paneY + 145); // the start page's Start row: the game channel again
   EXPECT_TRUE(AwaitColour(game, paneX + 130, paneY + 200, 50, 50, 30s));
   Click(panel.x + 113, panel.y + 496); // Back (the << button)
   EXPECT_TRUE(AwaitColour(GameAreaColour, paneX + 100, paneY + 330, 100, 30, 30s));
@@ -372,7 +345,6 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
   ASSERT_EQ(std::system("xdotool mousemove 700 400"), 0);
 
   StartPanel();
-  PanelPlace panel;
   for (auto until = Clock::now() + 30s; panel.width <= panel.height && Clock::now() < until;)
     panel = FindPanel(10s);
   ASSERT_GT(panel.width, panel.height) << "the panel didn't start turned";
@@ -380,8 +352,7 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
     EXPECT_TRUE(AwaitColour(StartColour, panel.x + 122 + left, panel.y + 44, 30, 10, 60s)) << left;
   // Upright it would cover the face below the turned Pane.
   EXPECT_FALSE(Near(ScreenColour(panel.x + 40, panel.y + 335, 250, 10), StartColour));
-  CarrierConnection client;
-  ASSERT_TRUE(Connect(&client));
+  ASSERT_TRUE(Connect());
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0)); // the Home channel
   fs::path saved = program / "Game" / "200811" / "Daily Game.swf";
   AwaitTrue([&] { return fs::exists(saved) && web.Count("home.test", "/start.htm") > 0; }, 120s);
@@ -391,7 +362,6 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
   EXPECT_TRUE(std::any_of(requests.begin(), requests.end(), [](const TestWebRequest& r) {
     return r.host == "home.test" && r.scheme == "https";
   })) << "the Home Pane did not reach home.test over https";
-  CarrierDisconnect(&client);
 
   // A Panel killed outright: its Panes end by themselves.
   auto panes = Descendants(panelPid);

@@ -1,4 +1,6 @@
 // Colours read in-process from the root window; kept pictures by ImageMagick's import.
+// Flash files: the header with the stage rectangle in twips, then SetBackgroundColor,
+// ShowFrame and End, so that a player shows the stage in the background colour.
 #include "x11_shots.h"
 
 #include <X11/Xlib.h>
@@ -12,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -127,4 +130,43 @@ std::string Hex(unsigned colour) {
   char text[16];
   std::snprintf(text, sizeof text, "#%06X", colour);
   return text;
+}
+
+static std::string Little(std::uint32_t value, int bytes) {
+  std::string out;
+  for (int i = 0; i < bytes; ++i)
+    out += static_cast<char>((value >> (8 * i)) & 0xFF);
+  return out;
+}
+
+static std::string Tag(unsigned type, const std::string& body) {
+  auto size = static_cast<std::uint32_t>(body.size());
+  if (size < 63)
+    return Little(type << 6 | size, 2) + body;
+  return Little(type << 6 | 0x3F, 2) + Little(size, 4) + body;
+}
+
+std::string TinySwf(int width, int height, unsigned colour, unsigned padding) {
+  std::string rect(9, '\0'); // 5 bits of field size (16), then four 16-bit fields
+  int at = 0;
+  for (std::uint32_t field : {16u, 0u, width * 20u, 0u, height * 20u})
+    for (int i = at == 0 ? 4 : 15; i >= 0; --i, ++at)
+      if ((field >> i) & 1)
+        rect[at / 8] = static_cast<char>(rect[at / 8] | (0x80 >> (at % 8)));
+  std::string rgb = Little(colour >> 16, 1) + Little(colour >> 8, 1) + Little(colour, 1);
+  std::string body = rect + Little(12 << 8, 2) + Little(1, 2) + Tag(9, rgb) + Tag(1, "");
+  if (padding > 0)
+    body += Tag(1000, std::string(padding, 'Z')); // an unknown tag: players skip it
+  body += Tag(0, "");
+  return "FWS" + Little(6, 1) + Little(static_cast<std::uint32_t>(8 + body.size()), 4) + body;
+}
+
+bool MakeClip(const std::filesystem::path& path, const std::string& arguments) {
+  auto plain = path.parent_path() / ("clip" + path.extension().string());
+  std::string command =
+      "ffmpeg -nostdin -loglevel error -y " + arguments + " '" + plain.string() + "'";
+  if (std::system(command.c_str()) != 0)
+    return false;
+  std::filesystem::rename(plain, path);
+  return true;
 }

@@ -1,5 +1,6 @@
 // Helpers of the tests that run real programs on a virtual display: starting
-// and waiting for processes, the colours the screen shows.
+// and waiting for processes, the colours the screen shows, the Flash files
+// and clips they play.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -36,3 +37,10 @@ testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h
 std::string Hex(unsigned colour);
 // Polls done() until it holds or wait passed; its last answer.
 bool AwaitTrue(const std::function<bool()>& done, std::chrono::milliseconds wait);
+// A valid uncompressed Flash file of one frame, width by height pixels, its stage
+// filled with colour (0xRRGGBB); padding bytes of an unknown tag make it as large
+// as a test needs.
+std::string TinySwf(int width, int height, unsigned colour, unsigned padding = 0);
+// A clip of ffmpeg's test sources (arguments: inputs and codecs) at path, made
+// under a plain name so that no name meets the shell.
+bool MakeClip(const std::filesystem::path& path, const std::string& arguments);

@@ -2,10 +2,8 @@
 // answers, and when a stream is a remux rather than a conversion.
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -14,22 +12,13 @@
 
 namespace {
 
-class VideoPlayer : public ::testing::Test {
- protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/skerry-player-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir = pattern;
-    for (const char* name : {"a b.flv", "Clip.MP4", "Clip.MP4.htw", "notes.txt", "notes.txt.htw",
-                             "lonely.avi", "it's <x>.wmv", "it's <x>.wmv.htw"})
-      std::ofstream(dir + "/" + name) << "x";
-    std::ofstream(dir + "/a b.flv.htw") << "x";
-  }
-  void TearDown() override { ASSERT_EQ(std::system(("rm -rf '" + dir + "'").c_str()), 0); }
-  std::string dir;
-};
-
-TEST_F(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
+TEST(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
+  char pattern[] = "/tmp/skerry-player-XXXXXX";
+  ASSERT_NE(mkdtemp(pattern), nullptr);
+  const std::string dir = pattern;
+  for (const char* name : {"a b.flv", "a b.flv.htw", "Clip.MP4", "Clip.MP4.htw", "notes.txt",
+                           "notes.txt.htw", "lonely.avi", "it's <x>.wmv", "it's <x>.wmv.htw"})
+    std::ofstream(dir + "/" + name) << "x";
   struct Row {
     const char* page;
     const char* media; // "" none
@@ -68,6 +57,7 @@ TEST_F(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
   EXPECT_EQ(page.find("<x>"), std::string::npos);
   EXPECT_NE(page.find("src=\"file://" + dir + "/it%27s%20%3Cx%3E.wmv\""), std::string::npos);
   EXPECT_NE(page.find("'http://127.0.0.1:9/tok/video?path=%2F"), std::string::npos);
+  std::filesystem::remove_all(dir);
 }
 
 TEST(StreamArguments, RemuxOpenFormsConvertTheRest) {
