@@ -18,7 +18,7 @@ namespace {
 
 TEST(FormatFromName, ReadsTheEnding) {
   const std::pair<const char*, std::uint32_t> rows[] = {
-      {"/v/Video.mpg(N6)", 16}, {"/v/clip.WMV", 3}, {"/v/Video.mpg", 0}, {"/v/Video", 0}};
+      {"/v/V.mpg(N6)", 16}, {"/v/V.mpg(p6)", 26}, {"/v/clip.WMV", 3}, {"/v/V.mpg", 0}, {"/v/V", 0}};
   for (const auto& [name, format] : rows)
     EXPECT_EQ(FormatFromName(name), format) << name;
 }
