@@ -57,10 +57,9 @@ case "$src" in *Hang*) while :; do sleep 0.05; done;; esac
 cp "$src" "$out"
 )";
 
-class ConvertJobRun : public TempFolder {
+class ConvertJobRun : public InTempFolder {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
     ResetVideoCollect(), ResetPanelState(Panel()), seenLines.clear();
     SetVideoSleepForTests(ShortSleep);
     fs::create_directories(prog = dir + "/prog");
@@ -74,7 +73,7 @@ class ConvertJobRun : public TempFolder {
       EndJob();
     for (const std::string& m : mounts)
       EXPECT_EQ(std::system(("umount '" + m + "'").c_str()), 0);
-    SetVideoSleepForTests(nullptr), SetModulePathForTests(""), TempFolder::TearDown();
+    SetVideoSleepForTests(nullptr), SetModulePathForTests("");
   }
 
   void Start(std::uint32_t format, const std::string& target) {
