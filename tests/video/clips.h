@@ -93,6 +93,17 @@ inline std::string WatchPage(const std::vector<std::pair<std::string, std::strin
          "&amp;vq=None\";</script></html>";
 }
 
+// A card under root that passes for a phone, in the drive table of root's
+// system folder; its video folder.
+inline std::filesystem::path PhoneCard(const std::filesystem::path& root) {
+  for (const char* sub : {"Video", "System", "Music"})
+    std::filesystem::create_directories(root / "card" / sub);
+  std::filesystem::create_directories(root / "system");
+  std::ofstream(root / "system" / "drives.ini")
+      << "[Drives]\nC=/\nD=" << (root / "card").string() << ",removable\n";
+  return root / "card" / "Video";
+}
+
 // What ffprobe says of the first video and audio streams and the container.
 struct Probe {
   std::string container, video, audio;

@@ -93,15 +93,6 @@ class Road : public ::testing::Test {
     return WaitFor([&] { return fs::exists(file) && fs::file_size(file) > 0; }, 120);
   }
 
-  // A card that passes for a phone; its video folder.
-  fs::path Phone() {
-    for (const char* sub : {"Video", "System", "Music"})
-      fs::create_directories(root / "card" / sub);
-    std::ofstream(root / "system" / "drives.ini")
-        << "[Drives]\nC=/\nD=" << (root / "card").string() << ",removable\n";
-    return root / "card" / "Video";
-  }
-
   TestWeb web;
   run::Program prog; // ended before the web
   fs::path root, program, out;
@@ -248,7 +239,7 @@ TEST_F(Road, StreamsOfTodaysSites) {
   const Target targets[] = {{"Video.mp4", ".mp4", "h264", 320, 240, 20210},
                             {"Video.3gp", ".3gp", "h263", 176, 144, 20220}};
   for (const Target& t : targets) {
-    fs::path folder = t.zone == 20220 ? Phone() : out / "streams";
+    fs::path folder = t.zone == 20220 ? PhoneCard(root) : out / "streams";
     fs::create_directories(folder);
     Start();
     Ask("http://tube.test/Show/list/0", t.zone);
