@@ -106,7 +106,6 @@ class CarrierTest : public ::testing::Test {
 
 TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   std::string path = runtime.path + "/skerry/panel.sock", error;
-  EXPECT_EQ(CarrierSocketPath(), path);
   struct stat st {};
   ASSERT_EQ(stat((runtime.path + "/skerry").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0700u);
@@ -388,7 +387,6 @@ TEST_F(PanesTest, RefusedOrImpossibleLaunchesStartNothingAndDontHang) {
   const std::pair<std::string, std::function<void()>> cases[] = {
       {std::string(512, 'c'), [] {}}, // address over 511 bytes
       {std::string(480, 'b'), [] {}}, // command line over 511
-      {"", [&] { chmod(dll.c_str(), 0600); }},
       {"", [&] { std::filesystem::remove(dll); }},
   };
   for (const auto& [address, prepare] : cases) {
