@@ -110,7 +110,6 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   ASSERT_EQ(stat((runtime.path + "/skerry").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0700u);
   EXPECT_FALSE(CarrierListen(RecordingHandlers(), &error));
-  EXPECT_EQ(ProcessRun({FAKE_PANE, {"--listen"}, {}, false}, 10000).exitCode, 3) << "second Panel";
   CarrierClose();
   EXPECT_NE(lstat(path.c_str(), &st), 0);
   EXPECT_TRUE(CarrierDescriptors().empty());
@@ -204,7 +203,6 @@ TEST_F(CarrierTest, SendGivesUpOnSilentOrDeafPaneAndRunsNoHandlerWhileWaiting) {
     accepted += WinPostMessage(500, WM_COMMAND, 32779, 0);
   EXPECT_FALSE(WinIsWindow(500));
   EXPECT_GT(accepted, 1000);
-  Greeted(1010); // the server still answers
 }
 
 // A listener of another user (as root), else one in a folder open to others,
