@@ -91,10 +91,8 @@ TEST_F(Program, ServesPanesAndClientsAndASecondStartEndsAtOnce) {
   EXPECT_EQ(run::Program::WaitExit(panel), 0);
 }
 
-// A client repeats every command that opens a loop of its own (tray menu,
-// harvest question, video save dialog, 8,000 exit requests): one of each
-// stands, the rest are dropped, and the Panel answers. On a display the boxes
-// on the screen are counted too.
+// Each command that opens a loop of its own (tray menu, harvest question, save
+// dialog, exit), repeated: one of each stands, and the Panel still answers.
 TEST_F(Program, RepeatedCommandsAskOnce) {
   bool display = std::getenv("DISPLAY") != nullptr;
   if (display)

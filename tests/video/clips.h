@@ -40,12 +40,10 @@ inline const std::string& ClipBytes(const std::string& ending) {
   return bytes;
 }
 
-// The shapes of today's video sites in site (a host's folder of the test
-// web), made once from one clip of seconds: a progressive file, an HLS stream
-// and a DASH stream with separate audio, the streams each in renditions of
-// 128x96, 176x144 and 320x240 ("hls/v<i>_*.ts", "dash/chunk-stream<i>-*"
-// with i the rendition), and their watch pages "prog.html", "hls.html",
-// "dash.html" that name the media in a <video> tag.
+// Today's video sites in site (a host's folder of the test web): prog.mp4,
+// HLS and DASH with separate audio in renditions i = 0, 1, 2 of 128x96,
+// 176x144, 320x240 ("hls/v<i>_*.ts", "dash/chunk-stream<i>-*"), and watch
+// pages prog.html, hls.html, dash.html naming them in a <video> tag.
 inline bool MakeSiteStreams(const std::filesystem::path& site, double seconds) {
   std::filesystem::create_directories(site / "hls");
   std::filesystem::create_directories(site / "dash");

@@ -33,8 +33,7 @@ class Request : public ::testing::Test {
         [](unsigned) { std::this_thread::sleep_for(std::chrono::milliseconds(1)); });
     HeadlessInstall();
     ResetVideoCollect();
-    // The list can't be fetched (nothing listens on port 1): each started
-    // job ends at once.
+    // Nothing listens on port 1: each started job ends at once.
     listUrl = "http://127.0.0.1:1/Show/sortlink.htm";
     folder = (env.root / "videos").string();
     fs::create_directories(folder);

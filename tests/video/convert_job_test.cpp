@@ -112,10 +112,8 @@ class ConvertJobRun : public InTempFolder {
   std::vector<std::string> mounts;
 };
 
-// Four downloads end during one conversion: each is converted and delivered
-// in order, and the job ends with the download job's end, its line closed.
-// The program's Video folder is the chosen one: the menu rebuilt at the
-// download job's end, while the tool writes, leaves no page behind.
+// Four downloads end during one conversion: all delivered in order, the job
+// ends with the download job; the menu rebuilt mid-write leaves no page alone.
 TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   std::string out = drops = prog + "/Video";
   fs::create_directories(out), fs::create_directories(prog + "/Web");

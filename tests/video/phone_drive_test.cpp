@@ -26,7 +26,6 @@ TEST_F(PhoneDrive, PassesOverTheCards) {
     const char* video;
   } rows[] = {
       {"no folders of the table", "d/DCIM", "D=d,removable", 'D', 0, ""},
-      {"Music only", "d/Music", "D=d,removable", 'D', 'D', ""},
       {"Video and System: no phone", "d/Video d/System", "D=d,removable", 'D', 0, "d/Video"},
       {"the first pass", "d/Video d/System d/Music", "D=d,removable", 'D', 'D', "d/Video"},
       {"Videos replaces Video", "d/Video d/Videos", "D=d,removable", 'D', 'D', "d/Videos"},

@@ -204,8 +204,7 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
   std::ofstream(site / "mute.html") << "<html><video><source src=\"/mute/index.mpd\" "
                                        "type=\"application/dash+xml\"></video></html>";
   const char* pages[] = {"gap", "hls", "mute", "prog"};
-  // Pages that take a moment, so each failure's line stands until the next
-  // entry's replaces it.
+  // Slow pages, so each failure's line stands until the next entry's.
   for (const char* id : pages)
     web.Answer("tube.test", std::string("/watch?v=") + id,
                {std::string("file=") + id + ".html", "delay=200"});
@@ -236,8 +235,7 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
                 ": Download 2 / 4 video failed: /nowhere/yt-dlp: No such file or directory (0 "
                 "new, 2 already there)");
 
-  // A stream of no announced size that grows past MaxBytes is ended, and
-  // nothing of it stays in Temp.
+  // A stream of no announced size is ended past MaxBytes, leaving no Temp file.
   fs::create_directories(env.root / "bin");
   std::string endless = (env.root / "bin" / "yt-dlp").string();
   std::ofstream(endless)
@@ -254,9 +252,8 @@ TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
   EXPECT_EQ(Names(env.root / "system" / "Temp"), std::set<std::string>{"Sort.htm"});
 }
 
-// A list's text is data: an entry shaped like an option never reaches the
-// resolver (here the real one, whose configuration it would name), and a
-// macro or "@@" of the list is not followed.
+// A list's text is data: an option-shaped entry never reaches the real
+// resolver (whose configuration it names); a macro or "@@" is not followed.
 TEST_F(ListJob, AListNeverActsOrLeaks) {
   Start();
   fs::path config = env.root / "cfg" / "watch?v=x";
@@ -351,9 +348,8 @@ TEST_F(ListJob, HostileListStaysInItsFolderAndGoesOn) {
                    " can't be written"));
 }
 
-// Media answers that aren't a video of their own: playlists naming local
-// files, an answer without end, a body no container reader knows. None
-// lands, nothing stays in Temp or the cache, and a full disk is said.
+// Playlists naming local files, an endless answer, a body no container reader
+// knows: none lands or stays in Temp or the cache; a full disk is said.
 TEST_F(ListJob, OnlyAVideoOfItsOwnWithinItsBoundsIsKept) {
   fs::path secret = env.root / "secret.mp4";
   WriteWhole(secret.string(), ClipBytes(".mp4"));
