@@ -1,6 +1,5 @@
-// Phone detection over a drive table from drives.ini whose drives are
-// folders of a temporary tree, and the drive table made from the mounts:
-// cards, shares, discs, and each storage of an MTP phone as a drive.
+// Phone detection over drives.ini naming folders of a temporary tree, and the
+// drive table made from the mounts, each storage of an MTP phone a drive.
 #include "platform/drives.h"
 #include "tests/video/clips.h"
 #include "video/phone_drive.h"
@@ -62,8 +61,7 @@ TEST_F(PhoneDrive, DriveTableFromTheMounts) {
        {"gvfs/mtp:host=Phone_A/Internal shared storage/Music", "gvfs/mtp:host=Phone_A/Card/Videos",
         "gvfs/smb-share:server=x/share", "jmtp/Phone storage"})
     fs::create_directories(dir + "/" + f);
-  // Repeated and broken lines, the system's own file systems and a fixed
-  // disk are no drives; gvfs and jmtpfs mounts give their phone storages.
+  // Repeated or broken lines, system file systems and fixed disks are no drives.
   const std::string mounts = "/dev/vda1 / ext4 rw 0 0\nproc /proc proc rw 0 0\n"
                              "/dev/sdb1 /media/me/CARD vfat rw 0 0\nsrv:/x /mnt/share nfs4 rw 0 0\n"
                              "/dev/sr0 /media/me/DISC iso9660 ro 0 0\n"

@@ -186,9 +186,8 @@ TEST_F(ListJob, CollectedAgainFetchesOnlyWhatIsGone) {
                                                "1 video" + where + " (1 new, 2 already there)"}));
 }
 
-// Streams that break, with the real resolver: an HLS segment missing, a
-// segment that stalls, a resolver that is missing; each entry says so on the
-// line and the list goes on. A DASH video without audio lands as it is.
+// A missing or stalled HLS segment and a missing resolver are each said on the
+// line and the list goes on; a DASH video without audio lands as it is.
 TEST_F(ListJob, BrokenStreamsGiveTheirLineAndTheListGoesOn) {
   fs::path site = web.Site("tube.test");
   ASSERT_TRUE(MakeSiteStreams(site, 2));
