@@ -1,6 +1,5 @@
-// The carrier server against real clients on its Unix socket, serviced on the
-// test thread, and real child Panes: the stand-in browser program as
-// Lumbrel.dll in a folder with blanks, the test playing the Panel.
+// The carrier server against real clients serviced on the test thread, and
+// real child Panes: the stand-in browser program in a folder with blanks.
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -300,8 +299,7 @@ class PanesTest : public CarrierTest {
   }
 };
 
-// The first Pane of the run goes to slot 0 though it says /h2, a later one
-// with /h2 to slot 2; a missing page still launches.
+// The run's first Pane takes slot 0 though it says /h2; a missing page launches.
 TEST_F(PanesTest, EveryRowLaunchesWithItsArgumentsAndLandsInItsSlot) {
   // clang-format off
   struct Row { PaneRow row; const char* address; int channelBefore, slot, channelAfter; std::vector<std::string> arguments; };
