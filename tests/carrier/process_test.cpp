@@ -1,5 +1,5 @@
 // Child processes: argument vectors kept whole, environment additions, exit
-// codes, waits with a time-out, and programs that can't start.
+// codes, programs that can't start, and children that must not outlive us.
 #include <gtest/gtest.h>
 
 #include <signal.h>

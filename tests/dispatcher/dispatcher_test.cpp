@@ -310,7 +310,7 @@ TEST_F(Dispatcher, FirstStart) {
 }
 
 TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
-  Define("[MainWeb]\nStart=http://zh.example/\nStartEng=http://en.example/\n"
+  Define("[MainWeb]\nStartEng=http://en.example/\n"
          "[Game]\nTop=http://top.example/\n[Video]\nStart=Web\\MenuVideo.htm\n");
   Live(0, BasePane);
   Panel().Channel = ChannelClock;
@@ -334,17 +334,13 @@ TEST_F(Dispatcher, HomeVideoAndTrayLaunches) {
   NewPanel();
   Panel().Channel = ChannelClock;
   Command(20120);
-  LanguageOffset = 1000;
-  Command(20120);
-  LanguageOffset = 0;
   Command(20120, 2);
   EXPECT_EQ(Panel().Channel.load(), ChannelHome);
   Live(5, HomePane); // showing: zone 11 sends it to its first page
   Command(20120);
   Panel().Channel = ChannelClock;
   Command(20120); // the live Pane comes up, not launched again
-  EXPECT_EQ(outside, (Lines{"launch Home http://en.example/", "launch Home http://zh.example/",
-                            "launch Home http://top.example/"}));
+  EXPECT_EQ(outside, (Lines{"launch Home http://en.example/", "launch Home http://top.example/"}));
   EXPECT_EQ(PaneTraffic(), (Lines{"post 500 273 32789", "bringToTop 500"}));
 
   Define("[MainWeb]\nStartEng=http://en.example/\n[Game]\nTop=\n"); // no top page

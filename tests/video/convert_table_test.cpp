@@ -1,6 +1,5 @@
-// The conversion table run by the real ffmpeg on a tiny clip: every row
-// that converts gives a file of the right container, codec and size; the
-// runner reads the share done from its progress lines.
+// The conversion table run by the real ffmpeg on a tiny clip, and the share
+// done read from the tool's progress lines.
 #include "tests/video/clips.h"
 #include "video/convert.h"
 
