@@ -109,6 +109,7 @@ TEST_F(CarrierTest, SocketIsPrivateSingleAndReplacesOnlyAStaleSocket) {
   ASSERT_EQ(stat((runtime.path + "/skerry").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0700u);
   EXPECT_FALSE(CarrierListen(RecordingHandlers(), &error));
+  EXPECT_EQ(ProcessRun({FAKE_PANE, {"--listen"}, {}, false}, 10000).exitCode, 3) << "second Panel";
   CarrierClose();
   EXPECT_NE(lstat(path.c_str(), &st), 0);
   EXPECT_TRUE(CarrierDescriptors().empty());

@@ -4,6 +4,9 @@
 // with 7 and writes what it saw to the log file FAKE_PANE_LOG (none: no log),
 // one line each: "ARG <i> <argument>", "HELLO <answer>", "RECV <frame>".
 // It ends on POST 18, when the Panel goes away, or after 20 s.
+// "fake_pane --listen" instead tries to become a Panel: exit 0 when it could
+// listen, 3 when refused.
+#include "platform/carrier.h"
 #include "platform/carrier_client.h"
 
 #include <unistd.h>
@@ -26,6 +29,12 @@ void Log(const std::string& line) {
 
 int main(int argc, char** argv) {
   std::string error;
+  if (argc == 2 && std::strcmp(argv[1], "--listen") == 0) {
+    if (!CarrierListen(CarrierHandlers{}, &error))
+      return 3;
+    CarrierClose();
+    return 0;
+  }
   int slot = -1;
   for (int i = 1; i < argc; ++i) {
     Log("ARG " + std::to_string(i) + " " + argv[i]);
