@@ -132,11 +132,6 @@ inline Probe ProbeFile(const std::string& path) {
   return p;
 }
 
-// The container's duration in seconds, 0 when ffprobe names none.
-inline double ProbeSeconds(const std::string& path) {
-  return std::atof(ProbeField(path, "-show_entries format=duration").c_str());
-}
-
 // A test in a temporary folder of its own, dir.
 class InTempFolder : public ::testing::Test {
  protected:
