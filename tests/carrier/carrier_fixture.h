@@ -1,6 +1,6 @@
-// Helpers shared by the carrier, pane hosting and settings tests: a temporary
-// folder, and a loop that services the carrier on the test thread until a condition
-// holds.
+// Helpers shared by the carrier, pane hosting, settings, face and video tests:
+// a temporary folder, and a loop that services the carrier on the test thread
+// until a condition holds.
 #pragma once
 
 #include <unistd.h>

@@ -37,7 +37,7 @@ class FaceTest : public ::testing::Test {
   }
   std::string Beside(const std::string& name) const { return folder / name; }
   void CopySkin(const std::string& committed, const std::string& name) const {
-    WriteBytes(Beside(name), ReadBytes(CommittedSkin(committed)));
+    WriteWhole(Beside(name), ReadWhole(CommittedSkin(committed)));
   }
 
   TempFolder folder{"skerry-face"};

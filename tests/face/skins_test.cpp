@@ -51,14 +51,14 @@ TEST_F(Skins, ChangeSkinStepsBackwardsInTheDisplayDepthAndRefusesWrongFiles) {
   EXPECT_FALSE(HeadlessCallsOf("invalidate", window).empty());
   ASSERT_TRUE(
       SaveBitmapFile(Beside("small.bmp"), MakePicture(350, 593, 24, [](int, int) { return 1u; })));
-  const std::string whole = ReadBytes(CommittedSkin("@VEXANH.BMP"));
-  WriteBytes(Beside("@VEXANH.BMP"), "the user's file");
-  for (const std::string& wrong : {ReadBytes(Beside("small.bmp")),
+  const std::string whole = ReadWhole(CommittedSkin("@VEXANH.BMP"));
+  WriteWhole(Beside("@VEXANH.BMP"), "the user's file");
+  for (const std::string& wrong : {ReadWhole(Beside("small.bmp")),
                                    whole.substr(0, whole.size() / 2), std::string("BM junk")}) {
-    WriteBytes(Beside("@Vexanh.wrong.bmp"), wrong);
+    WriteWhole(Beside("@Vexanh.wrong.bmp"), wrong);
     ChangeSkin(window); // the wrong size, cut or no picture: no copy, no change
     EXPECT_EQ(Panel().SkinBitmap.get(), original);
-    EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), "the user's file");
+    EXPECT_EQ(ReadWhole(Beside("@VEXANH.BMP")), "the user's file");
   }
   std::filesystem::remove(Beside("@Vexanh.wrong.bmp"));
   HeadlessSetDisplayBits(16); // a new skin takes the display's depth
@@ -80,7 +80,7 @@ TEST_F(Skins, ChangeSkinStepsBackwardsInTheDisplayDepthAndRefusesWrongFiles) {
     ASSERT_TRUE(Panel().SkinBitmap);
     EXPECT_EQ(Panel().SkinBitmap->BitsPerPixel, 16);
     EXPECT_EQ(Panel().LastSkinName, order[2 - press % 3]);
-    EXPECT_EQ(ReadBytes(Beside("@VEXANH.BMP")), ReadBytes(Beside(order[2 - press % 3])));
+    EXPECT_EQ(ReadWhole(Beside("@VEXANH.BMP")), ReadWhole(Beside(order[2 - press % 3])));
   }
   // The last choice deleted meanwhile: the next press takes the last file.
   std::filesystem::remove(Beside(Panel().LastSkinName));

@@ -36,7 +36,7 @@ TEST(IniRead, FollowsTheLookupRules) {
   TempFolder dir;
   for (const auto& c : cases) {
     std::string file = dir / ("case" + std::to_string(&c - cases) + ".ini");
-    WriteBytes(file, c.content);
+    WriteWhole(file, c.content);
     char out[64];
     EXPECT_EQ(IniRead(file.c_str(), c.section, c.key, c.def, out, sizeof out),
               static_cast<int>(std::strlen(c.expected)))
@@ -55,7 +55,7 @@ TEST(IniRead, DefaultsCutsAndLists) {
   EXPECT_STREQ(out, "d");
 
   std::string file = dir / "list.ini";
-  WriteBytes(file, "x=0\n[A]\nk1=0123456789\n;c=2\nK1=3\nk2=4\n[b]\n[a]\nk3=5\n");
+  WriteWhole(file, "x=0\n[A]\nk1=0123456789\n;c=2\nK1=3\nk2=4\n[b]\n[a]\nk3=5\n");
   std::memset(out, '#', sizeof out);
   EXPECT_EQ(IniRead(file.c_str(), "a", "k1", "", out, 5), 4);
   EXPECT_STREQ(out, "0123");
@@ -74,7 +74,7 @@ TEST(IniCache, ParsesOnceButNoticesEveryOutsideChange) {
   TempFolder dir;
   std::string file = dir / "change.ini";
   char out[16];
-  WriteBytes(file, "[s]\nk=0\n");
+  WriteWhole(file, "[s]\nk=0\n");
   Age(file, 60);
   IniRead(file.c_str(), "s", "k", "", out, sizeof out);
   std::size_t parses = IniParseCount();
@@ -83,9 +83,9 @@ TEST(IniCache, ParsesOnceButNoticesEveryOutsideChange) {
   EXPECT_EQ(IniParseCount(), parses) << "an unchanged file parsed again";
 
   // Same size, same second: only the nanoseconds or the fresh-file rule tell.
-  WriteBytes(file, "[s]\nk=1\n");
+  WriteWhole(file, "[s]\nk=1\n");
   IniRead(file.c_str(), "s", "k", "", out, sizeof out);
-  WriteBytes(file, "[s]\nk=2\n");
+  WriteWhole(file, "[s]\nk=2\n");
   IniRead(file.c_str(), "s", "k", "", out, sizeof out);
   EXPECT_STREQ(out, "2");
 
@@ -93,7 +93,7 @@ TEST(IniCache, ParsesOnceButNoticesEveryOutsideChange) {
   Age(file, 100);
   IniRead(file.c_str(), "s", "k", "", out, sizeof out);
   std::string other = dir / "other.ini";
-  WriteBytes(other, "[s]\nk=3\n");
+  WriteWhole(other, "[s]\nk=3\n");
   Age(other, 0, file);
   std::rename(other.c_str(), file.c_str());
   IniRead(file.c_str(), "s", "k", "", out, sizeof out);

@@ -39,9 +39,9 @@ TEST(IniWrite, EditsOnlyTheLineItConcerns) {
   for (const auto& c : cases) {
     std::string file = dir / ("case" + std::to_string(&c - cases) + ".ini");
     if (!c.before.empty())
-      WriteBytes(file, c.before);
+      WriteWhole(file, c.before);
     EXPECT_TRUE(IniWrite(file.c_str(), c.section, c.key, c.value)) << c.name;
-    EXPECT_EQ(ReadBytes(file), c.after) << c.name;
+    EXPECT_EQ(ReadWhole(file), c.after) << c.name;
   }
 }
 
@@ -52,7 +52,7 @@ TEST(IniWrite, ReplacesThroughASymlinkOnlyWhenNeeded) {
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_FALSE(IniWrite((dir / "no/such/x.ini").c_str(), "s", "k", "v"));
   EXPECT_FALSE(IniWrite(file.c_str(), nullptr, "k", "v"));
-  WriteBytes(file, "[s]\nk=v\n");
+  WriteWhole(file, "[s]\nk=v\n");
   ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
   Age(file, 30);
   struct stat before {
@@ -65,13 +65,13 @@ TEST(IniWrite, ReplacesThroughASymlinkOnlyWhenNeeded) {
   stat(file.c_str(), &after);
   EXPECT_NE(before.st_ino, after.st_ino) << "rewritten in place";
   EXPECT_TRUE(std::filesystem::is_symlink(link));
-  EXPECT_EQ(ReadBytes(file), "[s]\nk=w\n");
+  EXPECT_EQ(ReadWhole(file), "[s]\nk=w\n");
 }
 
 TEST(IniWrite, WritersLoseNoKeyAndReadersSeeNoGap) {
   TempFolder dir;
   std::string file = dir / "threads.ini";
-  WriteBytes(file, "[s]\nfixed=yes\n");
+  WriteWhole(file, "[s]\nfixed=yes\n");
   std::atomic<int> writing{4};
   std::atomic<bool> wrong{false};
   std::vector<std::thread> threads;
@@ -105,7 +105,7 @@ TEST(IniWrite, KilledWriterLeavesNoTornFileAndNoOldTemporary) {
     uniform += "key" + std::to_string(k) + "=base\n";
   std::mt19937 rng(12345);
   for (int round = 0; round < 40; ++round) {
-    WriteBytes(file, uniform);
+    WriteWhole(file, uniform);
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0)
@@ -116,7 +116,7 @@ TEST(IniWrite, KilledWriterLeavesNoTornFileAndNoOldTemporary) {
     std::this_thread::sleep_for(std::chrono::microseconds(2000 + rng() % 20000));
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
-    std::string bytes = ReadBytes(file);
+    std::string bytes = ReadWhole(file);
     ASSERT_EQ(std::count(bytes.begin(), bytes.end(), '\n'), keys + 1) << "round " << round;
     ASSERT_EQ(bytes.back(), '\n') << "round " << round;
     // Keys are written in order: front to back the value changes at most once.

@@ -35,10 +35,10 @@ TEST(ModulePath, FilePathFollowsThe128CharacterRule) {
 
 TEST(ModulePath, LanguageFromTheLocale) {
   // clang-format off
-  // Only precedence here: the plain locales are met by the startup tests.
   const struct { const char *lcAll, *lcMessages, *lang; int expected; } rows[] = {
       {nullptr, "zh_TW.Big5", "en_US", 1000}, {"", "", "zh_TW.UTF-8@x", 1000},
       {"en_US.UTF-8", nullptr, "zh_TW", 0}, {"zh_CN.UTF-8", nullptr, nullptr, 2000},
+      {"zh_TW.UTF-8", nullptr, nullptr, 1000}, {"", nullptr, nullptr, 0},
   };
   // clang-format on
   auto put = [](const char* name, const char* value) {

@@ -9,10 +9,6 @@
 #include "tests/carrier/carrier_fixture.h"
 #include "tests/web/web_env.h"
 
-// The settings and face tests' names for the web tests' whole-file helpers.
-inline constexpr auto& WriteBytes = WriteWhole;
-inline constexpr auto& ReadBytes = ReadWhole;
-
 // Sets the file's times to those of like, moved seconds into the past.
 inline void Age(const std::string& file, int seconds, const std::string& like = "") {
   struct stat st {};

@@ -1,6 +1,5 @@
 // Tiny clips made by the real ffmpeg, what ffprobe says of a file, and the
-// video site's watch pages, for the video tests. A temporary folder per test
-// holds everything.
+// video site's watch pages, for the video tests.
 #pragma once
 
 #include <unistd.h>
@@ -16,6 +15,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/carrier/carrier_fixture.h"
 
 // A clip of seconds of test picture and tone, w x h, in the container that
 // path's ending names (".flv" gets the Flash video codecs of the old site).
@@ -92,6 +93,17 @@ inline std::string WatchPage(const std::vector<std::pair<std::string, std::strin
          "&amp;vq=None\";</script></html>";
 }
 
+// A card under root that passes for a phone, in the drive table of root's
+// system folder; its video folder.
+inline std::filesystem::path PhoneCard(const std::filesystem::path& root) {
+  for (const char* sub : {"Video", "System", "Music"})
+    std::filesystem::create_directories(root / "card" / sub);
+  std::filesystem::create_directories(root / "system");
+  std::ofstream(root / "system" / "drives.ini")
+      << "[Drives]\nC=/\nD=" << (root / "card").string() << ",removable\n";
+  return root / "card" / "Video";
+}
+
 // What ffprobe says of the first video and audio streams and the container.
 struct Probe {
   std::string container, video, audio;
@@ -127,15 +139,9 @@ inline double ProbeSeconds(const std::string& path) {
   return std::atof(ProbeField(path, "-show_entries format=duration").c_str());
 }
 
-class TempFolder : public ::testing::Test {
+// A test in a temporary folder of its own, dir.
+class InTempFolder : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/skerry-video-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir = pattern;
-  }
-  void TearDown() override {
-    EXPECT_EQ(std::system(("chmod -R u+w '" + dir + "'; rm -rf '" + dir + "'").c_str()), 0);
-  }
-  std::string dir;
+  TempFolder temp{"skerry-video"};
+  std::string dir = temp.path;
 };

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/headless/headless.h"
+#include "tests/video/clips.h"
 #include "tests/web/web_env.h"
 #include "video/collect.h"
 #include "video/video_jobs.h"
@@ -18,7 +19,7 @@ namespace {
 
 TEST(FormatFromName, ReadsTheEnding) {
   const std::pair<const char*, std::uint32_t> rows[] = {
-      {"/v/Video.mpg(N6)", 16}, {"/v/clip.WMV", 3}, {"/v/Video.mpg", 0}, {"/v/Video", 0}};
+      {"/v/V.mpg(N6)", 16}, {"/v/V.mpg(p6)", 26}, {"/v/clip.WMV", 3}, {"/v/V.mpg", 0}, {"/v/V", 0}};
   for (const auto& [name, format] : rows)
     EXPECT_EQ(FormatFromName(name), format) << name;
 }
@@ -63,20 +64,15 @@ class Request : public ::testing::Test {
 // one after its cancel; a cancel of the general one starts nothing; the
 // eleventh request takes slot 9 and the ring goes back to 0.
 TEST_F(Request, DialogsFormatAndSlot) {
-  std::string card = (env.root / "card").string();
-  for (const char* f : {"Video", "System", "Music"})
-    fs::create_directories(card + "/" + f);
-  fs::create_directories(env.root / "system");
-  std::ofstream(env.root / "system" / "drives.ini")
-      << "[Drives]\nC=/\nD=" << card << ",removable\n";
+  std::string phone = PhoneCard(env.root).string();
   VideoCollectRecord& v = VideoCollect();
-  std::vector<HeadlessSaveAsk> asks = Collect({card + "/Video/Video.3gp"}, "");
+  std::vector<HeadlessSaveAsk> asks = Collect({phone + "/Video.3gp"}, "");
   ASSERT_EQ(asks.size(), 1u);
-  EXPECT_EQ(asks[0].folder, card + "/Video");
+  EXPECT_EQ(asks[0].folder, phone);
   EXPECT_EQ(asks[0].name, "Video");
   EXPECT_EQ(asks[0].filter.size(), 2u);
   EXPECT_EQ(v.CollectFormat.load(), 100u);
-  EXPECT_EQ(v.CollectTarget.Get(), card + "/Video");
+  EXPECT_EQ(v.CollectTarget.Get(), phone);
   EXPECT_EQ(v.CollectDir.Get(), (env.root / "system" / "Temp").string());
 
   asks = Collect({"", folder + "/Video.mpg(n6)"}, "", 5);

@@ -57,10 +57,9 @@ case "$src" in *Hang*) while :; do sleep 0.05; done;; esac
 cp "$src" "$out"
 )";
 
-class ConvertJobRun : public TempFolder {
+class ConvertJobRun : public InTempFolder {
  protected:
   void SetUp() override {
-    TempFolder::SetUp();
     ResetVideoCollect(), ResetPanelState(Panel()), seenLines.clear();
     SetVideoSleepForTests(ShortSleep);
     fs::create_directories(prog = dir + "/prog");
@@ -74,7 +73,7 @@ class ConvertJobRun : public TempFolder {
       EndJob();
     for (const std::string& m : mounts)
       EXPECT_EQ(std::system(("umount '" + m + "'").c_str()), 0);
-    SetVideoSleepForTests(nullptr), SetModulePathForTests(""), TempFolder::TearDown();
+    SetVideoSleepForTests(nullptr), SetModulePathForTests("");
   }
 
   void Start(std::uint32_t format, const std::string& target) {
@@ -91,10 +90,7 @@ class ConvertJobRun : public TempFolder {
     VideoCollect().VideoJobs[0].Ready.Push({path, k, "", ""});
     VideoCollect().VideoJobs[0].ConvertBase.Set(drops + "/" + stem);
   }
-  int Runs() {
-    std::ifstream log(prog + "/runs.log");
-    return std::count(std::istreambuf_iterator<char>(log), {}, '\n');
-  }
+  std::vector<std::string> Runs() { return FileLines(prog + "/runs.log"); }
   void EndJob() {
     VideoCollect().VideoJobs[0].ConvertTarget.Clear();
     EXPECT_TRUE(WaitFor([&] { return ended.load(); }));
@@ -126,7 +122,7 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   std::ofstream(prog + "/hold");
   Start(FormatAvi, out);
   Drop("Clip0000", 1);
-  ASSERT_TRUE(WaitFor([&] { return Runs() == 1 && fs::exists(out + "/Clip0000~1-1.avi"); }));
+  ASSERT_TRUE(WaitFor([&] { return Runs().size() == 1 && fs::exists(out + "/Clip0000~1-1.avi"); }));
   EXPECT_TRUE(WaitFor([&] {
     return Panel().CollectStatus.Get() == "Converting /Clip0000~1 video now... 50%";
   })) << Panel().CollectStatus.Get();
@@ -138,9 +134,8 @@ TEST_F(ConvertJobRun, EveryHandedOverFileInOrder) {
   RebuildVideoMenu();
   fs::remove(prog + "/hold");
   EndJob();
-  std::ifstream log(prog + "/runs.log");
   std::vector<std::string> order;
-  for (std::string line; std::getline(log, line);)
+  for (const std::string& line : Runs())
     order.push_back(line.substr(out.size() + 1));
   EXPECT_EQ(order, (std::vector<std::string>{"Clip0000~1", "Bbbb0000~2", "Clip0000~3", "Dddd1012~4",
                                              "Bbbb0000~5"}));
@@ -188,7 +183,7 @@ TEST_F(ConvertJobRun, FailuresKeepTheSourceAndTheJobGoesOn) {
   EndJob();
   for (const char* kept : {"Bad00000~1.video", "Hang0000~4.video", "Gone0000~6.video"})
     EXPECT_TRUE(fs::exists(dir + "/" + kept)) << kept;
-  EXPECT_EQ(Runs(), 2 + small); // a failed source is not tried again
+  EXPECT_EQ(Runs().size(), 2u + small); // a failed source is not tried again
   EXPECT_TRUE(WaitFor([] { return Panel().PhoneStatus.Empty(); }));
   // Nothing half-written of the upload stays, on the card or beside it.
   std::vector<std::string> left;

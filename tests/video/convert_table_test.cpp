@@ -1,12 +1,12 @@
 // The conversion table run by the real ffmpeg on a tiny clip: every row
-// that the end-to-end road leaves out gives a file of the right container,
-// codec and size; the runner reads the share done from its progress lines.
+// that converts gives a file of the right container, codec and size; the
+// runner reads the share done from its progress lines.
 #include "tests/video/clips.h"
 #include "video/convert.h"
 
 namespace {
 
-class ConvertTable : public TempFolder {};
+class ConvertTable : public InTempFolder {};
 
 TEST(FfmpegProgress, SharesFromTheToolsWords) {
   const std::pair<const char*, long long> durations[] = {
@@ -49,20 +49,30 @@ TEST_F(ConvertTable, EveryRowMakesAFileThatPlays) {
   std::string source = dir + "/Clip0000~1";
   ASSERT_TRUE(MakeClip(source + ".flv", 0.5));
   ASSERT_EQ(rename((source + ".flv").c_str(), source.c_str()), 0);
-  // The rows the end-to-end road doesn't take (it takes 2, 3, 4, 26, 100).
-  const std::tuple<std::uint32_t, int, int> rows[] = {
-      {14, 480, 480}, {16, 720, 480}, {17, 720, 480}, {24, 480, 576}, {27, 720, 576}};
-  for (const auto& [format, width, height] : rows) {
-    SCOPED_TRACE(format);
-    std::string output = ConversionOutput(format, source, 1);
-    FfmpegOutcome got = RunFfmpeg(ConversionArguments(format, source, output, build), {});
+  struct Row {
+    std::uint32_t format;
+    const char *container, *video;
+    int width, height;
+  } rows[] = {{2, "avi", "mpeg4", 160, 120},
+              {3, "asf", "wmv2", 160, 120},
+              {100, "mov,mp4,m4a,3gp,3g2,mj2", "h263", 176, 144},
+              {14, "mpeg", "mpeg2video", 480, 480},
+              {16, "mpeg", "mpeg2video", 720, 480},
+              {17, "mpeg", "mpeg2video", 720, 480},
+              {24, "mpeg", "mpeg2video", 480, 576},
+              {26, "mpeg", "mpeg2video", 720, 576},
+              {27, "mpeg", "mpeg2video", 720, 576}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.format);
+    std::string output = ConversionOutput(row.format, source, 1);
+    FfmpegOutcome got = RunFfmpeg(ConversionArguments(row.format, source, output, build), {});
     EXPECT_TRUE(got.ok) << got.error;
     Probe p = ProbeFile(output);
-    EXPECT_EQ(p.container, "mpeg");
-    EXPECT_EQ(p.video, "mpeg2video");
+    EXPECT_EQ(p.container, row.container);
+    EXPECT_EQ(p.video, row.video);
     EXPECT_FALSE(p.audio.empty());
-    EXPECT_EQ(p.width, width);
-    EXPECT_EQ(p.height, height);
+    EXPECT_EQ(p.width, row.width);
+    EXPECT_EQ(p.height, row.height);
   }
 }
 

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class PhoneDrive : public TempFolder {};
+class PhoneDrive : public InTempFolder {};
 
 TEST_F(PhoneDrive, PassesOverTheCards) {
   setenv("SKERRY_SYSTEM_DIR", (dir + "/sys").c_str(), 1);
