@@ -11,9 +11,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -21,6 +19,7 @@
 #include <vector>
 
 #include "platform/carrier_client.h"
+#include "tests/web/web_env.h"
 
 namespace run {
 
@@ -37,11 +36,6 @@ inline std::string Output(const std::string& command) {
   return out;
 }
 
-inline std::string ReadAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
   for (auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
        std::chrono::steady_clock::now() < end;
@@ -53,7 +47,7 @@ inline bool WaitFor(const std::function<bool()>& done, int seconds = 30) {
 
 // Whether the file at path comes to hold text within seconds.
 inline bool WaitForText(const fs::path& path, const std::string& text, int seconds = 30) {
-  return WaitFor([&] { return ReadAll(path).find(text) != std::string::npos; }, seconds);
+  return WaitFor([&] { return ReadWhole(path).find(text) != std::string::npos; }, seconds);
 }
 
 inline std::string Windows(const std::string& title) {
@@ -96,11 +90,21 @@ struct Program {
     fs::copy(resources / "Res", program / "Res", fs::copy_options::recursive);
   }
   ~Program() {
+    // Only children not yet reaped: a reaped one's pid may be another process's by now.
     for (pid_t pid : started)
-      if (kill(pid, SIGKILL) == 0)
+      if (waitpid(pid, nullptr, WNOHANG) == 0 && kill(pid, SIGKILL) == 0)
         waitpid(pid, nullptr, 0);
+    std::error_code ignored; // a dying Pane may still be writing there
     if (!getenv("SKERRY_KEEP_TEST_FILES"))
-      fs::remove_all(root);
+      fs::remove_all(root, ignored);
+  }
+
+  // The shipped Define.ini and empty pages for those a start opens.
+  void AddShippedFiles() const {
+    fs::copy_file(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Define.ini",
+                  program / "Define.ini");
+    for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
+      std::ofstream(program / "Web" / page) << "<html></html>";
   }
 
   // Starts the program with args and extra environment, again when it dies at

