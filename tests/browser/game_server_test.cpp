@@ -8,13 +8,15 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/carrier/carrier_fixture.h"
+
 namespace fs = std::filesystem;
 
 // Each request's answer: a game page (the game reported), a file of the Game
 // or emulator folder, or the refusal.
 TEST(GameServer, WhatEachRequestGets) {
-  char name[] = "/tmp/skerry-games-XXXXXX";
-  const fs::path root = mkdtemp(name);
+  TempFolder temp("skerry-games");
+  const fs::path root = temp.path;
   fs::create_directories(root / "Game" / "sub dir");
   fs::create_directories(root / "ruffle");
   for (const char* file :
@@ -80,8 +82,6 @@ TEST(GameServer, WhatEachRequestGets) {
   server.ruffleDir.clear();
   EXPECT_NE(AnswerGameRequest(server, page + a).body.find("not installed"), std::string::npos);
 
-  fs::remove_all(root);
-
   bool isHead = false;
   EXPECT_EQ(RequestTarget("HEAD /x HTTP/1.0\r\n\r\n", &isHead), "/x");
   EXPECT_TRUE(isHead);
@@ -93,8 +93,8 @@ TEST(GameServer, WhatEachRequestGets) {
 // first), the game host, the program's listeners by their secret or open
 // path, inline data, the two panel links; nothing else.
 TEST(LocalPages, ReachOnlyTheirFoldersAndTheProgramsServers) {
-  std::string root = std::filesystem::temp_directory_path() / "skerry-local-pages";
-  std::filesystem::remove_all(root);
+  TempFolder temp("skerry-local-pages");
+  const std::string& root = temp.path;
   std::filesystem::create_directories(root + "/Web/icon");
   std::filesystem::create_symlink("/etc/hostname", root + "/Web/out");
   LocalPolicy policy;
@@ -133,5 +133,4 @@ TEST(LocalPages, ReachOnlyTheirFoldersAndTheProgramsServers) {
   };
   for (const Row& row : rows)
     EXPECT_EQ(LocalPageMayReach(policy, row.request), row.allowed) << row.name;
-  std::filesystem::remove_all(root);
 }

@@ -3,15 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-#include <thread>
 #include <tuple>
-#include <unistd.h>
 
-#include "platform/carrier_client.h"
 #include "platform/ini.h"
 #include "tests/collect/program_run.h"
 #include "tests/testweb/test_web.h"
@@ -33,23 +26,42 @@ struct PanelPlace {
   int x = -1, y = -1, width = 0, height = 0;
 };
 
-// Where the window titled "Tessel Skerry" stands on the screen.
-PanelPlace FindPanel(std::chrono::seconds wait) {
-  for (auto deadline = Clock::now() + wait; Clock::now() < deadline;) {
-    std::istringstream lines(Output("xdotool search --name '^Tessel Skerry$' "
-                                    "getwindowgeometry --shell %@ 2>/dev/null"));
-    PanelPlace p;
-    for (std::string line; std::getline(lines, line);) {
-      std::sscanf(line.c_str(), "X=%d", &p.x);
-      std::sscanf(line.c_str(), "Y=%d", &p.y);
-      std::sscanf(line.c_str(), "WIDTH=%d", &p.width);
-      if (std::sscanf(line.c_str(), "HEIGHT=%d", &p.height) == 1 &&
-          std::min(p.width, p.height) > 330 && std::max(p.width, p.height) > 470)
-        return p;
-    }
-    std::this_thread::sleep_for(200ms);
+// Where window id stands on the screen.
+PanelPlace Place(const std::string& id) {
+  PanelPlace p;
+  std::istringstream lines(Output("xdotool getwindowgeometry --shell " + id + " 2>/dev/null"));
+  for (std::string line; std::getline(lines, line);) {
+    std::sscanf(line.c_str(), "X=%d", &p.x);
+    std::sscanf(line.c_str(), "Y=%d", &p.y);
+    std::sscanf(line.c_str(), "WIDTH=%d", &p.width);
+    std::sscanf(line.c_str(), "HEIGHT=%d", &p.height);
   }
-  return PanelPlace();
+  return p;
+}
+
+// The window titled title for which fits(its place) holds, waiting up to wait.
+std::string FindWindow(const std::string& title, const std::function<bool(PanelPlace)>& fits,
+                       std::chrono::seconds wait) {
+  std::string found;
+  AwaitTrue(
+      [&] {
+        std::istringstream ids(run::Windows(title));
+        for (std::string id; ids >> id;)
+          if (fits(Place(id)))
+            return !(found = id).empty();
+        return false;
+      },
+      wait);
+  return found;
+}
+
+// Where the Panel, the window titled "Tessel Skerry" as large as the face, stands.
+PanelPlace FindPanel(std::chrono::seconds wait) {
+  auto face = [](PanelPlace p) {
+    return std::min(p.width, p.height) > 330 && std::max(p.width, p.height) > 470;
+  };
+  std::string id = FindWindow("Tessel Skerry", face, wait);
+  return id.empty() ? PanelPlace() : Place(id);
 }
 
 // Running children of parent (ended ones not yet reaped left out), oldest first.
@@ -96,26 +108,6 @@ std::string ProcessesNaming(const fs::path& folder) {
   return left;
 }
 
-// The window of a question titled title: the one of that title smaller than the Panel.
-std::string QuestionWindow(const std::string& title, std::chrono::seconds wait) {
-  std::string found;
-  AwaitTrue(
-      [&] {
-        std::istringstream ids(run::Windows(title));
-        for (std::string id; ids >> id;) {
-          int w = 0, h = 0;
-          std::istringstream g(Output("xdotool getwindowgeometry --shell " + id));
-          for (std::string line; std::getline(g, line);)
-            std::sscanf(line.c_str(), "WIDTH=%d", &w), std::sscanf(line.c_str(), "HEIGHT=%d", &h);
-          if (w > 0 && w < 330 && h < 330)
-            return !(found = id).empty();
-        }
-        return false;
-      },
-      wait);
-  return found;
-}
-
 // A press at x, y; twice: a second press where the pointer stands, without a move.
 void Click(int x, int y, bool twice = false) {
   std::string command = "xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) +
@@ -125,27 +117,23 @@ void Click(int x, int y, bool twice = false) {
 
 class PanelWithPanes : public testing::Test {
  protected:
-  fs::path root;
-  fs::path program;
+  run::Program folders; // program, run and system folders; starts the Panel, connects to it
+  fs::path root = folders.root, program = folders.program;
   pid_t panelPid = -1, windowManager = -1;
   PanelPlace panel;
   int paneX = 0, paneY = 0; // the upright Pane's corner
   CarrierConnection client;
 
   void SetUp() override {
-    char name[] = "/tmp/skerry-panel-XXXXXX";
-    root = mkdtemp(name);
-    program = root / "program";
-    fs::copy(SKERRY_PROGRAM_DIR, program, fs::copy_options::recursive);
+    fs::copy(SKERRY_PROGRAM_DIR, program,
+             fs::copy_options::recursive | fs::copy_options::overwrite_existing);
     for (const char* old : {"Game", "Video", "iGame.ini", "Web/Menu1.htm"})
       fs::remove_all(program / old);
     for (const char* folder : {"Video", "Game"})
       fs::create_directories(program / folder);
     std::ofstream(program / "Game" / "green game.swf") << TinySwf(310, 370, GameColour);
     std::ofstream(program / "Game" / "second.swf") << TinySwf(310, 370, 0x884400);
-    for (const char* folder : {"run", "system"})
-      fs::create_directories(root / folder);
-    fs::permissions(root / "run", fs::perms::owner_all);
+    fs::create_directories(root / "system");
   }
 
   void TearDown() override {
@@ -154,36 +142,17 @@ class PanelWithPanes : public testing::Test {
       kill(pid, SIGKILL);
     Stop(panelPid);
     Stop(windowManager);
-    std::error_code ignored;
-    fs::remove_all(root, ignored);
-  }
-
-  void StartPanel(std::vector<std::string> env = {}) {
-    env.insert(env.end(), {"XDG_RUNTIME_DIR=" + (root / "run").string(),
-                           "SKERRY_SYSTEM_DIR=" + (root / "system").string(), "LC_ALL=C"});
-    panelPid = Spawn((program / "skerry").string(), {}, env, (root / "panel.log").string());
   }
 
   // Starts the Panel and waits for the start page in its upright Pane.
-  testing::AssertionResult StartOnTheStartPage(std::vector<std::string> env = {}) {
-    StartPanel(std::move(env));
+  testing::AssertionResult
+  StartOnTheStartPage(const std::vector<std::pair<std::string, std::string>>& env = {}) {
+    panelPid = folders.Start({}, env);
     panel = FindPanel(30s);
     paneX = panel.x + 20, paneY = panel.y + 74;
     if (panel.width <= 0)
       return testing::AssertionFailure() << "no window titled Tessel Skerry";
     return AwaitColour(StartColour, paneX + 120, paneY + 300, 60, 20, 60s);
-  }
-
-  bool Connect() {
-    std::string path = (root / "run" / "skerry" / "panel.sock").string(), error;
-    long long native = 0;
-    return AwaitTrue(
-        [&] {
-          return (CarrierConnect(&client, path, &error) &&
-                  CarrierClientHello(&client, getpid(), 3000, &native)) ||
-                 (CarrierDisconnect(&client), false);
-        },
-        20s);
   }
 };
 
@@ -198,7 +167,7 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
     ASSERT_FALSE(Ended(windowManager, 0s)) << wm << " didn't start";
   }
   ASSERT_TRUE(StartOnTheStartPage());
-  ASSERT_TRUE(Connect());
+  ASSERT_TRUE(folders.Connect(&client, 20));
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
   // The game channel, minimize, open from the tray menu, topmost on and off, minimize, a
   // second start (w 1), turned and upright again with the pointer where the turn is asked.
@@ -216,10 +185,7 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
     }
     EXPECT_TRUE(step.message == 0 || CarrierClientPost(&client, step.message, step.w, 0));
     if (step.w == 1) {
-      pid_t first = panelPid;
-      StartPanel();
-      EXPECT_TRUE(Ended(panelPid, 30s)) << "a second Panel stayed";
-      panelPid = first;
+      EXPECT_TRUE(Ended(folders.Start(), 30s)) << "a second Panel stayed";
     }
     if (step.w == 20030) {
       std::this_thread::sleep_for(2s);
@@ -238,47 +204,46 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
 }
 
 // The shipped settings and an empty Game folder: no first-start question, the start page,
-// Home's own page (its blue bar, not a blank one), and the game menu's hint on how games come in.
-TEST_F(PanelWithPanes, FirstStartWithTheShippedSettingsLeadsSomewhere) {
+// Home's own page (its blue bar, not a blank one), the game menu's hint on how games come in.
+// Then video folder (its player streaming a clip through ffmpeg) and image player open; exit
+// through the question: the program, its Panes, their helpers and ffmpeg are gone within 5 s.
+TEST_F(PanelWithPanes, FirstStartLeadsSomewhereAndTheExitLeavesNothingRunning) {
   fs::remove_all(program / "Game");
   fs::create_directories(program / "Game");
-  EXPECT_TRUE(StartOnTheStartPage());
-  KeepShot("desk-start.png");
-  std::this_thread::sleep_for(5s); // the top-list job would have asked by now
-  EXPECT_EQ(run::Windows("Tessel @Vexan"), "");
-  ASSERT_TRUE(Connect());
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0));
-  EXPECT_TRUE(AwaitColour(0x0F3B66, paneX + 200, paneY + 6, 60, 20, 30s)) << "Home is blank";
-  KeepShot("desk-home.png");
-  ASSERT_TRUE(CarrierClientPost(&client, 1033, 20100, 0));
-  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
-  KeepShot("desk-empty-menu.png");
-}
-
-// Game, video folder (its player streaming a clip through ffmpeg) and image player open;
-// exit through the question: the program, its Panes, their helpers and ffmpeg are gone
-// within 5 s.
-TEST_F(PanelWithPanes, ExitThroughTheQuestionLeavesNothingRunning) {
   ASSERT_TRUE(MakeClip(program / "Video" / "clip.flv",
                        "-f lavfi -i color=c=red:size=160x120:rate=25 -t 30 -c:v flv1"));
   IniWrite((program / "Define.ini").c_str(), "Video", "Start", "Video\\clip.flv.htw");
   fs::create_directories(root / "pictures");
   std::ofstream(root / "pictures" / "a.ppm") << "P3 1 1 255 200 0 0\n";
-  ASSERT_TRUE(StartOnTheStartPage({"XDG_PICTURES_DIR=" + (root / "pictures").string()}));
-  ASSERT_TRUE(Connect());
-  for (auto [message, w] : {std::pair{1033, 20100}, {273, 40004}, {273, 40005}}) {
+  ASSERT_TRUE(StartOnTheStartPage({{"XDG_PICTURES_DIR", (root / "pictures").string()}}));
+  auto asked = Clock::now() + 5s; // the top-list job would have asked by now
+  KeepShot("desk-start.png");
+  ASSERT_TRUE(folders.Connect(&client, 20));
+  auto open = [&](unsigned message, WParam w) { // a Pane of its own
     std::size_t before = ChildrenOf(panelPid).size();
     ASSERT_TRUE(CarrierClientPost(&client, message, w, 0));
     EXPECT_TRUE(AwaitTrue([&] { return ChildrenOf(panelPid).size() > before; }, 20s)) << w;
-  }
+  };
+  open(1033, 20120);
+  EXPECT_TRUE(AwaitColour(0x0F3B66, paneX + 200, paneY + 6, 60, 20, 30s)) << "Home is blank";
+  KeepShot("desk-home.png");
+  open(1033, 20100);
+  EXPECT_TRUE(AwaitColour(0x12324F, paneX + 120, paneY + 360, 60, 20, 30s)) << "no hint";
+  KeepShot("desk-empty-menu.png");
+  open(273, 40004);
+  open(273, 40005);
   auto streaming = [&] {
     auto all = Descendants(panelPid);
     return std::any_of(all.begin(), all.end(), [](auto& p) { return p.second == "ffmpeg"; });
   };
   EXPECT_TRUE(AwaitTrue(streaming, 60s)) << "the player streams nothing";
+  std::this_thread::sleep_until(asked);
+  EXPECT_EQ(run::Windows("Tessel @Vexan"), "") << "a first-start question";
   auto running = Descendants(panelPid);
   ASSERT_TRUE(CarrierClientPost(&client, 273, 8, 0));
-  std::string box = QuestionWindow("Tessel Skerry", 10s);
+  std::string box = FindWindow(
+      "Tessel Skerry", [](PanelPlace p) { return p.width > 0 && p.width < 330 && p.height < 330; },
+      10s);
   ASSERT_FALSE(box.empty()) << "no exit question";
   EXPECT_EQ(std::system(("xdotool windowfocus --sync " + box + " key y").c_str()), 0);
   CarrierDisconnect(&client);
@@ -344,7 +309,7 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
   IniWrite(define.c_str(), "@Vexan", "Rotate", "90");
   ASSERT_EQ(std::system("xdotool mousemove 700 400"), 0);
 
-  StartPanel();
+  panelPid = folders.Start();
   for (auto until = Clock::now() + 30s; panel.width <= panel.height && Clock::now() < until;)
     panel = FindPanel(10s);
   ASSERT_GT(panel.width, panel.height) << "the panel didn't start turned";
@@ -352,7 +317,7 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
     EXPECT_TRUE(AwaitColour(StartColour, panel.x + 122 + left, panel.y + 44, 30, 10, 60s)) << left;
   // Upright it would cover the face below the turned Pane.
   EXPECT_FALSE(Near(ScreenColour(panel.x + 40, panel.y + 335, 250, 10), StartColour));
-  ASSERT_TRUE(Connect());
+  ASSERT_TRUE(folders.Connect(&client, 20));
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0)); // the Home channel
   fs::path saved = program / "Game" / "200811" / "Daily Game.swf";
   AwaitTrue([&] { return fs::exists(saved) && web.Count("home.test", "/start.htm") > 0; }, 120s);

@@ -78,8 +78,7 @@ inline std::uint32_t PixelAt(const Bitmap& bitmap, int x, int y) {
 // A window's place as "left,top widthxheight".
 inline std::string Box(Hwnd window) {
   Rect r{};
-  if (!WinGetWindowRect(window, &r))
-    return "no window";
+  WinGetWindowRect(window, &r);
   return std::to_string(r.left) + "," + std::to_string(r.top) + " " +
          std::to_string(r.right - r.left) + "x" + std::to_string(r.bottom - r.top);
 }

@@ -1,6 +1,5 @@
-// Whole-file replacement under the menus and its stale sweep; a child
-// rebuilding both menus, killed at random points, leaves each index, menu and
-// player page whole, the old one or the new one.
+// Whole-file replacement under the menus and its stale sweep; a child rebuilding both menus,
+// killed at random points, leaves each index, menu and player page old or new, never torn.
 #include "library_fixture.h"
 
 #include "platform/files.h"

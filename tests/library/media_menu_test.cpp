@@ -29,19 +29,6 @@ TEST_F(MediaMenuTest, SubfolderCellsLinkToTheirPlayerPages) {
             Golden("flash", "", "../../", "sub/deep/c.MP4"));
   EXPECT_EQ(Alts(page), (std::vector<std::string>{"a.flv", "sub/b.mp4", "sub/deep/c.MP4"}));
   EXPECT_FALSE(fs::exists(program + "/Video/notes.txt.htw"));
-  // The navigation names the menu's own file; one page that is the last.
-  EXPECT_NE(page.find("href=\"MenuVideo.htm#page00\"> <img src=\"icon/yellowprevdis.jpg\""),
-            std::string::npos);
-  EXPECT_NE(page.find("href=\"MenuVideo.htm#page02\"> <img src=\"icon/yellownextdis.jpg\""),
-            std::string::npos);
-  EXPECT_EQ(IniReadString(MediaIndex().c_str(), "Status", "Files"), "3");
-  // A renamed video drops the index; the next rebuild numbers anew.
-  std::string one = IniReadString(MediaIndex().c_str(), "No", "1");
-  ASSERT_EQ(rename((program + "/" + one).c_str(), (program + "/Video/renamed.avi").c_str()), 0);
-  ASSERT_EQ(RebuildMedia(patterns), 1);
-  EXPECT_FALSE(fs::exists(MediaIndex()));
-  EXPECT_NE(ReadWhole(MediaMenu()).find("alt=\"renamed.avi\""), std::string::npos);
-  ASSERT_EQ(RebuildMedia(patterns), 1);
   EXPECT_EQ(IniReadString(MediaIndex().c_str(), "Status", "Files"), "3");
 }
 
@@ -57,7 +44,6 @@ TEST_F(MediaMenuTest, PlayerPagePerExtensionWithAndWithoutTheRegistryKey) {
                registered ? "[HKEY_CLASSES_ROOT\\CLSID\\{6BF52A52-394A-11d3-B153-00C04F79FAA6}]\n"
                             "@=player\n"
                           : "");
-    EXPECT_EQ(MediaPlayerRegistered(), registered == 1);
     for (const auto& [name, kinds] : rows) {
       SCOPED_TRACE(std::string(name) + (registered ? " registered" : " not registered"));
       std::string page = program + "/Video/sub/" + name + ".htw";

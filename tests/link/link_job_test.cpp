@@ -131,8 +131,7 @@ TEST_F(LinkJobTest, DownloadsChecksRetriesFailsAndSharesTheStatusLine) {
       << "only Plain.swf, Same.swf and kept.swf";
 }
 
-// The link question's animation carried from dialog to dialog, its check box
-// rules and its two count-downs.
+// The link question's check boxes and its two count-downs.
 class LinkDialogTest : public LinkJobTest {
  protected:
   void SetUp() override {
@@ -157,7 +156,6 @@ class LinkDialogTest : public LinkJobTest {
     ASSERT_TRUE(HeadlessFireTimer(dialog, timer));
     HeadlessPump();
   }
-  LParam Picture(Hwnd dialog) { return WinSendDlgItemMessage(dialog, 1, BM_GETIMAGE, 0, 0); }
   bool Checked(Hwnd dialog, int id) {
     return WinSendDlgItemMessage(dialog, id, BM_GETCHECK, 0, 0) == BST_CHECKED;
   }
@@ -168,41 +166,14 @@ class LinkDialogTest : public LinkJobTest {
   }
 };
 
-TEST_F(LinkDialogTest, AnimationGoesOnFromTheLastDialogsFrame) {
-  LinkFrameIndex = 2; // left there by an earlier dialog
-  Hwnd dialog = Open(1688);
-  ASSERT_NE(dialog, 0u);
-  LParam first = Picture(dialog);
-  ASSERT_NE(first, 0);
-  Tick(dialog, 2); // frame 0 was shown, the index goes on from 2 to 3
-  EXPECT_EQ(LinkFrameIndex, 3);
-  EXPECT_NE(Picture(dialog), first);
-  Tick(dialog, 2);
-  EXPECT_EQ(LinkFrameIndex, 0);
-  EXPECT_EQ(Picture(dialog), first);
-  HeadlessClick(dialog, 2); // Esc and the close box
-  EXPECT_EQ(Result(dialog), 0);
-}
-
-TEST_F(LinkDialogTest, CheckBoxesExcludeEachOtherAndWriteTheirKeys) {
+TEST_F(LinkDialogTest, AutomaticDownloadBringsSaveToAndItsFolder) {
   Hwnd dialog = Open(1689);
   ASSERT_NE(dialog, 0u);
-  HeadlessClick(dialog, 1004);
-  HeadlessPump();
-  EXPECT_EQ(Key("CheckClose"), "1");
-  HeadlessClick(dialog, 1003); // on: brings "Save to", clears automatic closing
+  HeadlessClick(dialog, 1003);
   HeadlessPump();
   EXPECT_TRUE(Checked(dialog, 1002));
-  EXPECT_FALSE(Checked(dialog, 1004));
   EXPECT_EQ(Key("CheckAuto"), "1");
   EXPECT_EQ(Key("CheckSave"), "1");
-  EXPECT_EQ(Key("CheckClose"), "0");
-  HeadlessClick(dialog, 1002); // off: takes the automatic download with it
-  HeadlessPump();
-  EXPECT_FALSE(Checked(dialog, 1003));
-  EXPECT_EQ(Key("CheckSave"), "0");
-  EXPECT_EQ(Key("CheckAuto"), "0");
-  HeadlessClick(dialog, 1002);
   WinSetControlText(dialog, 103, "/home/u/Game/chosen.swf");
   HeadlessClick(dialog, 1);
   EXPECT_EQ(Result(dialog), 1);
@@ -238,7 +209,6 @@ TEST_F(LinkDialogTest, CountDownsFireOnDifferentTicks) {
   WinSetControlText(dialog, 203, "1");
   WinSetTimer(dialog, 4, 1000);
   Tick(dialog, 4);
-  EXPECT_EQ(WinGetControlText(dialog, 1004), "Auto close remilding 0.");
   EXPECT_EQ(WinGetControlText(dialog, 203), "0");
   EXPECT_EQ(Result(dialog), -1);
   Tick(dialog, 4);

@@ -20,9 +20,6 @@ class LocateTest : public testing::Test {
     web.Put("games.test", "/game.htm",
             "<h1>Game</h1><embed src=\"http://games.test/files/big%20game.swf\" width=640 "
             "height=480>");
-    web.Put("games.test", "/mixed.htm",
-            "<embed src=\"rel/large.swf\" width=640 height=480>"
-            "<embed src=\"http://games.test/small.swf\" width=50 height=50>");
     web.Put("games.test", "/relative/index.html",
             "<embed src=\"play/large.swf\" width=640 height=480>");
     web.Answer("games.test", "/flash_show.php?id=7",
@@ -80,19 +77,14 @@ TEST_F(LocateTest, FindsTheFileInTheOrderOfItsWays) {
   const Row rows[] = {
       {"a direct link is the file", "http://games.test/g/Game.SWF", 0,
        "http://games.test/g/Game.SWF", ""},
-      {"a picture leads nowhere", "http://games.test/a.jpg", -1, "unchanged", ""},
       {"a page with a large embed, decoded", "http://games.test/game.htm", 0,
        "http://games.test/files/big game.swf", "/game.htm "},
-      {"an absolute candidate beats a relative one", "http://games.test/mixed.htm", 0,
-       "http://games.test/small.swf", "/mixed.htm "},
       {"a folder link is scanned, relative link", "http://games.test/relative/", 0,
        "http://games.test/relative/play/large.swf", "/relative/ /relative/ "},
       {"a list page becomes its show page", "http://games.test/flash_games.php?id=7", 0,
        "http://games.test/shown.swf", "/flash_show.php?id=7 "},
       {"a port in the found link is refused", "http://games.test/port.htm", -2,
        "http://games.test:81/g.swf", "/port.htm "},
-      {"a page without a game", "http://games.test/nothing.htm", -1, "unchanged",
-       "/nothing.htm /nothing.htm "},
       {"a plain word: the search page itself is scanned", "nothing", -1, "unchanged",
        "/search?p=nothing /search?p=nothing "},
   };
@@ -107,8 +99,6 @@ TEST_F(LocateTest, SearchesANameThroughTheResultPage) {
        "/search?p=puzzle /nothing.htm /nothing.htm /game.htm "},
       {"found by no result", "nothing", -1,
        "class=", "/search?p=nothing /search?p=nothing /nothing.htm /nothing.htm "},
-      {"a link is not searched", "http://games.test/game.htm", -1, "http://games.test/game.htm",
-       ""},
       {"a blank, and an https result", "Rocket Race", 0, rocket,
        "/search?p=Rocket%20Race /rocket.htm "},
       {"an ampersand stays in the value", "Tom & Jerry", 0, rocket,
@@ -144,7 +134,6 @@ TEST_F(LocateTest, ScanPageReadsTheFirst65535BytesThroughEitherWayOfFetching) {
       {"300 MB", "http://games.test/huge.htm", 19, "http://a.test/g.swf", "/huge.htm "},
       {"a 500", "http://games.test/refused.htm", 19, "http://a.test/g.swf",
        "/refused.htm /refused.htm "},
-      {"no such host", "http://no-such-host.invalid/p.htm", 0, ".swf", ""},
   };
   CheckRows(rows, [](const char* url, char* out) {
     std::snprintf(out, ScanResultSize, ".swf"); // the ending sought
@@ -226,8 +215,6 @@ TEST(ScanEmbedLink, PicksTheFirstLargeObject) {
 
 TEST(ScanRelativeLink, BuildsAddressesFromThePage) {
   const ScanRow rows[] = {
-      {"relative to the page's folder", "<embed src=\"games/g.swf\" width=640 height=480>", 33,
-       "http://games.test/dir/games/g.swf"},
       {"with ..", "<embed src='../up/g.swf' width=640 height=480>", 33,
        "http://games.test/dir/../up/g.swf"},
       {"small one stays in the result", "<embed src=\"s.swf\" width=30 height=20>", 0,

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "browser/video_player.h"
+#include "tests/carrier/carrier_fixture.h"
 
 namespace {
 
 TEST(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
-  char pattern[] = "/tmp/skerry-player-XXXXXX";
-  ASSERT_NE(mkdtemp(pattern), nullptr);
-  const std::string dir = pattern;
+  TempFolder temp("skerry-player");
+  const std::string& dir = temp.path;
+  ASSERT_FALSE(dir.empty());
   for (const char* name : {"a b.flv", "a b.flv.htw", "Clip.MP4", "Clip.MP4.htw", "notes.txt",
                            "notes.txt.htw", "lonely.avi", "it's <x>.wmv", "it's <x>.wmv.htw"})
     std::ofstream(dir + "/" + name) << "x";
@@ -57,7 +58,6 @@ TEST(VideoPlayer, PagesAndRequestsLeadOnlyToVideosWithAPage) {
   EXPECT_EQ(page.find("<x>"), std::string::npos);
   EXPECT_NE(page.find("src=\"file://" + dir + "/it%27s%20%3Cx%3E.wmv\""), std::string::npos);
   EXPECT_NE(page.find("'http://127.0.0.1:9/tok/video?path=%2F"), std::string::npos);
-  std::filesystem::remove_all(dir);
 }
 
 TEST(StreamArguments, RemuxOpenFormsConvertTheRest) {

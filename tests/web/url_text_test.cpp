@@ -1,6 +1,5 @@
-// Address text helpers (escapes, the colon rule, the one replacement) and the
-// tokens of a "Date:" text; the date's fetch fails in url_download_test.cpp and
-// is read from a clock host in the collect run.
+// Address text helpers (escapes, the colon rule, the one replacement) and the tokens of a
+// "Date:" text, whose fetch fails in url_download_test.cpp and succeeds in the collect run.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -17,11 +16,10 @@ TEST(DecodePercent, DecodesAndAppliesTheColonRule) {
     int result;
   } rows[] = {
       {"http%3A%2F%2Fa.test%2Fg.swf", "http://a.test/g.swf", 19}, // scheme colon at 4
-      {"a+b%20c", "a+b c", 5},
-      {"abcdefg:", "abcdefg:", 8},                         // a colon at 7 passes
-      {"abcdefgh:x", "abcdefgh:x", 0},                     // at 8 fails
-      {"abcdefgh%3ax", "abcdefgh:x", 0},                   // escaped too
-      {"http://a.test:8080/x", "http://a.test:8080/x", 0}, // a port fails
+      {"abcdefg:", "abcdefg:", 8},                                // a colon at 7 passes
+      {"abcdefgh:x", "abcdefgh:x", 0},                            // at 8 fails
+      {"abcdefgh%3ax", "abcdefgh:x", 0},                          // escaped too
+      {"http://a.test:8080/x", "http://a.test:8080/x", 0},        // a port fails
       {"abc%", "abc%", 4},
       {"abc%4", "abc%4", 5},
       {"%6a%6A", "jj", 2},
@@ -47,7 +45,6 @@ TEST(ReplaceInText, ReplacesTheFirstMatchIgnoringCaseWhenItFits) {
       {"http://g.test/FLASH_GAMES.PHP?id=1", "flash_games.php", "flash_show.php",
        "http://g.test/flash_show.php?id=1", 33},
       {"aXbXc", "x", "yy", "ayybXc", 6},
-      {"abc", "c", "DEF", "abDEF", 5},
       {"abc", "d", "e", "abc", 0},
       {a510, "a", "bbb", a510, 0}, // one over the size: refused
       {a510, "a", "bb", "bb" + a510.substr(1), 511},
@@ -70,9 +67,7 @@ TEST(ParseServerDate, ReadsTheTokensOfADateHeader) {
       {"15 Nov 2008 12:30:45 GMT", 20081115},    // no comma: the first word is the day
       {"Sat, 15 Nov 2008", 0},                   // three tokens
       {"Sat, 15-Nov-2008 12:30:45 GMT", 0},
-      {"Sat, 15 Foo 2008 12:30:45 GMT", 0},
       {"Sat 15 Nov 2008 12:30:45 GMT", 0}, // no comma: "Sat" is the day, "15" no month
-      {"yesterday", 0},
       {"", 0},
   };
   for (const auto& [text, value] : rows)
