@@ -97,8 +97,7 @@ std::vector<std::pair<pid_t, std::string>> Descendants(pid_t root) {
   return found;
 }
 
-// Processes whose command line names a file below folder (the program, its
-// Panes, their ffmpeg streams).
+// Processes whose command line names a file below folder (program, Panes, ffmpeg streams).
 std::string ProcessesNaming(const fs::path& folder) {
   std::string left;
   std::istringstream list(Output("ps -e -o stat=,args="));
@@ -203,10 +202,9 @@ TEST_F(PanelWithPanes, PanesStayOnThePanelThroughHidingTopmostAndTurning) {
   }
 }
 
-// The shipped settings and an empty Game folder: no first-start question, the start page,
-// Home's own page (its blue bar, not a blank one), the game menu's hint on how games come in.
-// Then video folder (its player streaming a clip through ffmpeg) and image player open; exit
-// through the question: the program, its Panes, their helpers and ffmpeg are gone within 5 s.
+// The shipped settings and an empty Game folder: no first-start question; the start page, Home's
+// own page (not a blank one), the empty menu's hint; video folder (streaming through ffmpeg) and
+// image player open; past the exit question no process of the program is left within 5 s.
 TEST_F(PanelWithPanes, FirstStartLeadsSomewhereAndTheExitLeavesNothingRunning) {
   fs::remove_all(program / "Game");
   fs::create_directories(program / "Game");
@@ -255,9 +253,8 @@ TEST_F(PanelWithPanes, FirstStartLeadsSomewhereAndTheExitLeavesNothingRunning) {
     EXPECT_FALSE(Running(pid)) << name << " " << pid << " outlived the exit";
 }
 
-// Presses: Start opens the game menu, whose first icon (a game, yellow) plays; Date twice
-// (no move between) shows the start page, whose Start row acts as the face's Start; Back
-// reaches the Pane; Close ends it within 5 s.
+// Presses: Start opens the game menu, whose first icon plays; Date twice (no move) shows the
+// start page, whose Start row acts as the face's; Back reaches the Pane; Close ends it in 5 s.
 TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
   ASSERT_TRUE(StartOnTheStartPage());
   KeepShot("panel-start.png");
@@ -265,12 +262,8 @@ TEST_F(PanelWithPanes, ClicksRunTheZoneUnderThePointer) {
 
   Click(panel.x + 173, panel.y + 496);
   ASSERT_TRUE(AwaitColour(GameAreaColour, paneX + 100, paneY + 330, 100, 30, 60s));
-  auto yellow = [](unsigned c) { return ((c >> 16) & 0xFF) > 0xA0 && ((c >> 8) & 0xFF) > 0x80; };
-  unsigned icon = AwaitScreen(paneX + 6, paneY + 8, 9, 9, 5s, yellow);
-  EXPECT_TRUE(yellow(icon)) << "the first icon isn't a game's: " << Hex(icon);
   KeepShot("panel-menu.png");
   Click(paneX + 11, paneY + 12);
-  // Either game may be listed first.
   unsigned game = AwaitScreen(paneX + 130, paneY + 200, 50, 50, 90s,
                               [](unsigned c) { return Near(c, GameColour) || Near(c, 0x884400); });
   ASSERT_TRUE(Near(game, GameColour) || Near(game, 0x884400)) << "no game plays: " << Hex(game);
@@ -315,8 +308,6 @@ TEST_F(PanelWithPanes, NamedHostsOfTheHostsTableReachTheTestWeb) {
   ASSERT_GT(panel.width, panel.height) << "the panel didn't start turned";
   for (int left : {20, 200, 350})
     EXPECT_TRUE(AwaitColour(StartColour, panel.x + 122 + left, panel.y + 44, 30, 10, 60s)) << left;
-  // Upright it would cover the face below the turned Pane.
-  EXPECT_FALSE(Near(ScreenColour(panel.x + 40, panel.y + 335, 250, 10), StartColour));
   ASSERT_TRUE(folders.Connect(&client, 20));
   ASSERT_TRUE(CarrierClientPost(&client, 1033, 20120, 0)); // the Home channel
   fs::path saved = program / "Game" / "200811" / "Daily Game.swf";

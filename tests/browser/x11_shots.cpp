@@ -98,8 +98,7 @@ unsigned ScreenColour(int x, int y, int w, int h) {
 
 bool Near(unsigned a, unsigned b) {
   for (int shift = 0; shift <= 16; shift += 8)
-    if (std::abs(static_cast<int>((a >> shift) & 0xFF) - static_cast<int>((b >> shift) & 0xFF)) >
-        12)
+    if (std::abs(int((a >> shift) & 0xFF) - int((b >> shift) & 0xFF)) > 12)
       return false;
   return true;
 }

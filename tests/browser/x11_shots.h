@@ -1,6 +1,5 @@
-// Helpers of the tests that run real programs on a virtual display: starting
-// and waiting for processes, the colours the screen shows, the Flash files
-// and clips they play.
+// Helpers of the tests that run real programs on a virtual display: processes started and
+// awaited, the colours the screen shows, the Flash files and clips they play.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,8 +11,7 @@
 #include <sys/types.h>
 #include <vector>
 
-// Starts exe with args, the environment's entries replaced or added by env
-// ("NAME=value"), its standard error into log. -1 when it can't start.
+// Starts exe with args and env ("NAME=value") over this environment, stderr into log; -1 if not.
 pid_t Spawn(const std::string& exe, const std::vector<std::string>& args,
             const std::vector<std::string>& env, const std::string& log);
 
@@ -37,10 +35,9 @@ testing::AssertionResult AwaitColour(unsigned colour, int x, int y, int w, int h
 std::string Hex(unsigned colour);
 // Polls done() until it holds or wait passed; its last answer.
 bool AwaitTrue(const std::function<bool()>& done, std::chrono::milliseconds wait);
-// A valid uncompressed Flash file of one frame, width by height pixels, its stage
-// filled with colour (0xRRGGBB); padding bytes of an unknown tag make it as large
-// as a test needs.
+// A valid uncompressed Flash file of one frame, its stage of width by height pixels filled with
+// colour (0xRRGGBB); padding bytes of an unknown tag make it as large as a test needs.
 std::string TinySwf(int width, int height, unsigned colour, unsigned padding = 0);
-// A clip of ffmpeg's test sources (arguments: inputs and codecs) at path, made
-// under a plain name so that no name meets the shell.
+// A clip by ffmpeg (arguments: inputs, codecs) at path, made under a plain name: none meets a
+// shell.
 bool MakeClip(const std::filesystem::path& path, const std::string& arguments);
