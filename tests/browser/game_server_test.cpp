@@ -98,6 +98,7 @@ TEST(LocalPages, ReachOnlyTheirFoldersAndTheProgramsServers) {
     LocalRequest request;
     bool allowed;
   } rows[] = {
+      {"player page scheme", {"skerry-page", "", -1, root + "/Web/a.htw"}, true},
       {"other file", {"file", "", -1, "/etc/hostname"}, false},
       {"dot-dot out", {"file", "", -1, root + "/Web/../secret"}, false},
       {"link out", {"file", "", -1, root + "/Web/out"}, false},

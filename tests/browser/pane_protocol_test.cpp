@@ -43,8 +43,7 @@ TEST(PaneCarrier, OverlongSocketPathFallsBackToTmp) {
   setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
 }
 
-// Frames the program tests don't send (there: filling the screen and back, reload, quit,
-// pictures, topmost and moves by the real Panel).
+// Frames the program tests don't send or don't judge on the screen.
 TEST(PaneFrames, WhatEachFrameAsksAndCarries) {
   struct Row {
     const char* line;
