@@ -1,4 +1,4 @@
-// Helpers shared by the carrier, pane hosting, settings, face and video tests:
+// Helpers shared by many test folders:
 // a temporary folder, and a loop that services the carrier on the test thread
 // until a condition holds.
 #pragma once
