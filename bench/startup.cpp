@@ -90,7 +90,8 @@ double Median(std::vector<double> v) {
 
 int main(int, char** argv) {
   if (std::getenv("DISPLAY") == nullptr) {
-    execlp("xvfb-run", "xvfb-run", "-a", "-s", "-screen 0 1280x800x24", argv[0], (char*)nullptr);
+    execlp("xvfb-run", "xvfb-run", "-a", "-s", "-noreset -screen 0 1280x800x24", argv[0],
+           (char*)nullptr);
     std::perror("bench_startup: xvfb-run");
     return 1;
   }

@@ -20,5 +20,5 @@ if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
 fi
 mkdir -p screenshots
 echo "demo: no display; the demo walks the roads on a virtual display"
-xvfb-run -a -s "-screen 0 1280x800x24" python3 tools/demo.py "$program" build/demo \
+xvfb-run -a -s "-noreset -screen 0 1280x800x24" python3 tools/demo.py "$program" build/demo \
   --shots screenshots

@@ -12,7 +12,7 @@ mkdir -p "$out"
 state=$(mktemp -d)
 trap 'rm -rf "$state"' EXIT
 
-xvfb-run -a -s "-screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$state" SKERRY_SYSTEM_DIR="$state/sys" \
+xvfb-run -a -s "-noreset -screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$state" SKERRY_SYSTEM_DIR="$state/sys" \
   bash -c '
   set -e
   program="$1"; out="$2"

@@ -20,7 +20,7 @@ seconds=${SKERRY_RUN_SECONDS:-15}
 mkdir -p screenshots
 shot=$PWD/screenshots/run.png
 echo "run: no display; starting the panel on a virtual display for ${seconds}s"
-xvfb-run -a -s "-screen 0 1280x800x24" bash -c '
+xvfb-run -a -s "-noreset -screen 0 1280x800x24" bash -c '
   "$1" & pid=$!
   sleep "$2"
   import -window root "$3" 2>/dev/null || xwd -root -silent | convert xwd:- "$3"

@@ -15,7 +15,7 @@ trap 'rm -rf "$state" "$keep"' EXIT
 cp "$program_dir/Define.ini" "$state/Define.ini.saved" 2>/dev/null || true
 mkdir -p "$program_dir/Game" && : >"$keep"
 
-xvfb-run -a -s "-screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$state" \
+xvfb-run -a -s "-noreset -screen 0 1280x800x24" env TMPDIR="$state" XDG_RUNTIME_DIR="$state" \
   SKERRY_SYSTEM_DIR="$state/sys" bash -c '
 set -u
 dir="$1"
@@ -93,7 +93,13 @@ kill $pid 2>/dev/null; wait $pid 2>/dev/null
 
 # Traditional Chinese: a tip while another window has the focus, then the
 # exit question (zone 13), both as pictures.
-LANG=zh_TW.UTF-8 LC_ALL=zh_TW.UTF-8 "$dir/skerry" & pid=$!
+# Started again should the display refuse the connection of a start that
+# follows the end of the last client.
+for attempt in 1 2 3; do
+  LANG=zh_TW.UTF-8 LC_ALL=zh_TW.UTF-8 "$dir/skerry" & pid=$!
+  sleep 1
+  kill -0 $pid 2>/dev/null && break
+done
 for i in $(seq 1 75); do
   id=$(xdotool search --name "^Tessel Skerry$" 2>/dev/null | head -1) || true
   [ -n "$id" ] && break
