@@ -251,11 +251,11 @@ std::string FirstBytes(const std::string& path, std::size_t count) {
   return bytes;
 }
 
-long long FreeBytes(const std::string& folder) {
+bool KeepsFreeBytes(const std::string& folder, long long reserveBytes) {
   struct statvfs fs {};
   if (statvfs(folder.c_str(), &fs) != 0)
-    return -1;
-  return static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize);
+    return true;
+  return static_cast<long long>(fs.f_bavail) * static_cast<long long>(fs.f_frsize) >= reserveBytes;
 }
 
 bool ReadWholeFile(const std::string& path, std::string& out, std::size_t maxBytes) {

@@ -107,9 +107,9 @@ int RemoveStaleEntries(const std::string& folder, const char* pattern,
 // can't be read).
 std::string FirstBytes(const std::string& path, std::size_t count);
 
-// Bytes an unprivileged writer may still put on folder's file system, or -1
-// when it can't be asked.
-long long FreeBytes(const std::string& folder);
+// Whether an unprivileged writer still has reserveBytes free on folder's file
+// system; true when it can't be asked (the write is then left to fail).
+bool KeepsFreeBytes(const std::string& folder, long long reserveBytes);
 
 // Reads up to maxBytes of path into out. Result: false when the file can't
 // be opened or is longer than maxBytes (out is then empty).

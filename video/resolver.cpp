@@ -118,8 +118,7 @@ std::string OutOfRoom(const std::string& tempPath, long long maxBytes, long long
       written += st.st_size;
   if (maxBytes > 0 && written > maxBytes)
     return "larger than " + std::to_string(maxBytes >> 20) + " MB";
-  long long free = FreeBytes(tempPath.substr(0, tempPath.rfind('/')));
-  if (reserveBytes > 0 && free >= 0 && free < reserveBytes) {
+  if (!KeepsFreeBytes(tempPath.substr(0, tempPath.rfind('/')), reserveBytes)) {
     belowReserve = true;
     return "less than " + std::to_string(reserveBytes >> 20) + " MB free";
   }

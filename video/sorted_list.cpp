@@ -105,12 +105,6 @@ long long MediaReserveBytes() {
   return VideoBytesSetting("ReserveBytes", DefaultReserveBytes);
 }
 
-// Whether the file system of folder has room for the reserve.
-bool FolderKeepsReserve(const std::string& folder) {
-  long long free = FreeBytes(folder);
-  return free < 0 || free >= MediaReserveBytes(); // unknown: left to the write to fail
-}
-
 // The media at url into path: at most [Video] MaxBytes, stopped at the free
 // reserve, with no cache copy; a body that no container reader knows is not
 // kept. Result: 0 for a video at path, DownloadBelowReserve, else nonzero.
@@ -535,7 +529,8 @@ int DownloadSortedList(std::uint32_t slot) {
     std::string tempPath = temp + tempName;
     int got = -1;
     bool fetches = direct[0] != '\0' || page[0] != '\0';
-    bool room = !fetches || (FolderKeepsReserve(temp) && FolderKeepsReserve(folder));
+    long long reserve = MediaReserveBytes();
+    bool room = !fetches || (KeepsFreeBytes(temp, reserve) && KeepsFreeBytes(folder, reserve));
     if (!room)
       got = DownloadBelowReserve;
     else if (direct[0] != '\0')
@@ -546,7 +541,7 @@ int DownloadSortedList(std::uint32_t slot) {
     std::string why;
     auto stopped = [&] {
       std::snprintf(text, sizeof text, "Download %u / %u video stopped: less than %lld MB free", n,
-                    total, MediaReserveBytes() >> 20);
+                    total, reserve >> 20);
       failure = text;
       line.Show(text);
     };
@@ -556,8 +551,8 @@ int DownloadSortedList(std::uint32_t slot) {
       if (direct[0] == '\0' && page[0] != '\0') {
         // The resolver fetches the stream itself; its share is the one shown.
         ResolverDownload fetch = DownloadWithResolver(
-            page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes),
-            MediaReserveBytes(), [&](int percent) { OnDownloadProgress(&share, percent, 100); });
+            page, tempPath, phone, VideoBytesSetting("MaxBytes", DefaultMaxMediaBytes), reserve,
+            [&](int percent) { OnDownloadProgress(&share, percent, 100); });
         fetchedMedia = fetch.ok && FfmpegKnowsContainer(tempPath);
         why = !fetch.used ? "no video address" : fetch.ok ? "no video" : fetch.error;
         if (fetch.ok && !fetchedMedia)
